@@ -1,0 +1,27 @@
+// `dmctl info`: the library's version and what it carries.
+#include <cstdio>
+
+#include "dmctl/Command.h"
+#include "Platform/Foundation/EmbeddedResources.h"
+#include "Platform/Foundation/Version.h"
+
+namespace dmctl {
+namespace {
+
+void setup(CLI::App& app, const GlobalOptions& options) {
+  auto* command = app.add_subcommand("info", "Show the library version and its resources");
+  command->callback([&options] {
+    applyGlobalOptions(options);
+    std::printf("DataModel %s\n", dm::DataModelVersionString);
+    std::printf("embedded resources:\n");
+    for (auto name : dm::EmbeddedResources::names()) {
+      std::printf("  %.*s (%zu bytes)\n", static_cast<int>(name.size()), name.data(),
+                  dm::EmbeddedResources::find(name)->size());
+    }
+  });
+}
+
+const CommandRegistration registration("info", &setup);
+
+}  // namespace
+}  // namespace dmctl

@@ -1,0 +1,47 @@
+// dmctl: runs the data layer's jobs from the command line.
+#include <algorithm>
+#include <cstdio>
+#include <exception>
+
+#include "dmctl/Command.h"
+#include "Platform/Foundation/Version.h"
+
+namespace dmctl {
+
+std::vector<RegisteredCommand>& registeredCommands() {
+  static std::vector<RegisteredCommand> commands;
+  return commands;
+}
+
+CommandRegistration::CommandRegistration(const char* name, CommandSetup setup) {
+  registeredCommands().push_back({name, setup});
+}
+
+}  // namespace dmctl
+
+int main(int argc, char** argv) {
+  CLI::App app{"dmctl: the DataModel command-line tool"};
+  app.set_version_flag("--version", std::string(dm::DataModelVersionString));
+  app.require_subcommand(1);
+  dmctl::GlobalOptions options;
+  app.add_option("--data-dir", options.dataDir, "Data root (default: $XDG_DATA_HOME/datamodel)");
+  app.add_flag("--json", options.json, "Print JSON where the command supports it");
+
+  auto& commands = dmctl::registeredCommands();
+  std::sort(commands.begin(), commands.end(),
+            [](const auto& a, const auto& b) { return std::string_view(a.name) < b.name; });
+  for (const auto& command : commands) command.setup(app, options);
+
+  try {
+    app.parse(argc, argv);
+  } catch (const CLI::ParseError& error) {
+    return app.exit(error);
+  } catch (const dmctl::CommandError& error) {
+    std::fprintf(stderr, "dmctl: %s\n", error.what());
+    return 1;
+  } catch (const std::exception& error) {
+    std::fprintf(stderr, "dmctl: %s\n", error.what());
+    return 1;
+  }
+  return 0;
+}

@@ -1,0 +1,10 @@
+# Sanitizer builds: DM_SANITIZE=address (address + undefined) or thread.
+if(DM_SANITIZE STREQUAL "address")
+  add_compile_options(-fsanitize=address,undefined -fno-omit-frame-pointer -fno-sanitize-recover=undefined)
+  add_link_options(-fsanitize=address,undefined)
+elseif(DM_SANITIZE STREQUAL "thread")
+  add_compile_options(-fsanitize=thread -fno-omit-frame-pointer)
+  add_link_options(-fsanitize=thread)
+elseif(NOT DM_SANITIZE STREQUAL "")
+  message(FATAL_ERROR "Unknown DM_SANITIZE value: ${DM_SANITIZE}")
+endif()
