@@ -1,0 +1,128 @@
+// Filter conditions for fetches: parsed from the format-string language the data layer
+// uses ("entityStatusString = NULL OR entityStatusString != %@", "not %K in %@", ...) or
+// built in code, then compiled to SQL with bound parameters or evaluated in memory.
+#pragma once
+
+#include <memory>
+#include <stdexcept>
+#include <string>
+#include <string_view>
+#include <variant>
+#include <vector>
+
+#include "Platform/ObjectStore/Value.h"
+
+namespace dm {
+
+class ManagedObject;
+
+// An argument substituted for %@ (a value, a list for IN, or a stored object compared
+// with a to-one relationship) or for %K (a key path given as text).
+using PredicateArgument = std::variant<Value, std::vector<Value>, const ManagedObject*>;
+
+// A malformed format, a wrong argument or an unknown key. what() names the format and
+// the position or key involved.
+class PredicateError : public std::runtime_error {
+ public:
+  using std::runtime_error::runtime_error;
+};
+
+// One side of a comparison.
+struct PredicateExpression {
+  enum class Kind { KeyPath, Constant, ConstantList, Object };
+  Kind kind = Kind::Constant;
+  std::string keyPath;            // KeyPath: dotted path, e.g. "trainingDay.cource.entityID"
+  Value constant;                 // Constant
+  std::vector<Value> list;        // ConstantList
+  const ManagedObject* object = nullptr;  // Object
+};
+
+// Immutable predicate tree. Cheap to copy (shared nodes); safe to share between threads.
+class Predicate {
+ public:
+  enum class Kind { True, False, Comparison, And, Or, Not };
+  enum class Operator {
+    Equal, NotEqual, Less, LessOrEqual, Greater, GreaterOrEqual,
+    In, Like, Contains, BeginsWith, EndsWith,
+  };
+  // Comparison options, as in "name CONTAINS[cd] %@".
+  struct Options {
+    bool caseInsensitive = false;
+    bool diacriticInsensitive = false;
+  };
+
+  // Parses a format. Throws PredicateError on a malformed format, too few or too many
+  // arguments, or an argument of the wrong kind for its placeholder.
+  static Predicate parse(std::string_view format, const std::vector<PredicateArgument>& args = {});
+
+  static Predicate truePredicate();
+  static Predicate falsePredicate();
+  static Predicate comparison(PredicateExpression left, Operator op, PredicateExpression right,
+                              Options options = {});
+  static Predicate keyEquals(std::string keyPath, Value value);
+  static Predicate andPredicate(std::vector<Predicate> subpredicates);
+  static Predicate orPredicate(std::vector<Predicate> subpredicates);
+  static Predicate notPredicate(Predicate subpredicate);
+
+  Kind kind() const;
+  Operator comparisonOperator() const;        // Comparison only
+  Options options() const;                    // Comparison only
+  const PredicateExpression& left() const;    // Comparison only
+  const PredicateExpression& right() const;   // Comparison only
+  const std::vector<Predicate>& subpredicates() const;  // And, Or, Not
+
+  // Every key path the predicate reads, in order of appearance, without duplicates.
+  std::vector<std::string> keyPaths() const;
+  // The predicate as a format text (values printed as literals); for diagnostics.
+  std::string format() const;
+
+  struct Node;
+
+ private:
+  explicit Predicate(std::shared_ptr<const Node> node) : node_(std::move(node)) {}
+  std::shared_ptr<const Node> node_;  // never null
+};
+
+// What the SQL compiler needs from the store: a column expression per key path.
+class PredicateSqlResolver {
+ public:
+  virtual ~PredicateSqlResolver() = default;
+  struct Column {
+    std::string sql;  // an expression usable in WHERE, e.g. "t0.\"name\"" or "j1.\"entityID\""
+    AttributeType type = AttributeType::String;
+    bool isToOneRelationship = false;  // the column holds the related row's primary key
+  };
+  // Resolves a key path (adding any joins it needs). Throws PredicateError for a key
+  // that is not in the model.
+  virtual Column resolve(const std::string& keyPath) = 0;
+  // The primary key of a stored object, for comparisons with a to-one relationship.
+  // Throws PredicateError for an object that has no row yet.
+  virtual Value primaryKeyOf(const ManagedObject* object) = 0;
+};
+
+// The compiled WHERE condition and its parameters, bound in order to "?" placeholders.
+struct SqlCondition {
+  std::string sql;
+  std::vector<Value> parameters;
+};
+
+// Compiles a predicate. Values are always bound, never spliced into the text.
+// Comparisons follow the in-memory evaluation's NULL semantics: "x = NULL" is
+// "x IS NULL", "x != v" is true where x is NULL and v is not.
+SqlCondition compileToSql(const Predicate& predicate, PredicateSqlResolver& resolver);
+
+// What in-memory evaluation needs from an object: the value at a key path.
+class PredicateValueSource {
+ public:
+  virtual ~PredicateValueSource() = default;
+  struct Resolved {
+    Value value;                            // attribute value (null when absent)
+    const ManagedObject* object = nullptr;  // set when the key path ends at a to-one relationship
+  };
+  // Throws PredicateError for a key that is not in the model.
+  virtual Resolved valueForKeyPath(const std::string& keyPath) const = 0;
+};
+
+bool evaluate(const Predicate& predicate, const PredicateValueSource& source);
+
+}  // namespace dm
