@@ -38,19 +38,22 @@ void Logger::setShared(std::shared_ptr<Logger> logger) {
   sharedSlot() = logger ? std::move(logger) : std::make_shared<StderrLogger>();
 }
 
-void StderrLogger::log(LogLevel level, std::string_view message,
-                       const std::source_location& location) {
-  if (level == LogLevel::Debug && std::getenv("DM_DEBUG") == nullptr) return;
-  std::fprintf(stderr, "[%s] %s:%u: %.*s\n", levelName(level), location.file_name(),
-               static_cast<unsigned>(location.line()), static_cast<int>(message.size()),
-               message.data());
+void Logger::log(LogLevel level, std::string_view message, const std::source_location& location) {
+  log(level, message,
+      LogLocation{location.file_name(), static_cast<unsigned>(location.line()),
+                  location.function_name()});
 }
 
-void RecordingLogger::log(LogLevel level, std::string_view message,
-                          const std::source_location& location) {
+void StderrLogger::log(LogLevel level, std::string_view message, const LogLocation& location) {
+  if (level == LogLevel::Debug && std::getenv("DM_DEBUG") == nullptr) return;
+  std::fprintf(stderr, "[%s] %s:%u: %.*s\n", levelName(level), location.file.c_str(),
+               location.line, static_cast<int>(message.size()), message.data());
+}
+
+void RecordingLogger::log(LogLevel level, std::string_view message, const LogLocation& location) {
   std::lock_guard lock(mutex_);
-  entries_.push_back(Entry{level, std::string(message), location.file_name(),
-                           static_cast<unsigned>(location.line()), location.function_name()});
+  entries_.push_back(
+      Entry{level, std::string(message), location.file, location.line, location.function});
 }
 
 std::vector<RecordingLogger::Entry> RecordingLogger::entries() const {
@@ -76,6 +79,14 @@ void logWarning(std::string_view message, const std::source_location& location) 
 }
 
 void logError(std::string_view message, const std::source_location& location) {
+  Logger::shared()->log(LogLevel::Error, message, location);
+}
+
+void logWarning(std::string_view message, const LogLocation& location) {
+  Logger::shared()->log(LogLevel::Warning, message, location);
+}
+
+void logError(std::string_view message, const LogLocation& location) {
   Logger::shared()->log(LogLevel::Error, message, location);
 }
 

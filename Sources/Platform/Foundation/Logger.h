@@ -13,12 +13,20 @@ namespace dm {
 
 enum class LogLevel { Debug, Warning, Error };
 
+// A source location given explicitly, for log lines whose reported file and line are
+// part of the contract (the host's crash reports group by them).
+struct LogLocation {
+  std::string file;
+  unsigned line = 0;
+  std::string function;
+};
+
 // Receives log lines. Implementations must be callable from any thread.
 class Logger {
  public:
   virtual ~Logger() = default;
-  virtual void log(LogLevel level, std::string_view message,
-                   const std::source_location& location) = 0;
+  virtual void log(LogLevel level, std::string_view message, const LogLocation& location) = 0;
+  void log(LogLevel level, std::string_view message, const std::source_location& location);
 
   // The process-wide logger (writes to stderr unless the host replaced it).
   // Thread-safe; the returned pointer stays valid while the caller holds it.
@@ -31,8 +39,8 @@ class Logger {
 // environment variable DM_DEBUG is set, so diagnostics stay out of normal output.
 class StderrLogger final : public Logger {
  public:
-  void log(LogLevel level, std::string_view message,
-           const std::source_location& location) override;
+  using Logger::log;
+  void log(LogLevel level, std::string_view message, const LogLocation& location) override;
 };
 
 // Keeps every line in memory; the test double.
@@ -45,8 +53,8 @@ class RecordingLogger final : public Logger {
     unsigned line;
     std::string function;
   };
-  void log(LogLevel level, std::string_view message,
-           const std::source_location& location) override;
+  using Logger::log;
+  void log(LogLevel level, std::string_view message, const LogLocation& location) override;
   std::vector<Entry> entries() const;
   // True when some entry of that level contains `fragment`.
   bool contains(LogLevel level, std::string_view fragment) const;
@@ -61,6 +69,8 @@ void logWarning(std::string_view message,
                 const std::source_location& location = std::source_location::current());
 void logError(std::string_view message,
               const std::source_location& location = std::source_location::current());
+void logWarning(std::string_view message, const LogLocation& location);
+void logError(std::string_view message, const LogLocation& location);
 // Debug output: texts that users never see ("Failed to load: ...").
 void debugOutput(std::string_view message,
                  const std::source_location& location = std::source_location::current());
