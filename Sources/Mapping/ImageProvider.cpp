@@ -12,8 +12,7 @@ std::mutex& providerMutex() {
 }
 
 std::shared_ptr<const ImageProvider>& installedProvider() {
-  static std::shared_ptr<const ImageProvider> provider =
-      std::make_shared<AssetNameImageProvider>();
+  static std::shared_ptr<const ImageProvider> provider = std::make_shared<AssetNameImageProvider>();
   return provider;
 }
 

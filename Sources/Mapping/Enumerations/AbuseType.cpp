@@ -29,6 +29,8 @@ const TitleTable& AbuseTypeTitleMappings() {
   return table;
 }
 
-std::string TitleForAbuseType(int value) { return titleIn(AbuseTypeTitleMappings(), value); }
+std::string TitleForAbuseType(int value) {
+  return titleIn(AbuseTypeTitleMappings(), value);
+}
 
 }  // namespace dm

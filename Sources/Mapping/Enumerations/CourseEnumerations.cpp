@@ -10,21 +10,20 @@ const CodeTable& CourseStatusMappings() {
 }
 
 const TitleTable& CourseStatusTitleMappings() {
-  static const TitleTable table = storedTitleTable(
-      {{1, "Not editable"}, {2, "Draft"}, {3, "Published"}, {5, "Deleted"}});
+  static const TitleTable table =
+      storedTitleTable({{1, "Not editable"}, {2, "Draft"}, {3, "Published"}, {5, "Deleted"}});
   return table;
 }
 
-std::string TitleForCourseStatus(int value) { return titleIn(CourseStatusTitleMappings(), value); }
+std::string TitleForCourseStatus(int value) {
+  return titleIn(CourseStatusTitleMappings(), value);
+}
 
 const CodeTable& FrequencyTypeMappings() {
-  static const CodeTable table{{0, "unknown"},
-                               {1, "two_times_a_week"},
-                               {2, "three_times_a_week"},
-                               {3, "four_times_a_week"},
-                               {4, "five_times_a_week"},
-                               {5, "six_times_a_week"},
-                               {6, "every_other_day"}};
+  static const CodeTable table{
+      {0, "unknown"},           {1, "two_times_a_week"},  {2, "three_times_a_week"},
+      {3, "four_times_a_week"}, {4, "five_times_a_week"}, {5, "six_times_a_week"},
+      {6, "every_other_day"}};
   return table;
 }
 

@@ -9,17 +9,22 @@ const CodeTable& ServiceTypeMappings() {
 }
 
 const TitleTable& ServiceTypeTitleMappings() {
-  static const TitleTable table = storedTitleTable({{1, "TrainerSideCourseCell.Service.OneTime"},
-                                                    {2, "TrainerSideCourseCell.Service.Monthly"}});
+  static const TitleTable table = storedTitleTable(
+      {{1, "TrainerSideCourseCell.Service.OneTime"}, {2, "TrainerSideCourseCell.Service.Monthly"}});
   return table;
 }
 
-std::string TitleForServiceType(int value) { return titleIn(ServiceTypeTitleMappings(), value); }
+std::string TitleForServiceType(int value) {
+  return titleIn(ServiceTypeTitleMappings(), value);
+}
 
 const CodeTable& PaymentStatusMappings() {
-  static const CodeTable table{{1, "not_paid"}, {2, "pending"},
-                               {3, "paid"},     {4, "canceled"},
-                               {5, "error"},    {6, "paid_by_client"},
+  static const CodeTable table{{1, "not_paid"},
+                               {2, "pending"},
+                               {3, "paid"},
+                               {4, "canceled"},
+                               {5, "error"},
+                               {6, "paid_by_client"},
                                {7, "client_not_confirmed"}};
   return table;
 }
@@ -50,7 +55,9 @@ const TitleTable& CardTypeTitleMappings() {
   return table;
 }
 
-std::string TitleForCardType(int value) { return titleIn(CardTypeTitleMappings(), value); }
+std::string TitleForCardType(int value) {
+  return titleIn(CardTypeTitleMappings(), value);
+}
 
 namespace {
 

@@ -9,16 +9,19 @@ const CodeTable& HandbookStatusMappings() {
 }
 
 const CodeTable& HandbookPostTypeMappings() {
-  static const CodeTable table{{1, "post_article"}, {2, "post_sport_food"},
-                               {3, "post_pharmacy"}, {4, "post_exercise"},
-                               {5, "post_product"},  {6, "post_faq"}};
+  static const CodeTable table{{1, "post_article"},  {2, "post_sport_food"}, {3, "post_pharmacy"},
+                               {4, "post_exercise"}, {5, "post_product"},    {6, "post_faq"}};
   return table;
 }
 
 const TitleTable& HandbookPostTypeTitleMappings() {
-  static const TitleTable table =
-      storedTitleTable({{0, "Undefined"}, {1, "Article"}, {2, "Sport food"}, {3, "Pharmacy"},
-                        {4, "Exercise"}, {5, "Product"}, {6, "Faq"}});
+  static const TitleTable table = storedTitleTable({{0, "Undefined"},
+                                                    {1, "Article"},
+                                                    {2, "Sport food"},
+                                                    {3, "Pharmacy"},
+                                                    {4, "Exercise"},
+                                                    {5, "Product"},
+                                                    {6, "Faq"}});
   return table;
 }
 

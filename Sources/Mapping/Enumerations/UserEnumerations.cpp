@@ -14,7 +14,9 @@ const TitleTable& AccountTypeTitleMappings() {
   return table;
 }
 
-std::string TitleForAccountType(int value) { return titleIn(AccountTypeTitleMappings(), value); }
+std::string TitleForAccountType(int value) {
+  return titleIn(AccountTypeTitleMappings(), value);
+}
 
 const CodeTable& GenderTypeMappings() {
   static const CodeTable table{{1, "male"}, {2, "female"}, {0, "na"}};
@@ -26,7 +28,9 @@ const TitleTable& GenderTypeTitleMappings() {
   return table;
 }
 
-std::string TitleForGenderType(int value) { return titleIn(GenderTypeTitleMappings(), value); }
+std::string TitleForGenderType(int value) {
+  return titleIn(GenderTypeTitleMappings(), value);
+}
 
 const CodeTable& SocialMediaTypeMappings() {
   static const CodeTable table{
@@ -40,8 +44,7 @@ const CodeTable& UserStatusMappings() {
 }
 
 const CodeTable& ServerSubscriptionTypeMappings() {
-  static const CodeTable table{
-      {0, "unknown"}, {1, "server"}, {2, "appstore"}, {3, "playmarket"}};
+  static const CodeTable table{{0, "unknown"}, {1, "server"}, {2, "appstore"}, {3, "playmarket"}};
   return table;
 }
 
