@@ -1,0 +1,83 @@
+// Localisation lookup: embedded tables, language fallback, host-loaded tables.
+#include "Platform/Foundation/Localization.h"
+
+#include <gtest/gtest.h>
+
+#include "Platform/Foundation/LocaleServices.h"
+#include "Platform/Foundation/Logger.h"
+#include "Support/TempDir.h"
+
+namespace dm {
+namespace {
+
+class LocalizationTest : public ::testing::Test {
+ protected:
+  void SetUp() override {
+    Logger::setShared(logger_);
+    Localization::reset();
+  }
+  void TearDown() override {
+    setCurrentInterfaceLanguage({});
+    Localization::reset();
+    Logger::setShared(nullptr);
+  }
+  std::shared_ptr<RecordingLogger> logger_ = std::make_shared<RecordingLogger>();
+  test::TempDir dir_;
+};
+
+TEST_F(LocalizationTest, EmbeddedTablesFollowTheInterfaceLanguage) {
+  setCurrentInterfaceLanguage("en");
+  EXPECT_EQ(localizedString("Settings.kg"), "kg");
+  setCurrentInterfaceLanguage("ru");
+  EXPECT_EQ(localizedString("Settings.kg", "weight unit"), "кг");
+  EXPECT_EQ(localizedString("Settings.cm"), "см");
+}
+
+TEST_F(LocalizationTest, MissingKeyYieldsNothingInEveryLanguage) {
+  for (const char* language : {"en", "ru", "de"}) {
+    setCurrentInterfaceLanguage(language);
+    EXPECT_EQ(localizedString("No.Such.Key"), std::nullopt) << language;
+    EXPECT_EQ(localizedString(""), std::nullopt) << language;
+  }
+}
+
+TEST_F(LocalizationTest, FallsBackToBaseLanguageThenEnglish) {
+  setCurrentInterfaceLanguage("de");
+  EXPECT_FALSE(Localization::hasTable("de"));
+  EXPECT_EQ(localizedString("Settings.kg"), "kg");
+
+  setCurrentInterfaceLanguage("ru_RU");
+  EXPECT_EQ(localizedString("Settings.kg"), "кг");
+  setCurrentInterfaceLanguage("ru-UA");
+  EXPECT_EQ(localizedString("Settings.kg"), "кг");
+
+  // A key translated into English only shows English rather than nothing.
+  ASSERT_TRUE(Localization::loadTable("en", R"({"Only.English": "Hello", "Settings.kg": "kg"})"));
+  setCurrentInterfaceLanguage("ru");
+  EXPECT_EQ(localizedString("Only.English"), "Hello");
+  EXPECT_EQ(localizedString("Settings.kg"), "кг");
+}
+
+TEST_F(LocalizationTest, HostLoadedTableReplacesAndFollowsFallback) {
+  ASSERT_TRUE(Localization::loadTable("de", R"({"Settings.kg": "Kilogramm"})"));
+  setCurrentInterfaceLanguage("de");
+  EXPECT_EQ(localizedString("Settings.kg"), "Kilogramm");
+  EXPECT_EQ(localizedString("Settings.cm"), "cm");  // not in the German table
+  EXPECT_EQ(Localization::string("Settings.kg", "de_AT"), "Kilogramm");
+
+  Localization::reset();
+  EXPECT_FALSE(Localization::hasTable("de"));
+  EXPECT_EQ(localizedString("Settings.kg"), "kg");
+}
+
+TEST_F(LocalizationTest, MalformedTablesAreRejectedAndKeepThePreviousTable) {
+  for (const char* bad : {"", "{", "[]", R"({"a": 1})", R"({"a": {"b": "c"}})", "null"}) {
+    EXPECT_FALSE(Localization::loadTable("ru", bad)) << bad;
+  }
+  EXPECT_FALSE(Localization::loadTable("", R"({"a": "b"})"));
+  EXPECT_TRUE(logger_->contains(LogLevel::Warning, "ru"));
+  EXPECT_EQ(Localization::string("Settings.kg", "ru"), "кг");
+}
+
+}  // namespace
+}  // namespace dm
