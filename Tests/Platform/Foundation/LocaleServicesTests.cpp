@@ -121,6 +121,7 @@ TEST_F(LocaleServicesTest, UnknownLocaleStillFormats) {
 TEST(LocaleServicesConcurrencyTest, FormattingWhileTheLocaleChanges) {
   const std::string english = "1,234.5";
   const std::string russian = std::string("1") + kNoBreakSpace + "234,5";
+  setCurrentLocaleIdentifier("en_US");
   std::atomic<bool> stop{false};
   std::atomic<int> unexpected{0};
   std::thread switcher([&] {
