@@ -23,6 +23,14 @@ std::string currentInterfaceLanguage();
 // Thread-safe.
 void setCurrentInterfaceLanguage(std::string_view language);
 
+// The time zone in which dates are shown and days begin ("Europe/Moscow", "UTC").
+// Defaults to the environment's zone (TZ, as the ICU default). Thread-safe; returns a copy.
+std::string currentTimeZoneIdentifier();
+// Replaces the current time zone; an empty identifier restores the environment's default.
+// An identifier ICU does not know is refused: false, logged, the zone stays as it was.
+// Thread-safe.
+bool setCurrentTimeZoneIdentifier(std::string_view identifier);
+
 // True when the interface language is written right to left (Arabic, Hebrew, Persian...).
 // Thread-safe.
 bool isRightToLeftInterface();
@@ -40,9 +48,11 @@ std::string localizedPercentString(double fraction);
 std::string localizedDigits(std::string_view text);
 
 // Formats numbers with at most `maximumFractionDigits` fraction digits (none forced),
-// rounding half up (away from zero at exactly .5 of the last kept digit, on the decimal
-// value of the double: 0.25 -> "0.3" with one digit, but 1.005 -> "1" with two, because the
-// double nearest 1.005 lies below it). Grouping follows the locale.
+// rounding half up (away from zero at .5 of the last kept digit). The decision is made on the
+// shortest decimal text that reads back as the same double, not on its exact binary value,
+// so 0.25 -> "0.3" with one digit and 1.005 -> "1.01" with two (although the double nearest
+// 1.005 lies slightly below it), as a person reading the number expects. A result that
+// rounds to zero is written without a minus sign. Grouping follows the locale.
 // An instance is not thread-safe (it owns an ICU formatter); use one per thread.
 class RoundingNumberFormatter {
  public:
