@@ -9,6 +9,7 @@
 
 #include "Platform/Foundation/LocaleServices.h"
 #include "Platform/Foundation/Logger.h"
+#include "Platform/Foundation/StringFormat.h"
 #include "Support/TempDir.h"
 
 namespace dm {
@@ -35,6 +36,19 @@ TEST_F(LocalizationTest, EmbeddedTablesFollowTheInterfaceLanguage) {
   setCurrentInterfaceLanguage("ru");
   EXPECT_EQ(localizedString("Settings.kg", "weight unit"), "кг");
   EXPECT_EQ(localizedString("Settings.cm"), "см");
+}
+
+// A translated template filled with a locale-aware number, as the display texts are built.
+TEST_F(LocalizationTest, TemplatesFillWithLocalizedNumbers) {
+  setCurrentLocaleIdentifier("ru_RU");
+  setCurrentInterfaceLanguage("ru");
+  auto minutes = localizedString("Exercise.MinutesUnitTemplate");
+  ASSERT_TRUE(minutes);
+  EXPECT_EQ(stringWithFormat(*minutes, localizedNumberString(2.5)), "2,5 мин");
+  auto label = localizedString("MyProgress.MeasurementWithUnitFormat");
+  ASSERT_TRUE(label);
+  EXPECT_EQ(stringWithFormat(*label, "Вес", *localizedString("Settings.kg")), "Вес, кг");
+  setCurrentLocaleIdentifier({});
 }
 
 TEST_F(LocalizationTest, MissingKeyYieldsNothingInEveryLanguage) {
