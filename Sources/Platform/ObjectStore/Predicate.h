@@ -31,9 +31,9 @@ class PredicateError : public std::runtime_error {
 struct PredicateExpression {
   enum class Kind { KeyPath, Constant, ConstantList, Object };
   Kind kind = Kind::Constant;
-  std::string keyPath;            // KeyPath: dotted path, e.g. "trainingDay.cource.entityID"
-  Value constant;                 // Constant
-  std::vector<Value> list;        // ConstantList
+  std::string keyPath;      // KeyPath: dotted path, e.g. "trainingDay.cource.entityID"
+  Value constant;           // Constant
+  std::vector<Value> list;  // ConstantList
   const ManagedObject* object = nullptr;  // Object
 };
 
@@ -42,8 +42,17 @@ class Predicate {
  public:
   enum class Kind { True, False, Comparison, And, Or, Not };
   enum class Operator {
-    Equal, NotEqual, Less, LessOrEqual, Greater, GreaterOrEqual,
-    In, Like, Contains, BeginsWith, EndsWith,
+    Equal,
+    NotEqual,
+    Less,
+    LessOrEqual,
+    Greater,
+    GreaterOrEqual,
+    In,
+    Like,
+    Contains,
+    BeginsWith,
+    EndsWith,
   };
   // Comparison options, as in "name CONTAINS[cd] %@".
   struct Options {
@@ -57,19 +66,26 @@ class Predicate {
 
   static Predicate truePredicate();
   static Predicate falsePredicate();
+  // A comparison without options. (An overload rather than a default argument: GCC cannot
+  // default-construct a nested class with member initializers inside its enclosing class.)
+  static Predicate comparison(PredicateExpression left, Operator op, PredicateExpression right);
   static Predicate comparison(PredicateExpression left, Operator op, PredicateExpression right,
-                              Options options = {});
+                              Options options);
   static Predicate keyEquals(std::string keyPath, Value value);
   static Predicate andPredicate(std::vector<Predicate> subpredicates);
   static Predicate orPredicate(std::vector<Predicate> subpredicates);
   static Predicate notPredicate(Predicate subpredicate);
 
   Kind kind() const;
-  Operator comparisonOperator() const;        // Comparison only
-  Options options() const;                    // Comparison only
-  const PredicateExpression& left() const;    // Comparison only
-  const PredicateExpression& right() const;   // Comparison only
+  Operator comparisonOperator() const;                  // Comparison only
+  Options options() const;                              // Comparison only
+  const PredicateExpression& left() const;              // Comparison only
+  const PredicateExpression& right() const;             // Comparison only
   const std::vector<Predicate>& subpredicates() const;  // And, Or, Not
+  // Levels of nesting: 1 for a comparison or a constant predicate. The builders throw
+  // PredicateError above 1000 levels and parse() above 100 levels of parentheses and NOTs,
+  // so walking a tree recursively is always safe.
+  int depth() const;
 
   // Every key path the predicate reads, in order of appearance, without duplicates.
   std::vector<std::string> keyPaths() const;
