@@ -31,9 +31,9 @@ class PredicateError : public std::runtime_error {
 struct PredicateExpression {
   enum class Kind { KeyPath, Constant, ConstantList, Object };
   Kind kind = Kind::Constant;
-  std::string keyPath;      // KeyPath: dotted path, e.g. "trainingDay.cource.entityID"
-  Value constant;           // Constant
-  std::vector<Value> list;  // ConstantList
+  std::string keyPath;            // KeyPath: dotted path, e.g. "trainingDay.cource.entityID"
+  Value constant;                 // Constant
+  std::vector<Value> list;        // ConstantList
   const ManagedObject* object = nullptr;  // Object
 };
 
@@ -42,17 +42,8 @@ class Predicate {
  public:
   enum class Kind { True, False, Comparison, And, Or, Not };
   enum class Operator {
-    Equal,
-    NotEqual,
-    Less,
-    LessOrEqual,
-    Greater,
-    GreaterOrEqual,
-    In,
-    Like,
-    Contains,
-    BeginsWith,
-    EndsWith,
+    Equal, NotEqual, Less, LessOrEqual, Greater, GreaterOrEqual,
+    In, Like, Contains, BeginsWith, EndsWith,
   };
   // Comparison options, as in "name CONTAINS[cd] %@".
   struct Options {
@@ -77,10 +68,10 @@ class Predicate {
   static Predicate notPredicate(Predicate subpredicate);
 
   Kind kind() const;
-  Operator comparisonOperator() const;                  // Comparison only
-  Options options() const;                              // Comparison only
-  const PredicateExpression& left() const;              // Comparison only
-  const PredicateExpression& right() const;             // Comparison only
+  Operator comparisonOperator() const;        // Comparison only
+  Options options() const;                    // Comparison only
+  const PredicateExpression& left() const;    // Comparison only
+  const PredicateExpression& right() const;   // Comparison only
   const std::vector<Predicate>& subpredicates() const;  // And, Or, Not
   // Levels of nesting: 1 for a comparison or a constant predicate. The builders throw
   // PredicateError above 1000 levels and parse() above 100 levels of parentheses and NOTs,
