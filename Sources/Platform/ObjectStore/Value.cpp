@@ -1,6 +1,6 @@
 // Conversions and comparisons of attribute values.
-#include "Platform/Foundation/Date.h"
 #include "Platform/ObjectStore/Value.h"
+#include "Platform/Foundation/Date.h"
 
 #include <cmath>
 #include <cstdio>
@@ -17,6 +17,15 @@ int rank(const Value& v) {
   if (v.isString()) return 2;
   return 3;
 }
+int compareIntegerWithDouble(std::int64_t i, double d) {
+  if (std::isnan(d)) return 0;
+  if (d < -9.2233720368547758e18) return 1;
+  if (d >= 9.2233720368547758e18) return -1;
+  const auto whole = static_cast<std::int64_t>(d);  // exact: |d| < 2^63
+  if (i != whole) return i < whole ? -1 : 1;
+  const double fraction = d - static_cast<double>(whole);
+  return fraction > 0 ? -1 : (fraction < 0 ? 1 : 0);
+}
 }  // namespace
 
 std::int64_t Value::asInt64() const {
@@ -28,7 +37,8 @@ std::int64_t Value::asInt64() const {
     if (*d <= -9.2233720368547758e18) return INT64_MIN;
     return static_cast<std::int64_t>(*d);
   }
-  if (auto* t = std::get_if<Date>(&storage_)) return static_cast<std::int64_t>(t->timeIntervalSince1970);
+  if (auto* t = std::get_if<Date>(&storage_))
+    return static_cast<std::int64_t>(t->timeIntervalSince1970);
   return 0;
 }
 
@@ -55,19 +65,26 @@ const Blob& Value::asBlob() const {
   return kEmptyBlob;
 }
 
-bool operator==(const Value& a, const Value& b) { return rank(a) == rank(b) && Value::compare(a, b) == 0; }
+bool operator==(const Value& a, const Value& b) {
+  return rank(a) == rank(b) && Value::compare(a, b) == 0;
+}
 
 int Value::compare(const Value& a, const Value& b) {
   const int ra = rank(a), rb = rank(b);
   if (ra != rb) return ra < rb ? -1 : 1;
   switch (ra) {
-    case 0: return 0;
+    case 0:
+      return 0;
     case 1: {
       // Compare integers exactly when both are integers; doubles otherwise.
       if ((a.isInteger() || a.isBool()) && (b.isInteger() || b.isBool())) {
         const auto x = a.asInt64(), y = b.asInt64();
         return x < y ? -1 : (x > y ? 1 : 0);
       }
+      // An integer against a double is compared exactly: converting a large integer to
+      // double would round it.
+      if (a.isInteger() || a.isBool()) return compareIntegerWithDouble(a.asInt64(), b.asDouble());
+      if (b.isInteger() || b.isBool()) return -compareIntegerWithDouble(b.asInt64(), a.asDouble());
       const double x = a.asDouble(), y = b.asDouble();
       return x < y ? -1 : (x > y ? 1 : 0);
     }
