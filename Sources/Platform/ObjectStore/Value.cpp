@@ -1,6 +1,6 @@
 // Conversions and comparisons of attribute values.
-#include "Platform/ObjectStore/Value.h"
 #include "Platform/Foundation/Date.h"
+#include "Platform/ObjectStore/Value.h"
 
 #include <cmath>
 #include <cstdio>
@@ -17,6 +17,7 @@ int rank(const Value& v) {
   if (v.isString()) return 2;
   return 3;
 }
+
 int compareIntegerWithDouble(std::int64_t i, double d) {
   if (std::isnan(d)) return 0;
   if (d < -9.2233720368547758e18) return 1;
@@ -37,8 +38,7 @@ std::int64_t Value::asInt64() const {
     if (*d <= -9.2233720368547758e18) return INT64_MIN;
     return static_cast<std::int64_t>(*d);
   }
-  if (auto* t = std::get_if<Date>(&storage_))
-    return static_cast<std::int64_t>(t->timeIntervalSince1970);
+  if (auto* t = std::get_if<Date>(&storage_)) return static_cast<std::int64_t>(t->timeIntervalSince1970);
   return 0;
 }
 
@@ -65,16 +65,13 @@ const Blob& Value::asBlob() const {
   return kEmptyBlob;
 }
 
-bool operator==(const Value& a, const Value& b) {
-  return rank(a) == rank(b) && Value::compare(a, b) == 0;
-}
+bool operator==(const Value& a, const Value& b) { return rank(a) == rank(b) && Value::compare(a, b) == 0; }
 
 int Value::compare(const Value& a, const Value& b) {
   const int ra = rank(a), rb = rank(b);
   if (ra != rb) return ra < rb ? -1 : 1;
   switch (ra) {
-    case 0:
-      return 0;
+    case 0: return 0;
     case 1: {
       // Compare integers exactly when both are integers; doubles otherwise.
       if ((a.isInteger() || a.isBool()) && (b.isInteger() || b.isBool())) {
