@@ -57,6 +57,7 @@ class Fixture : public ::testing::Test {
     row(9, 10, null, "100%_done", true, null, "%", -1);
     row(10, 1, 1.0, "APPLE", null, null, "apple", -1);
 
+    exec("BEGIN");
     for (const auto& p : parents_) {
       run("INSERT INTO p VALUES (?, ?, ?)", {Value(static_cast<long long>(p.id)), p.name, p.code});
     }
@@ -67,6 +68,7 @@ class Fixture : public ::testing::Test {
            v.at("dt"), v.at("s2"),
            r.parent < 0 ? Value() : Value(static_cast<long long>(parents_[r.parent].id))});
     }
+    exec("COMMIT");
   }
 
   void TearDown() override { sqlite3_close(db_); }
