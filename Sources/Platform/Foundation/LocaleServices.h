@@ -1,5 +1,7 @@
-// The current locale and interface language of the process, and the locale-aware texts built
-// from them: number and percent texts, rounding number formatting, native digits.
+// The current locale, interface language and time zone of the process, and the locale-aware
+// texts built from them: number and percent texts, rounding number formatting, native digits.
+// The settings are guarded by a lock; the free text functions keep ICU formatters per thread
+// (ICU formatters are not thread-safe) and rebuild them when the current locale changes.
 #pragma once
 
 #include <memory>
@@ -63,7 +65,8 @@ class RoundingNumberFormatter {
   RoundingNumberFormatter(RoundingNumberFormatter&&) noexcept;
   RoundingNumberFormatter& operator=(RoundingNumberFormatter&&) noexcept;
 
-  // The formatted text; "" only if ICU fails (logged).
+  // The formatted text; "" if ICU could not create the formatter (logged at construction)
+  // or the instance was moved from.
   std::string string(double value) const;
 
  private:
