@@ -7,7 +7,9 @@ namespace dm::test {
 namespace {
 
 // The float-precision value the rounding operations give back, widened as they widen it.
-double f(float value) { return static_cast<double>(value); }
+double f(float value) {
+  return static_cast<double>(value);
+}
 
 TEST(UnitsRoundingTest, WholeNumbersRoundHalvesAwayFromZeroInSinglePrecision) {
   EXPECT_EQ(UnitsHelper::RoundNearestEven(2.5), 3);
@@ -38,18 +40,18 @@ TEST(UnitsRoundingTest, ExerciseWeightsSnapToFivePoundsAboveTen) {
   };
   // kilograms chosen so that kg * 2.20462 lands on each side of the thresholds.
   const Case cases[] = {
-      {4.5, 10},     // 9.92 -> 10, not snapped (10 is not above 10)
-      {4.76, 10},    // 10.49 -> 10
-      {4.77, 10},    // 10.52 -> 11 -> snapped down to 10
-      {5.44, 10},    // 11.99 -> 12 -> 10
-      {10, 20},      // 22.05 -> 22 -> 20 (remainder 2 goes down)
-      {10.5, 25},    // 23.15 -> 23 -> 25 (remainder 3 goes up)
-      {6.35, 15},    // 14.00 -> 14 -> 15
-      {6.8, 15},     // 14.99 -> 15 stays
-      {7.49, 15},    // 16.51 -> 17 -> 15
-      {8.17, 20},    // 18.01 -> 18 -> 20
-      {100, 220},    // 220.46 -> 220 stays
-      {-3, -7},      // never snapped below 10
+      {4.5, 10},   // 9.92 -> 10, not snapped (10 is not above 10)
+      {4.76, 10},  // 10.49 -> 10
+      {4.77, 10},  // 10.52 -> 11 -> snapped down to 10
+      {5.44, 10},  // 11.99 -> 12 -> 10
+      {10, 20},    // 22.05 -> 22 -> 20 (remainder 2 goes down)
+      {10.5, 25},  // 23.15 -> 23 -> 25 (remainder 3 goes up)
+      {6.35, 15},  // 14.00 -> 14 -> 15
+      {6.8, 15},   // 14.99 -> 15 stays
+      {7.49, 15},  // 16.51 -> 17 -> 15
+      {8.17, 20},  // 18.01 -> 18 -> 20
+      {100, 220},  // 220.46 -> 220 stays
+      {-3, -7},    // never snapped below 10
   };
   for (const auto& c : cases) {
     EXPECT_EQ(UnitsHelper::kgToLBSForExercise(c.kilograms), c.pounds) << c.kilograms << " kg";
@@ -76,8 +78,8 @@ TEST_F(UnitsConversionTest, FahrenheitIsTruncatedTowardZero) {
   EXPECT_EQ(UnitsHelper::tempertureFromCelsium(37), 98);  // 98.6, not rounded to 99
   EXPECT_EQ(UnitsHelper::tempertureFromCelsium(36), 96);  // 96.8
   EXPECT_EQ(UnitsHelper::tempertureFromCelsium(-40), -40);
-  EXPECT_EQ(UnitsHelper::tempertureFromCelsium(-18), 0);  // -0.4 truncates up to 0
-  EXPECT_EQ(UnitsHelper::tempertureFromCelsium(-19), -2);  // -2.2
+  EXPECT_EQ(UnitsHelper::tempertureFromCelsium(-18), 0);                  // -0.4 truncates up to 0
+  EXPECT_EQ(UnitsHelper::tempertureFromCelsium(-19), -2);                 // -2.2
   EXPECT_EQ(UnitsHelper::tempertureFromCelsium(2000000000), 2147483647);  // saturates
 
   units().setTemperatureUnitsValue(TemperatureUnitsTypeCelsius);

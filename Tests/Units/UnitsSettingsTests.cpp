@@ -1,0 +1,183 @@
+// UnitsHelper's settings: default derivation and its one-call lag, resets, currencies and which
+// setters post unitsChanged.
+#include <gtest/gtest.h>
+
+#include <functional>
+#include <string_view>
+#include <vector>
+
+#include "UnitsTestFixture.h"
+
+namespace dm::test {
+namespace {
+
+using Keys = UnitsSettingsKeys;
+using UnitsSettingsTest = UnitsTest;
+
+TEST_F(UnitsSettingsTest, ImperialCountryIsDerivedOnFirstReadButAnsweredOneCallLater) {
+  setCountry("US");
+  EXPECT_EQ(UnitsHelper::weightUnits(), 0);
+  EXPECT_EQ(store().integerForKey(Keys::defaultWeightUnits), 1);
+  EXPECT_EQ(UnitsHelper::weightUnits(), 1);
+  // Each setting lags on its own.
+  EXPECT_FALSE(store().contains(Keys::defaultHeightUnits));
+  EXPECT_EQ(units().defaultHeightUnitsValue(), 0);
+  EXPECT_EQ(units().defaultHeightUnitsValue(), 1);
+  // Deriving a default is not a user change.
+  EXPECT_EQ(posts(), 0);
+}
+
+TEST_F(UnitsSettingsTest, StoredCountryWinsOverTheLocaleRegion) {
+  setCurrentLocaleIdentifier("en_GB");
+  setCountry("DE");
+  EXPECT_EQ(units().isMetricCountryForLocation(), true);
+  UnitsHelper::distanceUnits();
+  EXPECT_EQ(store().integerForKey(Keys::defaultDistanceUnits), 0);
+
+  setCountry("GB");
+  setCurrentLocaleIdentifier("de_DE");
+  EXPECT_EQ(units().isMetricCountryForLocation(), false);
+}
+
+TEST_F(UnitsSettingsTest, LocaleRegionDecidesWithoutACountry) {
+  setCurrentLocaleIdentifier("en_GB");
+  EXPECT_EQ(units().isMetricCountryForLocation(), false);
+  setCurrentLocaleIdentifier("ru_RU");
+  EXPECT_EQ(units().isMetricCountryForLocation(), true);
+  EXPECT_EQ(UnitsHelper::temperatureUnits(), 0);
+  EXPECT_EQ(store().integerForKey(Keys::defaultTemperatureUnits), 0);
+  EXPECT_TRUE(store().contains(Keys::defaultTemperatureUnits));
+}
+
+TEST_F(UnitsSettingsTest, NoCountryAndNoRegionLeaveDefaultsUnderived) {
+  setCurrentLocaleIdentifier("en");
+  EXPECT_EQ(units().isMetricCountryForLocation(), std::nullopt);
+  for (int i = 0; i < 2; ++i) {
+    EXPECT_EQ(UnitsHelper::weightUnits(), 0);
+    EXPECT_EQ(UnitsHelper::heightUnits(), 0);
+  }
+  EXPECT_FALSE(store().contains(Keys::defaultWeightUnits));
+  EXPECT_FALSE(store().contains(Keys::defaultHeightUnits));
+  EXPECT_TRUE(units().needsToSetDefaultValues());
+}
+
+TEST_F(UnitsSettingsTest, ChosenValueOverridesTheDefaultAndOddStoredValuesReadAsIntegers) {
+  setCountry("US");
+  units().setWeightUnitsValue(WeightUnitsTypeKilograms);
+  EXPECT_EQ(UnitsHelper::weightUnits(), 0);
+  EXPECT_FALSE(store().contains(Keys::defaultWeightUnits));  // never needed
+
+  store().setString(Keys::heightUnits, "1");
+  EXPECT_EQ(UnitsHelper::heightUnits(), 1);
+  store().setDouble(Keys::weightMealUnits, 1.0);
+  EXPECT_EQ(UnitsHelper::weightMealUnits(), 1);
+  store().setObject(Keys::temperatureUnits, nlohmann::json::array({1}));
+  EXPECT_EQ(UnitsHelper::temperatureUnits(), 0);
+  // The food-weight key keeps its historical spelling.
+  EXPECT_TRUE(store().contains("weighMealtUnits"));
+}
+
+TEST_F(UnitsSettingsTest, ResetRederivesOnlyWeightDistanceCaloriesAndHeight) {
+  units().setDefaultWeightUnitsValue(0);
+  units().setDefaultWeightMealUnitsValue(0);
+  units().setDefaultTemperatureUnitsValue(0);
+  units().setDefaultDistanceUnitsValue(0);
+  units().setDefaultCaloriesUnitsValue(0);
+  units().setDefaultHeightUnitsValue(0);
+  EXPECT_TRUE(units().needsToSetDefaultValues());  // currency still missing
+  units().setDefaultCurrencyValue("EUR");
+  EXPECT_FALSE(units().needsToSetDefaultValues());
+
+  units().resetDefaultValues();
+  EXPECT_TRUE(units().needsToSetDefaultValues());
+  for (auto key : {Keys::defaultWeightUnits, Keys::defaultDistanceUnits, Keys::defaultCaloriesUnits,
+                   Keys::defaultHeightUnits}) {
+    EXPECT_FALSE(store().contains(key)) << key;
+  }
+  EXPECT_TRUE(store().contains(Keys::defaultWeightMealUnits));
+  EXPECT_TRUE(store().contains(Keys::defaultTemperatureUnits));
+  EXPECT_EQ(store().stringForKey(Keys::defaultCurrency), "EUR");
+
+  // The user moved: the reset defaults follow the new country, the kept ones do not.
+  setCountry("US");
+  UnitsHelper::weightUnits();
+  UnitsHelper::temperatureUnits();
+  EXPECT_EQ(UnitsHelper::weightUnits(), 1);
+  EXPECT_EQ(UnitsHelper::temperatureUnits(), 0);
+}
+
+TEST_F(UnitsSettingsTest, UnitAndUnitDefaultSettersPostCurrencySettersDoNot) {
+  using Setter = void (UnitsHelper::*)(std::int64_t);
+  const std::vector<Setter> posting = {
+      &UnitsHelper::setWeightUnitsValue,
+      &UnitsHelper::setWeightMealUnitsValue,
+      &UnitsHelper::setTemperatureUnitsValue,
+      &UnitsHelper::setDistanceUnitsValue,
+      &UnitsHelper::setCaloriesUnitsValue,
+      &UnitsHelper::setHeightUnitsValue,
+      &UnitsHelper::setDefaultWeightUnitsValue,
+      &UnitsHelper::setDefaultWeightMealUnitsValue,
+      &UnitsHelper::setDefaultTemperatureUnitsValue,
+      &UnitsHelper::setDefaultDistanceUnitsValue,
+      &UnitsHelper::setDefaultCaloriesUnitsValue,
+      &UnitsHelper::setDefaultHeightUnitsValue,
+  };
+  int expected = 0;
+  for (const auto setter : posting) {
+    (units().*setter)(1);
+    EXPECT_EQ(posts(), ++expected);
+  }
+
+  units().setCurrencyValue("EUR");
+  units().setDefaultCurrencyValue("USD");
+  units().resetDefaultValues();
+  EXPECT_EQ(posts(), expected);
+}
+
+TEST_F(UnitsSettingsTest, PostedEventHasNoSenderAndNoPayload) {
+  std::vector<Event> seen;
+  auto token = EventCenter::defaultCenter()->addObserver(
+      std::string(kUnitsChanged), [&](const Event& event) { seen.push_back(event); });
+  units().setHeightUnitsValue(1);
+  ASSERT_EQ(seen.size(), 1u);
+  EXPECT_EQ(seen[0].name, "kUnitsChanged");
+  EXPECT_EQ(seen[0].object, nullptr);
+  EXPECT_TRUE(seen[0].userInfo.is_null());
+  // Listeners already read the new value.
+  EXPECT_EQ(store().integerForKey(Keys::heightUnits), 1);
+}
+
+TEST_F(UnitsSettingsTest, CurrencyDefaultsToTheLocaleCurrencyOnce) {
+  setCurrentLocaleIdentifier("ru_RU");
+  EXPECT_EQ(units().currencyValue(), "RUB");
+  EXPECT_EQ(store().stringForKey(Keys::defaultCurrency), "RUB");
+  setCurrentLocaleIdentifier("en_US");
+  EXPECT_EQ(units().currencyValue(), "RUB");  // stored, not re-derived
+
+  units().setCurrencyValue("CHF");
+  EXPECT_EQ(units().currencyValue(), "CHF");
+  EXPECT_EQ(posts(), 0);
+}
+
+TEST_F(UnitsSettingsTest, LocaleWithoutRegionHasNoCurrency) {
+  setCurrentLocaleIdentifier("en");
+  EXPECT_EQ(units().defaultCurrencyValue(), std::nullopt);
+  EXPECT_FALSE(store().contains(Keys::defaultCurrency));
+}
+
+TEST(UnitsCurrenciesTest, TwelveCodesInDisplayOrder) {
+  const auto codes = UnitsHelper::currencies();
+  ASSERT_EQ(codes.size(), 12u);
+  EXPECT_EQ(codes.front(), "USD");
+  EXPECT_EQ(codes[9], "MXP");  // the historical code, kept for stored choices
+  EXPECT_EQ(codes.back(), "CHF");
+}
+
+TEST_F(UnitsSettingsTest, CurrentProgrammIsTargetReadsTheStandardStore) {
+  EXPECT_FALSE(UnitsHelper::currentProgrammIsTarget());
+  store().setBool(Keys::currentProgrammIsTarget, true);
+  EXPECT_TRUE(UnitsHelper::currentProgrammIsTarget());
+}
+
+}  // namespace
+}  // namespace dm::test
