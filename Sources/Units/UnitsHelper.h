@@ -95,12 +95,12 @@ class UnitsHelper {
 
   // The chosen currency code; when absent, defaultCurrencyValue().
   std::optional<std::string> currencyValue();
-  // Stores the code (nothing removes it). Posts no event.
+  // Stores the code; nullopt removes it. Posts no event.
   void setCurrencyValue(std::optional<std::string> code);
   // The stored default currency; when absent, the current locale's currency code, which is
   // stored and returned. Nothing when the locale has no currency (a locale without region).
   std::optional<std::string> defaultCurrencyValue();
-  // Stores the default currency (nothing removes it). Posts no event.
+  // Stores the default currency; nullopt removes it. Posts no event.
   void setDefaultCurrencyValue(std::optional<std::string> code);
 
   // True when any of the seven default keys is absent.
