@@ -6,6 +6,7 @@
 #include <unicode/locid.h>
 #include <unicode/numfmt.h>
 #include <unicode/numsys.h>
+#include <unicode/timezone.h>
 #include <unicode/unistr.h>
 
 #include <mutex>
@@ -21,11 +22,25 @@ struct LocaleState {
   std::mutex mutex;
   std::optional<std::string> locale;    // guarded by mutex; nothing = environment default
   std::optional<std::string> language;  // guarded by mutex; nothing = follow the locale
+  std::optional<std::string> timeZone;  // guarded by mutex; nothing = environment default
 };
 
 LocaleState& state() {
   static LocaleState instance;
   return instance;
+}
+
+std::string toUtf8(const icu::UnicodeString& text) {
+  std::string result;
+  text.toUTF8String(result);
+  return result;
+}
+
+std::string defaultTimeZoneIdentifier() {
+  std::unique_ptr<icu::TimeZone> zone(icu::TimeZone::createDefault());
+  icu::UnicodeString id;
+  zone->getID(id);
+  return toUtf8(id);
 }
 
 std::string defaultLocaleIdentifier() {
@@ -35,12 +50,6 @@ std::string defaultLocaleIdentifier() {
 std::string languageOf(const std::string& localeIdentifier) {
   std::string language = icu::Locale(localeIdentifier.c_str()).getLanguage();
   return language.empty() ? std::string("en") : language;
-}
-
-std::string toUtf8(const icu::UnicodeString& text) {
-  std::string result;
-  text.toUTF8String(result);
-  return result;
 }
 
 // The per-thread formatters of one locale.
@@ -147,6 +156,29 @@ void setCurrentInterfaceLanguage(std::string_view language) {
   }
 }
 
+std::string currentTimeZoneIdentifier() {
+  auto& s = state();
+  std::lock_guard lock(s.mutex);
+  return s.timeZone ? *s.timeZone : defaultTimeZoneIdentifier();
+}
+
+bool setCurrentTimeZoneIdentifier(std::string_view identifier) {
+  std::optional<std::string> zoneIdentifier;
+  if (!identifier.empty()) {
+    std::unique_ptr<icu::TimeZone> zone(icu::TimeZone::createTimeZone(icu::UnicodeString::fromUTF8(
+        icu::StringPiece(identifier.data(), static_cast<int32_t>(identifier.size())))));
+    if (*zone == icu::TimeZone::getUnknown()) {
+      logWarning("Unknown time zone \"" + std::string(identifier) + "\" ignored");
+      return false;
+    }
+    zoneIdentifier = std::string(identifier);
+  }
+  auto& s = state();
+  std::lock_guard lock(s.mutex);
+  s.timeZone = std::move(zoneIdentifier);
+  return true;
+}
+
 bool isRightToLeftInterface() {
   return icu::Locale(currentInterfaceLanguage().c_str()).isRightToLeft();
 }
@@ -201,7 +233,13 @@ RoundingNumberFormatter& RoundingNumberFormatter::operator=(RoundingNumberFormat
     default;
 
 std::string RoundingNumberFormatter::string(double value) const {
-  return format(impl_ ? impl_->formatter.get() : nullptr, value);
+  auto* formatter = impl_ ? impl_->formatter.get() : nullptr;
+  std::string text = format(formatter, value);
+  // ICU keeps the sign of a negative value that rounds to zero ("-0").
+  if (value < 0 && format(formatter, -value) == format(formatter, 0.0)) {
+    return format(formatter, 0.0);
+  }
+  return text;
 }
 
 }  // namespace dm

@@ -1,5 +1,7 @@
-// The current locale and interface language of the process, and the locale-aware texts built
-// from them: number and percent texts, rounding number formatting, native digits.
+// The current locale, interface language and time zone of the process, and the locale-aware
+// texts built from them: number and percent texts, rounding number formatting, native digits.
+// The settings are guarded by a lock; the free text functions keep ICU formatters per thread
+// (ICU formatters are not thread-safe) and rebuild them when the current locale changes.
 #pragma once
 
 #include <memory>
@@ -23,6 +25,14 @@ std::string currentInterfaceLanguage();
 // Thread-safe.
 void setCurrentInterfaceLanguage(std::string_view language);
 
+// The time zone in which dates are shown and days begin ("Europe/Moscow", "UTC").
+// Defaults to the environment's zone (TZ, as the ICU default). Thread-safe; returns a copy.
+std::string currentTimeZoneIdentifier();
+// Replaces the current time zone; an empty identifier restores the environment's default.
+// An identifier ICU does not know is refused: false, logged, the zone stays as it was.
+// Thread-safe.
+bool setCurrentTimeZoneIdentifier(std::string_view identifier);
+
 // True when the interface language is written right to left (Arabic, Hebrew, Persian...).
 // Thread-safe.
 bool isRightToLeftInterface();
@@ -40,9 +50,11 @@ std::string localizedPercentString(double fraction);
 std::string localizedDigits(std::string_view text);
 
 // Formats numbers with at most `maximumFractionDigits` fraction digits (none forced),
-// rounding half up (away from zero at exactly .5 of the last kept digit, on the decimal
-// value of the double: 0.25 -> "0.3" with one digit, but 1.005 -> "1" with two, because the
-// double nearest 1.005 lies below it). Grouping follows the locale.
+// rounding half up (away from zero at .5 of the last kept digit). The decision is made on the
+// shortest decimal text that reads back as the same double, not on its exact binary value,
+// so 0.25 -> "0.3" with one digit and 1.005 -> "1.01" with two (although the double nearest
+// 1.005 lies slightly below it), as a person reading the number expects. A result that
+// rounds to zero is written without a minus sign. Grouping follows the locale.
 // An instance is not thread-safe (it owns an ICU formatter); use one per thread.
 class RoundingNumberFormatter {
  public:
@@ -53,7 +65,8 @@ class RoundingNumberFormatter {
   RoundingNumberFormatter(RoundingNumberFormatter&&) noexcept;
   RoundingNumberFormatter& operator=(RoundingNumberFormatter&&) noexcept;
 
-  // The formatted text; "" only if ICU fails (logged).
+  // The formatted text; "" if ICU could not create the formatter (logged at construction)
+  // or the instance was moved from.
   std::string string(double value) const;
 
  private:

@@ -3,8 +3,13 @@
 
 #include <gtest/gtest.h>
 
+#include <atomic>
+#include <thread>
+#include <vector>
+
 #include "Platform/Foundation/LocaleServices.h"
 #include "Platform/Foundation/Logger.h"
+#include "Platform/Foundation/StringFormat.h"
 #include "Support/TempDir.h"
 
 namespace dm {
@@ -33,12 +38,33 @@ TEST_F(LocalizationTest, EmbeddedTablesFollowTheInterfaceLanguage) {
   EXPECT_EQ(localizedString("Settings.cm"), "см");
 }
 
+// A translated template filled with a locale-aware number, as the display texts are built.
+TEST_F(LocalizationTest, TemplatesFillWithLocalizedNumbers) {
+  setCurrentLocaleIdentifier("ru_RU");
+  setCurrentInterfaceLanguage("ru");
+  auto minutes = localizedString("Exercise.MinutesUnitTemplate");
+  ASSERT_TRUE(minutes);
+  EXPECT_EQ(stringWithFormat(*minutes, localizedNumberString(2.5)), "2,5 мин");
+  auto label = localizedString("MyProgress.MeasurementWithUnitFormat");
+  ASSERT_TRUE(label);
+  EXPECT_EQ(stringWithFormat(*label, "Вес", *localizedString("Settings.kg")), "Вес, кг");
+  setCurrentLocaleIdentifier({});
+}
+
 TEST_F(LocalizationTest, MissingKeyYieldsNothingInEveryLanguage) {
   for (const char* language : {"en", "ru", "de"}) {
     setCurrentInterfaceLanguage(language);
     EXPECT_EQ(localizedString("No.Such.Key"), std::nullopt) << language;
     EXPECT_EQ(localizedString(""), std::nullopt) << language;
   }
+}
+
+TEST_F(LocalizationTest, LanguageDefaultsToTheCurrentLocale) {
+  setCurrentLocaleIdentifier("ru_RU");
+  EXPECT_EQ(localizedString("Settings.kg"), "кг");
+  setCurrentLocaleIdentifier("en_GB");
+  EXPECT_EQ(localizedString("Settings.kg"), "kg");
+  setCurrentLocaleIdentifier({});
 }
 
 TEST_F(LocalizationTest, FallsBackToBaseLanguageThenEnglish) {
@@ -77,6 +103,34 @@ TEST_F(LocalizationTest, MalformedTablesAreRejectedAndKeepThePreviousTable) {
   EXPECT_FALSE(Localization::loadTable("", R"({"a": "b"})"));
   EXPECT_TRUE(logger_->contains(LogLevel::Warning, "ru"));
   EXPECT_EQ(Localization::string("Settings.kg", "ru"), "кг");
+}
+
+// Readers look keys up while a host replaces a table: every read sees either the old or the
+// new text, never a torn table.
+TEST(LocalizationConcurrencyTest, LookupsWhileTablesAreReplaced) {
+  Localization::reset();
+  std::atomic<bool> stop{false};
+  std::atomic<int> unexpected{0};
+  const std::string kilogramm = R"({"Settings.kg": "Kilogramm"})";
+  const std::string kgDe = R"({"Settings.kg": "kg de"})";
+  std::thread writer([&] {
+    for (int i = 0; i < 200; ++i) Localization::loadTable("de", i % 2 ? kilogramm : kgDe);
+    stop = true;
+  });
+  std::vector<std::thread> readers;
+  for (int t = 0; t < 3; ++t) {
+    readers.emplace_back([&] {
+      while (!stop) {
+        auto text = Localization::string("Settings.kg", "de");
+        if (text != "Kilogramm" && text != "kg de" && text != "kg") ++unexpected;
+        if (Localization::string("Settings.kg", "ru") != "кг") ++unexpected;
+      }
+    });
+  }
+  writer.join();
+  for (auto& reader : readers) reader.join();
+  Localization::reset();
+  EXPECT_EQ(unexpected.load(), 0);
 }
 
 }  // namespace
