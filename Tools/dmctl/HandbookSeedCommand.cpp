@@ -1,11 +1,15 @@
 // `dmctl handbook seed-dictionary`: writes the handbook update dictionary built from the
 // seed sources, the input of a seed handbook store.
+#include <cstdint>
 #include <cstdio>
 #include <fstream>
+#include <memory>
+#include <string>
 
 #include "Handbook/Seed/HandbookSeedSource.h"
 #include "Handbook/Seed/SeedSourceError.h"
 #include "dmctl/Command.h"
+#include "dmctl/HandbookCommandGroup.h"
 
 namespace dmctl {
 namespace {
@@ -17,16 +21,6 @@ struct SeedDictionaryOptions {
   std::int64_t version = 1;
   std::size_t limit = 0;
 };
-
-// The "handbook" command group; other handbook commands may have created it already.
-CLI::App* handbookCommand(CLI::App& app) {
-  auto existing = app.get_subcommands(
-      [](const CLI::App* command) { return command->get_name() == "handbook"; });
-  if (!existing.empty()) return const_cast<CLI::App*>(existing.front());
-  auto* command = app.add_subcommand("handbook", "Handbook store and seed jobs");
-  command->require_subcommand(1);
-  return command;
-}
 
 void writeDictionary(const GlobalOptions& global, const SeedDictionaryOptions& options) {
   applyGlobalOptions(global);
@@ -74,7 +68,7 @@ void writeDictionary(const GlobalOptions& global, const SeedDictionaryOptions& o
 
 void setup(CLI::App& app, const GlobalOptions& global) {
   auto options = std::make_shared<SeedDictionaryOptions>();
-  auto* command = handbookCommand(app)->add_subcommand(
+  auto* command = handbookCommandGroup(app).add_subcommand(
       "seed-dictionary", "Build the handbook update dictionary from the seed sources");
   command
       ->add_option("--lang", options->language,
