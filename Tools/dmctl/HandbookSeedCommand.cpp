@@ -3,6 +3,7 @@
 #include <cstdint>
 #include <cstdio>
 #include <fstream>
+#include <limits>
 #include <memory>
 #include <string>
 
@@ -79,6 +80,7 @@ void setup(CLI::App& app, const GlobalOptions& global) {
       ->check(CLI::ExistingDirectory);
   command->add_option("--out", options->outFile, "Output JSON file")->required();
   command->add_option("--version", options->version, "Batch version announced")
+      ->check(CLI::Range(std::int64_t{0}, std::numeric_limits<std::int64_t>::max()))
       ->capture_default_str();
   command
       ->add_option("--limit", options->limit, "Keep only the first N exercises and foods (0: all)")

@@ -6,9 +6,12 @@
 #include <cstdio>
 #include <cstdlib>
 #include <map>
+#include <optional>
 #include <set>
 #include <stdexcept>
+#include <string_view>
 #include <tuple>
+#include <utility>
 
 #include "Handbook/Seed/HandbookSeedTexts.h"
 #include "Handbook/Seed/SeedExerciseClassification.h"

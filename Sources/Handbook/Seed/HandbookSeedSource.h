@@ -79,6 +79,8 @@ class HandbookSeedSource {
   // Returns an owned tree.
   nlohmann::json updateDictionary(const HandbookSeedOptions& options = {}) const;
 
+  // The read records, in id order (exercises by slug, foods by code). Owned by the source
+  // and valid as long as it lives. Any thread.
   const std::vector<SeedExercise>& exercises() const { return exercises_; }
   const std::vector<SeedFood>& foods() const { return foods_; }
 
