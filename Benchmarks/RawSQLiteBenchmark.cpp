@@ -3,6 +3,7 @@
 // Command line and workload definitions: Benchmarks/README.md.
 #include <sqlite3.h>
 
+#include <simdjson.h>
 #include <chrono>
 #include <cmath>
 #include <cstdint>
@@ -13,7 +14,6 @@
 #include <iostream>
 #include <map>
 #include <memory>
-#include <simdjson.h>
 #include <sstream>
 #include <stdexcept>
 #include <string>
@@ -54,8 +54,7 @@ void exec(sqlite3* db, const std::string& sql) {
 
 Db open(const fs::path& file) {
   sqlite3* raw = nullptr;
-  int rc = sqlite3_open_v2(file.c_str(), &raw, SQLITE_OPEN_READWRITE | SQLITE_OPEN_CREATE,
-                           nullptr);
+  int rc = sqlite3_open_v2(file.c_str(), &raw, SQLITE_OPEN_READWRITE | SQLITE_OPEN_CREATE, nullptr);
   Db db(raw);
   if (rc != SQLITE_OK) fail(raw, "open " + file.string());
   exec(db.get(), "PRAGMA journal_mode=WAL; PRAGMA synchronous=NORMAL;");
@@ -136,8 +135,7 @@ void insertBenchRecords(sqlite3* db, int64_t count) {
     sqlite3_bind_double(s, 11, static_cast<double>(i % 900) / 9.0);
     bindText(s, 12, "Record " + std::to_string(i));
     bindText(s, 13, "Notes for record " + std::to_string(i) + " of the benchmark");
-    std::snprintf(guid, sizeof guid, "00000000-0000-4000-8000-%012lld",
-                  static_cast<long long>(i));
+    std::snprintf(guid, sizeof guid, "00000000-0000-4000-8000-%012lld", static_cast<long long>(i));
     bindText(s, 14, guid);
     bindText(s, 15, i % 50 == 0 ? "deleted" : "active");
     bindText(s, 16, i % 2 == 0 ? "kg" : "lb");
@@ -316,25 +314,42 @@ Result mapNested(const fs::path& dir, int64_t) {
 // ---- handbook.update ----
 
 // Every key a product record may carry; absent keys are stored as NULL.
-const std::vector<std::string> kProductColumns = {
-    "id",           "title",
-    "created_at",   "category_id",
-    "status",       "description",
-    "calories",     "density_of_calories_index",
-    "proteins",     "fats",
-    "carbohydrates", "cellulose",
-    "cholesterol",  "saturated_fats",
-    "monounsaturated_fats", "polyunsaturated_fats",
-    "trans_fatty_acids", "beta_carotene",
-    "vitamin_a",    "vitamin_b6",
-    "vitamin_e",    "vitamin_c",
-    "riboflavin",   "iron",
-    "potassium",    "calcium",
-    "magnesium",    "cuprum",
-    "natrium",      "phosphorus",
-    "zinc",         "antioxidant",
-    "vitamin_d",    "glycemia_index",
-    "inflammatory_factor", "cooking_time"};
+const std::vector<std::string> kProductColumns = {"id",
+                                                  "title",
+                                                  "created_at",
+                                                  "category_id",
+                                                  "status",
+                                                  "description",
+                                                  "calories",
+                                                  "density_of_calories_index",
+                                                  "proteins",
+                                                  "fats",
+                                                  "carbohydrates",
+                                                  "cellulose",
+                                                  "cholesterol",
+                                                  "saturated_fats",
+                                                  "monounsaturated_fats",
+                                                  "polyunsaturated_fats",
+                                                  "trans_fatty_acids",
+                                                  "beta_carotene",
+                                                  "vitamin_a",
+                                                  "vitamin_b6",
+                                                  "vitamin_e",
+                                                  "vitamin_c",
+                                                  "riboflavin",
+                                                  "iron",
+                                                  "potassium",
+                                                  "calcium",
+                                                  "magnesium",
+                                                  "cuprum",
+                                                  "natrium",
+                                                  "phosphorus",
+                                                  "zinc",
+                                                  "antioxidant",
+                                                  "vitamin_d",
+                                                  "glycemia_index",
+                                                  "inflammatory_factor",
+                                                  "cooking_time"};
 
 std::string productSchema() {
   std::string sql = "CREATE TABLE PostProduct (id INTEGER PRIMARY KEY";
@@ -407,8 +422,9 @@ Result handbookUpdate(const fs::path& dir, int64_t) {
   int64_t count = storeProducts(db.get(), json);
   double seconds = since(start);
   return {count, seconds,
-          std::to_string(queryInt(db.get(), "SELECT CAST(round(sum(calories)) AS INTEGER) "
-                                            "FROM PostProduct"))};
+          std::to_string(queryInt(db.get(),
+                                  "SELECT CAST(round(sum(calories)) AS INTEGER) "
+                                  "FROM PostProduct"))};
 }
 
 const std::map<std::string, std::function<Result(const fs::path&, int64_t)>>& workloads() {
@@ -455,8 +471,7 @@ int main(int argc, char** argv) {
   }
   auto found = workloads().find(workload);
   if (found == workloads().end() || records <= 0 || dataDir.empty()) {
-    std::cerr << "usage: " << argv[0]
-              << " --list | --workload NAME --records N --data-dir DIR\n";
+    std::cerr << "usage: " << argv[0] << " --list | --workload NAME --records N --data-dir DIR\n";
     return 2;
   }
   try {
