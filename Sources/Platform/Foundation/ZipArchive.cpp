@@ -336,6 +336,7 @@ void extract(const fs::path& archive, const fs::path& directory, const ExtractOp
     std::uint64_t available =
         options.availableSpace ? options.availableSpace(root) : fs::space(root).available;
     std::vector<Entry> entries = readDirectory(zip.get(), archive, options, available);
+    checkTargets(entries, root, archive);  // before inflating anything; again before moving
 
     fs::path staging = makeStagingDirectory(root, archive);
     changes.setStaging(staging);
