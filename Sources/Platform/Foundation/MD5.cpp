@@ -4,7 +4,7 @@
 #include <openssl/evp.h>
 
 #include <memory>
-#include <new>
+#include <stdexcept>
 
 namespace dm {
 
@@ -16,7 +16,8 @@ std::string md5Hex(std::string_view bytes) {
   if (!context || EVP_DigestInit_ex(context.get(), EVP_md5(), nullptr) != 1 ||
       EVP_DigestUpdate(context.get(), bytes.data(), bytes.size()) != 1 ||
       EVP_DigestFinal_ex(context.get(), digest, &length) != 1) {
-    throw std::bad_alloc();
+    // A crypto policy may disable MD5; that is a configuration fault, not bad input.
+    throw std::runtime_error("MD5 digest unavailable from libcrypto");
   }
   static constexpr char kHex[] = "0123456789abcdef";
   std::string hex;

@@ -6,9 +6,9 @@
 
 namespace dm {
 
-// The MD5 digest of `bytes` as 32 lowercase hex characters. Any thread. The digest
-// routines cannot fail on in-memory input short of allocation failure, which throws
-// std::bad_alloc like any other allocation.
+// The MD5 digest of `bytes` as 32 lowercase hex characters, owned by the caller. Any
+// thread. Fails only when libcrypto cannot provide MD5 at all (a crypto policy disabling
+// it, no memory for a context): throws std::runtime_error.
 std::string md5Hex(std::string_view bytes);
 
 }  // namespace dm
