@@ -197,6 +197,7 @@ def main(argv=None):
     timeout = env_int("BENCH_TIMEOUT", 900)
     only = re.compile(os.environ.get("BENCH_ONLY", ".*"))
 
+    load_at_start = os.getloadavg()[0]
     programs = discover(a.build_dir, not a.no_python_peers)
     if not programs:
         print("run-benchmarks: no benchmark programs found")
@@ -260,6 +261,8 @@ def main(argv=None):
     print(table)
     stamp = datetime.datetime.now().strftime("%Y-%m-%d %H:%M")
     settings = f"{runs} run(s) per pair" + (", BENCH_QUICK=1" if quick else "")
+    # A shared machine skews every figure; say how busy it was.
+    settings += f"; load average at start {load_at_start:.1f}, at end {os.getloadavg()[0]:.1f}"
     with open(a.results, "w", encoding="utf-8") as f:
         f.write("# Benchmark results\n\n")
         f.write(f"Date: {stamp}  \nMachine: {machine_line()}  \n")
