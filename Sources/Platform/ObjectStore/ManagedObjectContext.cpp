@@ -561,6 +561,13 @@ void ManagedObjectContext::save() {
     for (const auto& weak : children_)
       if (auto child = weak.lock()) children.push_back(std::move(child));
   }
+  if (parent_) {
+    // Siblings that merge from the parent see what was just pushed into it.
+    Lock parentLock(parent_->mutex_);
+    for (const auto& weak : parent_->children_)
+      if (auto sibling = weak.lock(); sibling && sibling.get() != this)
+        children.push_back(std::move(sibling));
+  }
   for (auto& child : children) {
     if (!child->automaticallyMergesChangesFromParent()) continue;
     std::weak_ptr<ManagedObjectContext> weakChild = child;
