@@ -306,6 +306,19 @@ void PersistentStore::buildLayouts() {
         }
         el.toOneColumn.push_back(it->second + 2);
       }
+      el.insertSql = "INSERT INTO " + quoteName(e->tableName()) + " (_entity";
+      el.updateSql = "UPDATE " + quoteName(e->tableName()) + " SET _entity = ?";
+      std::string marks = "?";
+      auto addColumn = [&](const std::string& column) {
+        el.insertSql += ", " + quoteName(column);
+        el.updateSql += ", " + quoteName(column) + " = ?";
+        marks += ", ?";
+      };
+      for (const auto& a : e->attributes()) addColumn(a.name);
+      for (const auto& r : e->relationships())
+        if (!r.toMany) addColumn(fkColumn(r.name));
+      el.insertSql += ", _pk) VALUES (" + marks + ", ?)";
+      el.updateSql += " WHERE _pk = ?";
       layout.entities.emplace(e, std::move(el));
     }
     layout.selectList = "t0._pk, t0._entity";
@@ -564,30 +577,11 @@ void PersistentStore::writeObject(const ObjectSnapshot& s, bool insert, std::siz
   const auto& layout = layoutFor(entity);
   const auto& attributes = entity.attributes();
   const auto& relationships = entity.relationships();
-  // One cached statement per entity and operation.
-  std::string sql;
-  if (insert) {
-    sql = "INSERT INTO " + quoteName(entity.tableName()) + " (_entity";
-    std::string marks = "?";
-    for (const auto& a : attributes) {
-      sql += ", " + quoteName(a.name);
-      marks += ", ?";
-    }
-    for (const auto& r : relationships)
-      if (!r.toMany) {
-        sql += ", " + quoteName(fkColumn(r.name));
-        marks += ", ?";
-      }
-    sql += ", _pk) VALUES (" + marks + ", ?)";
-  } else {
-    sql = "UPDATE " + quoteName(entity.tableName()) + " SET _entity = ?";
-    for (const auto& a : attributes) sql += ", " + quoteName(a.name) + " = ?";
-    for (const auto& r : relationships)
-      if (!r.toMany) sql += ", " + quoteName(fkColumn(r.name)) + " = ?";
-    sql += " WHERE _pk = ?";
-  }
-  (void)layout;
-  sqlite3_stmt* stmt = statement(sql);
+  // One prepared statement per entity and operation, kept on the layout.
+  const EntityLayout& el = layout.entities.at(&entity);
+  sqlite3_stmt*& cached = insert ? el.insertStatement : el.updateStatement;
+  if (!cached) cached = statement(insert ? el.insertSql : el.updateSql);
+  sqlite3_stmt* stmt = cached;
   StatementReset reset{stmt};
   int n = 1;
   sqlite3_bind_text(stmt, n++, entity.name().c_str(), static_cast<int>(entity.name().size()),

@@ -108,6 +108,10 @@ class PersistentStore {
   struct EntityLayout {
     std::vector<int> attributeColumn;  // select-list position per attribute
     std::vector<int> toOneColumn;      // select-list position per relationship, -1 to-many
+    std::string insertSql, updateSql;
+    // Prepared on first use; owned by statements_.
+    mutable sqlite3_stmt* insertStatement = nullptr;
+    mutable sqlite3_stmt* updateStatement = nullptr;
   };
   struct TableLayout {
     const EntityDescription* root = nullptr;
