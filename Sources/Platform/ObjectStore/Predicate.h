@@ -57,8 +57,11 @@ class Predicate {
 
   static Predicate truePredicate();
   static Predicate falsePredicate();
+  // A comparison without options. (An overload rather than a default argument: GCC cannot
+  // default-construct a nested class with member initializers inside its enclosing class.)
+  static Predicate comparison(PredicateExpression left, Operator op, PredicateExpression right);
   static Predicate comparison(PredicateExpression left, Operator op, PredicateExpression right,
-                              Options options = {});
+                              Options options);
   static Predicate keyEquals(std::string keyPath, Value value);
   static Predicate andPredicate(std::vector<Predicate> subpredicates);
   static Predicate orPredicate(std::vector<Predicate> subpredicates);
@@ -70,6 +73,10 @@ class Predicate {
   const PredicateExpression& left() const;    // Comparison only
   const PredicateExpression& right() const;   // Comparison only
   const std::vector<Predicate>& subpredicates() const;  // And, Or, Not
+  // Levels of nesting: 1 for a comparison or a constant predicate. The builders throw
+  // PredicateError above 1000 levels and parse() above 100 levels of parentheses and NOTs,
+  // so walking a tree recursively is always safe.
+  int depth() const;
 
   // Every key path the predicate reads, in order of appearance, without duplicates.
   std::vector<std::string> keyPaths() const;
