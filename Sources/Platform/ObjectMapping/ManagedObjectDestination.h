@@ -67,12 +67,12 @@ class ManagedObjectDestination final : public MappingDestination, public Mapping
 
  private:
   struct UndoEntry {
-    enum class Kind { Created, Value, ToOne, ToMany } kind;
-    ManagedObject* object;
+    enum class Kind { Created, Value, ToOne, ToMany } kind = Kind::Created;
+    ManagedObject* object = nullptr;
     std::size_t index = 0;
-    Value value;
+    Value value{};
     ManagedObject* target = nullptr;
-    std::vector<ManagedObject*> members;
+    std::vector<ManagedObject*> members{};
   };
 
   const EntityDescription& entity(ClassId cls) const;
