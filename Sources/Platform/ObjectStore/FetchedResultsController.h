@@ -72,7 +72,7 @@ class FetchedResultsController {
   const FetchRequest request_;
   FetchedResultsControllerDelegate* delegate_ = nullptr;
   std::vector<ManagedObject*> objects_;
-  ObserverToken token_;
+  ContextObserverToken token_;
 };
 
 }  // namespace dm

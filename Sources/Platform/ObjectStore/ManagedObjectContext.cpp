@@ -33,11 +33,11 @@ enum class AncestorState { NotFound, Found, Deleted };
 
 // ---------------------------------------------------------------- tokens
 
-ObserverToken::ObserverToken(ObserverToken&& other) noexcept
+ContextObserverToken::ContextObserverToken(ContextObserverToken&& other) noexcept
     : context_(std::move(other.context_)), id_(other.id_) {
   other.id_ = 0;
 }
-ObserverToken& ObserverToken::operator=(ObserverToken&& other) noexcept {
+ContextObserverToken& ContextObserverToken::operator=(ContextObserverToken&& other) noexcept {
   if (this != &other) {
     reset();
     context_ = std::move(other.context_);
@@ -46,10 +46,10 @@ ObserverToken& ObserverToken::operator=(ObserverToken&& other) noexcept {
   }
   return *this;
 }
-ObserverToken::~ObserverToken() {
+ContextObserverToken::~ContextObserverToken() {
   reset();
 }
-void ObserverToken::reset() {
+void ContextObserverToken::reset() {
   if (id_)
     if (auto context = context_.lock()) context->removeObserver(id_);
   id_ = 0;
@@ -749,11 +749,11 @@ void ManagedObjectContext::processPendingChanges() {
   if (!changes.empty()) post(ContextNotification::ObjectsDidChange, changes);
 }
 
-ObserverToken ManagedObjectContext::addObserver(ContextNotification kind, Observer observer) {
+ContextObserverToken ManagedObjectContext::addObserver(ContextNotification kind, Observer observer) {
   Lock lock(mutex_);
   std::uint64_t id = nextObserverID_++;
   observers_.push_back({id, kind, std::make_shared<Observer>(std::move(observer))});
-  return ObserverToken(weak_from_this(), id);
+  return ContextObserverToken(weak_from_this(), id);
 }
 
 void ManagedObjectContext::removeObserver(std::uint64_t id) {

@@ -43,7 +43,7 @@ TEST(ObservationTest, NotificationsCarryTheChangedObjectsUntilTheTokenGoes) {
   ASSERT_EQ(saved.size(), 2u);
   EXPECT_EQ(saved[1].deleted, std::vector<ManagedObject*>{b});
 
-  ObserverToken moved = std::move(changeToken);
+  ContextObserverToken moved = std::move(changeToken);
   EXPECT_FALSE(changeToken.isActive());
   moved.reset();
   a->setValueForKey("name", "y");
