@@ -46,7 +46,10 @@ class ObserverToken {
   ObserverToken(const ObserverToken&) = delete;
   ObserverToken& operator=(const ObserverToken&) = delete;
   ~ObserverToken();
+  // Unregisters now. Safe to call twice.
   void reset();
+  // True while the token holds a registration.
+  bool isActive() const { return id_ != 0; }
 
  private:
   friend class ManagedObjectContext;
