@@ -12,6 +12,7 @@
 #include "Platform/Foundation/EmbeddedResources.h"
 #include "Platform/Foundation/Injector.h"
 #include "Platform/Foundation/Logger.h"
+#include "UserData/CoreData/RecordStoreDefaults.h"
 
 namespace dm {
 namespace {
@@ -99,6 +100,9 @@ std::shared_ptr<ManagedObjectStore> ManagedObjectStore::createShared(
   // fails and the recovery path takes over.
   std::filesystem::path documents = Directories::shared()->documentsDirectory();
   store->initializeContextWithStorePath(documents / dataBaseFileName, documents);
+  RecordStoreDefaults::setDefaults(store->persistentStore(),
+                                   store->persistentStoreManagedObjectContext(),
+                                   store->mainQueueManagedObjectContext());
   sharedSlot() = store;
   return store;
 }
@@ -114,6 +118,8 @@ void ManagedObjectStore::resetSharedInstance() {
     std::lock_guard lock(sharedMutex());
     old = std::move(sharedSlot());
   }
+  if (old && RecordStoreDefaults::defaultContext() == old->mainQueueManagedObjectContext())
+    RecordStoreDefaults::reset();
   // `old` is released here, outside the lock: its contexts join their queues.
 }
 

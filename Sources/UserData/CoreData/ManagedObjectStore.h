@@ -36,7 +36,8 @@ class ManagedObjectStore {
   // The shared store. If one exists it is returned whatever `name` is, and nothing else
   // happens. Otherwise loads the embedded model "Models/<name>.json", opens
   // "<documents>/Korvalo.sqlite" with recovery (never fails for file reasons: the last resort
-  // is a memory-only store), and remembers the result as the shared instance. Returns nullptr
+  // is a memory-only store), publishes its store and contexts as the RecordStoreDefaults, and
+  // remembers the result as the shared instance. Returns nullptr
   // (and logs) only when no model of that name is embedded. Callers share ownership; the
   // shared instance keeps the store alive. Any thread; concurrent first calls wait for one
   // creation.
@@ -48,7 +49,8 @@ class ManagedObjectStore {
 
   // The shared instance, or nullptr before the first successful initialisation. Any thread.
   static std::shared_ptr<ManagedObjectStore> sharedInstance();
-  // Forgets the shared instance so the next initialisation opens the file again. Stores and
+  // Forgets the shared instance (and the defaults it published) so the next initialisation
+  // opens the file again. Stores and
   // contexts still held by callers stay usable. For tests and for hosts tearing down; any
   // thread, but no other thread may be initialising at the same time.
   static void resetSharedInstance();

@@ -6,6 +6,7 @@
 
 #include "MainStoreTestSupport.h"
 #include "Platform/Foundation/Injector.h"
+#include "UserData/CoreData/RecordStoreDefaults.h"
 
 namespace dm::test {
 namespace {
@@ -62,6 +63,14 @@ TEST_F(MainStoreTest, SecondInitialisationReturnsTheFirstStoreWhateverTheName) {
             first->persistentStoreManagedObjectContext());
   EXPECT_TRUE(logger->entries().empty());
   EXPECT_TRUE(events->events().empty());
+
+  // Published as the record helpers' defaults until the shared instance is forgotten.
+  EXPECT_EQ(RecordStoreDefaults::defaultContext(), first->mainQueueManagedObjectContext());
+  EXPECT_EQ(RecordStoreDefaults::rootSavingContext(), first->persistentStoreManagedObjectContext());
+  EXPECT_EQ(RecordStoreDefaults::defaultStore(), first->persistentStore());
+  ManagedObjectStore::resetSharedInstance();
+  EXPECT_EQ(RecordStoreDefaults::defaultContext(), nullptr);
+  EXPECT_EQ(RecordStoreDefaults::defaultStore(), nullptr);
 }
 
 TEST_F(MainStoreTest, UnknownModelGivesNothingAndLeavesNoSharedInstance) {
