@@ -907,12 +907,33 @@ std::vector<ManagedObject*> ManagedObjectContext::fetchLocked(const FetchRequest
 std::unordered_map<Value, ManagedObject*, ValueHash> ManagedObjectContext::objectsByAttribute(
     const EntityDescription& entity, std::string_view attribute, const std::vector<Value>& values) {
   checkQueue("objectsByAttribute");
+  if (model().entityNamed(entity.name()) != &entity)
+    throw std::invalid_argument("Entity " + entity.name() + " is not in this store's model");
   const auto* attr = entity.attributeNamed(attribute);
   if (!attr)
     throw std::invalid_argument("Entity " + entity.name() + " has no attribute " +
                                 std::string(attribute));
   std::unordered_map<Value, ManagedObject*, ValueHash> out;
   if (values.empty()) return out;
+  const std::size_t index = attr->index;
+  std::unordered_set<Value, ValueHash> wanted(values.begin(), values.end());
+
+  Lock lock(mutex_);
+  // Unsaved state first (nearest context wins), then the rows nobody overrides, in one
+  // query with the values bound as a single list.
+  std::vector<std::unique_lock<std::recursive_mutex>> ancestorLocks;
+  std::unordered_set<ObjectID, ObjectIDHash> seen;
+  std::vector<std::int64_t> excluded;
+  std::vector<std::pair<ManagedObjectContext*, ManagedObject*>> matches;
+  for (ManagedObjectContext* c = this; c; c = c->parent_.get()) {
+    if (c != this) ancestorLocks.emplace_back(c->mutex_);
+    for (ManagedObject* o : c->changeList_) {
+      if (!o->entity_->isKindOf(&entity) || !seen.insert(o->id_).second) continue;
+      if (!o->id_.temporary) excluded.push_back(o->id_.key);
+      if (o->flags_ & ManagedObject::kDeleted) continue;
+      if (wanted.count(o->values_[index])) matches.emplace_back(c, o);
+    }
+  }
   FetchRequest request(&entity);
   PredicateExpression left;
   left.kind = PredicateExpression::Kind::KeyPath;
@@ -922,10 +943,17 @@ std::unordered_map<Value, ManagedObject*, ValueHash> ManagedObjectContext::objec
   right.list = values;
   request.predicate =
       Predicate::comparison(std::move(left), Predicate::Operator::In, std::move(right));
-  Lock lock(mutex_);
-  auto objects = fetchLocked(request, nullptr);
-  out.reserve(objects.size());
-  for (ManagedObject* o : objects) out.emplace(o->valueAt(attr->index), o);
+  std::vector<ObjectSnapshot> rows = store_->query(request, excluded, false, false);
+  out.reserve(rows.size() + matches.size());
+  for (const ObjectSnapshot& row : rows) {
+    ManagedObject* object = registerSnapshotLocked(row, false);
+    if (!(object->flags_ & ManagedObject::kDeleted)) out.emplace(row.values[index], object);
+  }
+  for (auto& [owner, o] : matches) {
+    ManagedObject* object =
+        owner == this ? o : registerSnapshotLocked(owner->snapshotOfLocked(o), true);
+    out.emplace(object->values_[index], object);
+  }
   return out;
 }
 

@@ -139,15 +139,26 @@ class ManagedObjectContext : public std::enable_shared_from_this<ManagedObjectCo
   // model and StoreError when the store fails.
   std::vector<ManagedObject*> executeFetchRequest(const FetchRequest& request);
   std::size_t countForFetchRequest(const FetchRequest& request);
-  // Objects of `entity` whose attribute equals one of `values`, in one query; keys are the
-  // attribute values. Values without an object are absent.
+  // --- Batch operations (context queue only) ---
+  // Lookup-many: the objects of `entity` (and its sub-entities) whose attribute equals
+  // one of `values`, as a hash map attribute value -> object, in one SQL query (the values
+  // are bound as one list, so 100k values cost one statement) plus a hash probe of the
+  // unsaved objects of this context and its ancestors, which win over the file. Values
+  // without an object are absent; when several objects share a value, one of them is
+  // returned. Keys compare like Value (1 == 1.0), so integer ids may be looked up with
+  // either. The objects are owned by this context and come with their values loaded.
+  // Throws std::invalid_argument for an unknown attribute or an entity of another model,
+  // StoreError when the query fails.
   std::unordered_map<Value, ManagedObject*, ValueHash> objectsByAttribute(
       const EntityDescription& entity, std::string_view attribute,
       const std::vector<Value>& values);
-  // Deletes, in the store and in one statement, every row of `entity` (and sub-entities)
-  // whose attribute is not among `keptValues` (rows where it is null included); contexts
-  // holding those objects learn of it. Relationships pointing at the rows are nullified;
-  // delete rules are not applied. Returns the number of rows deleted. Throws StoreError.
+  // Delete-all-except: deletes, in the store and in one statement, every row of `entity`
+  // (and sub-entities) whose attribute is not among `keptValues` (rows where it is null
+  // included; an empty list deletes every row). The store is written at once, outside
+  // the save of any context. Every context holding those objects marks them deleted
+  // (this one at once, the others on their queues) and posts ObjectsDidChange.
+  // Relationships pointing at the rows are nullified; delete rules are not applied.
+  // Returns the number of rows deleted. Throws StoreError.
   std::size_t batchDeleteExcept(const EntityDescription& entity, std::string_view attribute,
                                 const std::vector<Value>& keptValues);
 

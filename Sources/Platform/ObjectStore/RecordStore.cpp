@@ -1,0 +1,112 @@
+// Record-store helpers: defaults under a mutex, fetch short forms over FetchRequest.
+#include "Platform/ObjectStore/RecordStore.h"
+
+#include <exception>
+#include <mutex>
+#include <stdexcept>
+
+namespace dm {
+
+namespace {
+
+struct Defaults {
+  std::mutex mutex;
+  std::shared_ptr<PersistentStore> store;
+  std::shared_ptr<ManagedObjectContext> root;
+  std::shared_ptr<ManagedObjectContext> main;
+};
+
+Defaults& defaults() {
+  static Defaults d;
+  return d;
+}
+
+FetchRequest makeRequest(ManagedObjectContext& context, std::string_view entity,
+                         std::optional<Predicate> predicate, std::string sortKey, bool ascending) {
+  const EntityDescription* description = context.model().entityNamed(entity);
+  if (!description) throw std::invalid_argument("No entity named " + std::string(entity));
+  FetchRequest request(description);
+  request.predicate = std::move(predicate);
+  if (!sortKey.empty()) request.sortDescriptors.push_back({std::move(sortKey), ascending});
+  return request;
+}
+
+}  // namespace
+
+void RecordStore::setDefaultStore(std::shared_ptr<PersistentStore> store) {
+  std::lock_guard lock(defaults().mutex);
+  defaults().store = std::move(store);
+}
+void RecordStore::setRootSavingContext(std::shared_ptr<ManagedObjectContext> context) {
+  std::lock_guard lock(defaults().mutex);
+  defaults().root = std::move(context);
+}
+void RecordStore::setDefaultContext(std::shared_ptr<ManagedObjectContext> context) {
+  std::lock_guard lock(defaults().mutex);
+  defaults().main = std::move(context);
+}
+std::shared_ptr<PersistentStore> RecordStore::defaultStore() {
+  std::lock_guard lock(defaults().mutex);
+  return defaults().store;
+}
+std::shared_ptr<ManagedObjectContext> RecordStore::rootSavingContext() {
+  std::lock_guard lock(defaults().mutex);
+  return defaults().root;
+}
+std::shared_ptr<ManagedObjectContext> RecordStore::defaultContext() {
+  std::lock_guard lock(defaults().mutex);
+  return defaults().main;
+}
+
+ManagedObject* RecordStore::findFirst(ManagedObjectContext& context, std::string_view entity,
+                                      std::optional<Predicate> predicate, std::string sortKey,
+                                      bool ascending) {
+  FetchRequest request =
+      makeRequest(context, entity, std::move(predicate), std::move(sortKey), ascending);
+  request.fetchLimit = 1;
+  auto results = context.executeFetchRequest(request);
+  return results.empty() ? nullptr : results.front();
+}
+
+std::vector<ManagedObject*> RecordStore::findAllSorted(ManagedObjectContext& context,
+                                                       std::string_view entity, std::string sortKey,
+                                                       bool ascending,
+                                                       std::optional<Predicate> predicate) {
+  return context.executeFetchRequest(
+      makeRequest(context, entity, std::move(predicate), std::move(sortKey), ascending));
+}
+
+std::size_t RecordStore::count(ManagedObjectContext& context, std::string_view entity,
+                               std::optional<Predicate> predicate) {
+  return context.countForFetchRequest(makeRequest(context, entity, std::move(predicate), {}, true));
+}
+
+std::size_t RecordStore::deleteAllMatching(ManagedObjectContext& context, std::string_view entity,
+                                           std::optional<Predicate> predicate) {
+  FetchRequest request = makeRequest(context, entity, std::move(predicate), {}, true);
+  request.includesPropertyValues = false;
+  auto objects = context.executeFetchRequest(request);
+  std::size_t n = 0;
+  for (ManagedObject* o : objects) {
+    if (o->isDeleted()) continue;  // a cascade from an earlier one got it
+    context.deleteObject(o);
+    ++n;
+  }
+  return n;
+}
+
+void RecordStore::saveToPersistentStoreAndWait(ManagedObjectContext& context) {
+  for (ManagedObjectContext* c = &context; c; c = c->parentContext().get()) {
+    std::exception_ptr failure;
+    c->performAndWait([&] {
+      try {
+        c->save();
+      } catch (...) {
+        failure = std::current_exception();
+      }
+    });
+    if (failure) std::rethrow_exception(failure);
+  }
+}
+
+}  // namespace dm
