@@ -1,7 +1,6 @@
 // The main store: shared instance, opening with recovery, contexts and injector registration.
 #include "UserData/CoreData/ManagedObjectStore.h"
 
-#include <exception>
 #include <system_error>
 #include <utility>
 
@@ -12,7 +11,7 @@
 #include "Platform/Foundation/EmbeddedResources.h"
 #include "Platform/Foundation/Injector.h"
 #include "Platform/Foundation/Logger.h"
-#include "UserData/CoreData/RecordStoreDefaults.h"
+#include "Platform/ObjectStore/RecordStore.h"
 
 namespace dm {
 namespace {
@@ -100,9 +99,9 @@ std::shared_ptr<ManagedObjectStore> ManagedObjectStore::createShared(
   // fails and the recovery path takes over.
   std::filesystem::path documents = Directories::shared()->documentsDirectory();
   store->initializeContextWithStorePath(documents / dataBaseFileName, documents);
-  RecordStoreDefaults::setDefaults(store->persistentStore(),
-                                   store->persistentStoreManagedObjectContext(),
-                                   store->mainQueueManagedObjectContext());
+  RecordStore::setDefaultStore(store->persistentStore());
+  RecordStore::setRootSavingContext(store->persistentStoreManagedObjectContext());
+  RecordStore::setDefaultContext(store->mainQueueManagedObjectContext());
   sharedSlot() = store;
   return store;
 }
@@ -118,8 +117,11 @@ void ManagedObjectStore::resetSharedInstance() {
     std::lock_guard lock(sharedMutex());
     old = std::move(sharedSlot());
   }
-  if (old && RecordStoreDefaults::defaultContext() == old->mainQueueManagedObjectContext())
-    RecordStoreDefaults::reset();
+  if (old && RecordStore::defaultContext() == old->mainQueueManagedObjectContext()) {
+    RecordStore::setDefaultContext(nullptr);
+    RecordStore::setRootSavingContext(nullptr);
+    RecordStore::setDefaultStore(nullptr);
+  }
   // `old` is released here, outside the lock: its contexts join their queues.
 }
 
@@ -206,22 +208,6 @@ std::shared_ptr<ManagedObjectContext> ManagedObjectStore::newPrivateQueueContext
                                                    std::move(label));
   context->setAutomaticallyMergesChangesFromParent(true);
   return context;
-}
-
-void ManagedObjectStore::saveToPersistentStore(ManagedObjectContext& context) {
-  context.save();
-  for (auto parent = context.parentContext(); parent; parent = parent->parentContext()) {
-    // performAndWait only logs what escapes a block; carry the error out ourselves.
-    std::exception_ptr failure;
-    parent->performAndWait([&] {
-      try {
-        parent->save();
-      } catch (...) {
-        failure = std::current_exception();
-      }
-    });
-    if (failure) std::rethrow_exception(failure);
-  }
 }
 
 }  // namespace dm

@@ -36,7 +36,7 @@ class ManagedObjectStore {
   // The shared store. If one exists it is returned whatever `name` is, and nothing else
   // happens. Otherwise loads the embedded model "Models/<name>.json", opens
   // "<documents>/Korvalo.sqlite" with recovery (never fails for file reasons: the last resort
-  // is a memory-only store), publishes its store and contexts as the RecordStoreDefaults, and
+  // is a memory-only store), publishes its store and contexts as the RecordStore defaults, and
   // remembers the result as the shared instance. Returns nullptr
   // (and logs) only when no model of that name is embedded. Callers share ownership; the
   // shared instance keeps the store alive. Any thread; concurrent first calls wait for one
@@ -79,12 +79,6 @@ class ManagedObjectStore {
   // root saves). The caller owns it; nullptr when the store has no contexts (not even
   // memory could be had). Any thread.
   std::shared_ptr<ManagedObjectContext> newPrivateQueueContext(std::string label = "private");
-
-  // Saves `context` and then each ancestor up to the root, each on its own queue, so the
-  // changes reach the file. Call on the context's queue. Throws StoreError when a save fails;
-  // the failing context keeps its changes. With a main-queue ancestor, a caller on another
-  // thread needs the main thread to be running its queue.
-  static void saveToPersistentStore(ManagedObjectContext& context);
 
   explicit ManagedObjectStore(std::shared_ptr<const ManagedObjectModel> model);
   ManagedObjectStore(const ManagedObjectStore&) = delete;

@@ -6,7 +6,7 @@
 
 #include "MainStoreTestSupport.h"
 #include "Platform/Foundation/Injector.h"
-#include "UserData/CoreData/RecordStoreDefaults.h"
+#include "Platform/ObjectStore/RecordStore.h"
 
 namespace dm::test {
 namespace {
@@ -20,7 +20,7 @@ void insertOwner(ManagedObjectStore& store, std::int64_t entityID, const std::st
   ManagedObject* owner = context->insertNewObject("Owner");
   owner->setValueForKey("entityID", entityID);
   owner->setValueForKey("name", name);
-  ManagedObjectStore::saveToPersistentStore(*context);
+  RecordStore::saveToPersistentStoreAndWait(*context);
 }
 
 // Owner names sorted by entityID, read through the root context.
@@ -65,12 +65,12 @@ TEST_F(MainStoreTest, SecondInitialisationReturnsTheFirstStoreWhateverTheName) {
   EXPECT_TRUE(events->events().empty());
 
   // Published as the record helpers' defaults until the shared instance is forgotten.
-  EXPECT_EQ(RecordStoreDefaults::defaultContext(), first->mainQueueManagedObjectContext());
-  EXPECT_EQ(RecordStoreDefaults::rootSavingContext(), first->persistentStoreManagedObjectContext());
-  EXPECT_EQ(RecordStoreDefaults::defaultStore(), first->persistentStore());
+  EXPECT_EQ(RecordStore::defaultContext(), first->mainQueueManagedObjectContext());
+  EXPECT_EQ(RecordStore::rootSavingContext(), first->persistentStoreManagedObjectContext());
+  EXPECT_EQ(RecordStore::defaultStore(), first->persistentStore());
   ManagedObjectStore::resetSharedInstance();
-  EXPECT_EQ(RecordStoreDefaults::defaultContext(), nullptr);
-  EXPECT_EQ(RecordStoreDefaults::defaultStore(), nullptr);
+  EXPECT_EQ(RecordStore::defaultContext(), nullptr);
+  EXPECT_EQ(RecordStore::defaultStore(), nullptr);
 }
 
 TEST_F(MainStoreTest, UnknownModelGivesNothingAndLeavesNoSharedInstance) {
@@ -191,7 +191,7 @@ TEST_F(MainStoreTest, SaveFailureReachesTheCallerAndKeepsTheChanges) {
   auto context = store->mainQueueManagedObjectContext();
   ManagedObject* sample = context->insertNewObject("Sample");
   sample->setValueForKey("code", Value());  // required attribute left empty
-  EXPECT_THROW(ManagedObjectStore::saveToPersistentStore(*context), StoreError);
+  EXPECT_THROW(RecordStore::saveToPersistentStoreAndWait(*context), StoreError);
   // The main context handed its changes to the root; the root failed and still holds them.
   auto root = store->persistentStoreManagedObjectContext();
   root->performAndWait([&] { EXPECT_TRUE(root->hasChanges()); });
