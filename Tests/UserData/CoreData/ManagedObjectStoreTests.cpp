@@ -1,0 +1,201 @@
+// The main store: shared instance, file creation and reopening, recovery from a corrupt file
+// and from a file that cannot be deleted, injector registration.
+#include <gtest/gtest.h>
+
+#include <string>
+
+#include "MainStoreTestSupport.h"
+#include "Platform/Foundation/Injector.h"
+#include "Platform/ObjectStore/RecordStore.h"
+
+namespace dm::test {
+namespace {
+
+using MainStoreTest = MainStoreFixture;
+
+const char* const kLogFile = "Modules/DataModel/Sources/UserData/CoreData/ManagedObjectStore";
+
+void insertOwner(ManagedObjectStore& store, std::int64_t entityID, const std::string& name) {
+  auto context = store.mainQueueManagedObjectContext();
+  ManagedObject* owner = context->insertNewObject("Owner");
+  owner->setValueForKey("entityID", entityID);
+  owner->setValueForKey("name", name);
+  RecordStore::saveToPersistentStoreAndWait(*context);
+}
+
+// Owner names sorted by entityID, read through the root context.
+std::vector<std::string> ownerNames(ManagedObjectStore& store) {
+  auto root = store.persistentStoreManagedObjectContext();
+  std::vector<std::string> names;
+  root->performAndWait([&] {
+    FetchRequest request(store.managedObjectModel()->entityNamed("Owner"));
+    request.sortDescriptors.push_back({"entityID", true});
+    for (auto* object : root->executeFetchRequest(request))
+      names.push_back(object->valueForKey("name").asString());
+  });
+  return names;
+}
+
+std::vector<RecordingLogger::Entry> entriesAt(const RecordingLogger& logger, unsigned line) {
+  std::vector<RecordingLogger::Entry> found;
+  for (const auto& entry : logger.entries())
+    if (entry.line == line && entry.file == kLogFile) found.push_back(entry);
+  return found;
+}
+
+TEST_F(MainStoreTest, SecondInitialisationReturnsTheFirstStoreWhateverTheName) {
+  auto first = ManagedObjectStore::initWithModelName(ManagedObjectStore::modelName);
+  ASSERT_NE(first, nullptr);
+  EXPECT_EQ(first->managedObjectModel()->name(), "Korvalo");
+  EXPECT_EQ(ManagedObjectStore::initWithModelName("NoSuchModel"), first);
+  EXPECT_EQ(ManagedObjectStore::initWithManagedObjectModel(mainStoreTestModel()), first);
+  EXPECT_EQ(ManagedObjectStore::sharedInstance(), first);
+
+  // The first open creates the file in the documents directory, with both contexts.
+  EXPECT_TRUE(std::filesystem::is_regular_file(storeFile()));
+  EXPECT_FALSE(first->isInMemory());
+  EXPECT_EQ(first->persistentStore()->path(), storeFile().string());
+  ASSERT_NE(first->persistentStoreManagedObjectContext(), nullptr);
+  EXPECT_EQ(first->persistentStoreManagedObjectContext()->concurrencyType(),
+            ConcurrencyType::PrivateQueue);
+  EXPECT_EQ(first->mainQueueManagedObjectContext()->concurrencyType(), ConcurrencyType::MainQueue);
+  EXPECT_EQ(first->mainQueueManagedObjectContext()->parentContext(),
+            first->persistentStoreManagedObjectContext());
+  EXPECT_TRUE(logger->entries().empty());
+  EXPECT_TRUE(events->events().empty());
+
+  // Published as the record helpers' defaults until the shared instance is forgotten.
+  EXPECT_EQ(RecordStore::defaultContext(), first->mainQueueManagedObjectContext());
+  EXPECT_EQ(RecordStore::rootSavingContext(), first->persistentStoreManagedObjectContext());
+  EXPECT_EQ(RecordStore::defaultStore(), first->persistentStore());
+  ManagedObjectStore::resetSharedInstance();
+  EXPECT_EQ(RecordStore::defaultContext(), nullptr);
+  EXPECT_EQ(RecordStore::defaultStore(), nullptr);
+}
+
+TEST_F(MainStoreTest, UnknownModelGivesNothingAndLeavesNoSharedInstance) {
+  EXPECT_EQ(ManagedObjectStore::initWithModelName("NoSuchModel"), nullptr);
+  EXPECT_EQ(ManagedObjectStore::sharedInstance(), nullptr);
+  EXPECT_TRUE(logger->contains(LogLevel::Error, "NoSuchModel"));
+  EXPECT_FALSE(std::filesystem::exists(storeFile()));
+}
+
+TEST_F(MainStoreTest, InjectorProvidesTheSharedStoreAsObjectStore) {
+  Injector injector;
+  ManagedObjectStore::initialize(injector);
+  auto provided = injector.getNamed<ManagedObjectStore>("objectStore");
+  ASSERT_NE(provided, nullptr);
+  EXPECT_EQ(provided, injector.get<ManagedObjectStore>());
+  EXPECT_EQ(provided, ManagedObjectStore::sharedInstance());
+  EXPECT_EQ(provided->managedObjectModel()->name(), ManagedObjectStore::modelName);
+}
+
+TEST_F(MainStoreTest, ReopenedStoreReadsBackWhatWasSaved) {
+  {
+    auto store = ManagedObjectStore::initWithManagedObjectModel(mainStoreTestModel());
+    insertOwner(*store, 2, "second");
+    insertOwner(*store, 1, "first");
+  }
+  ManagedObjectStore::resetSharedInstance();
+  MainQueue::shared().runUntilIdle();
+
+  auto reopened = ManagedObjectStore::initWithManagedObjectModel(mainStoreTestModel());
+  EXPECT_FALSE(reopened->isInMemory());
+  EXPECT_EQ(ownerNames(*reopened), (std::vector<std::string>{"first", "second"}));
+  EXPECT_TRUE(logger->entries().empty());
+}
+
+TEST_F(MainStoreTest, CorruptFileIsReplacedByAFreshStoreWithOneWarning) {
+  std::filesystem::create_directories(documents());
+  writeFile(storeFile(), std::string(4096, '\x5a') + "not a database");
+
+  auto store = ManagedObjectStore::initWithManagedObjectModel(mainStoreTestModel());
+  ASSERT_NE(store, nullptr);
+  EXPECT_FALSE(store->isInMemory());
+
+  auto warnings = entriesAt(*logger, 81);
+  ASSERT_EQ(warnings.size(), 1u);
+  EXPECT_EQ(warnings[0].level, LogLevel::Warning);
+  EXPECT_EQ(warnings[0].message, "Removing existing SQLite persistent store.");
+  EXPECT_TRUE(entriesAt(*logger, 84).empty());
+  EXPECT_EQ(logger->entries().size(), 1u);
+  EXPECT_TRUE(events->events().empty());
+
+  // The new file is a working, empty store.
+  EXPECT_TRUE(ownerNames(*store).empty());
+  insertOwner(*store, 7, "after recovery");
+  EXPECT_EQ(ownerNames(*store), std::vector<std::string>{"after recovery"});
+}
+
+// A non-empty directory where the file should be can be neither opened nor removed as a
+// file, whatever the user's privileges.
+TEST_F(MainStoreTest, UndeletableStoreFallsBackToMemoryWithTheDiagnosticEvent) {
+  std::filesystem::create_directories(storeFile());
+  writeFile(storeFile() / "keep", "x");
+
+  auto store = ManagedObjectStore::initWithManagedObjectModel(mainStoreTestModel());
+  ASSERT_NE(store, nullptr);
+  EXPECT_TRUE(store->isInMemory());
+
+  auto warnings = entriesAt(*logger, 81);
+  ASSERT_EQ(warnings.size(), 1u);
+  EXPECT_EQ(warnings[0].message, "Removing existing SQLite persistent store.");
+  auto errors = entriesAt(*logger, 84);
+  ASSERT_EQ(errors.size(), 1u);
+  EXPECT_EQ(errors[0].level, LogLevel::Error);
+  const std::string prefix = "Failed to delete SQLite persistent store. ";
+  EXPECT_EQ(errors[0].message.rfind(prefix, 0), 0u) << errors[0].message;
+  EXPECT_GT(errors[0].message.size(), prefix.size() + 1);
+  EXPECT_EQ(errors[0].message.back(), '.');
+
+  auto sent = events->events();
+  ASSERT_EQ(sent.size(), 1u);
+  EXPECT_EQ(sent[0].description, "ManagedObjectStore.initializeContextWithStorePath");
+  const auto& parameters = sent[0].parameters;
+  EXPECT_EQ(parameters.size(), 4u);
+  const std::string failed = parameters.at("Failed to add SQLite persistent store.");
+  EXPECT_EQ(failed.rfind("path: " + storeFile().string() + " error: ", 0), 0u) << failed;
+  EXPECT_GT(failed.size(), ("path: " + storeFile().string() + " error: ").size());
+  const std::string freeSpace = parameters.at("Free disk space");
+  EXPECT_FALSE(freeSpace.empty());
+  EXPECT_EQ(freeSpace.find_first_not_of("0123456789"), std::string::npos) << freeSpace;
+  EXPECT_EQ(parameters.at("Is documentsDirectory exist"), "1");
+  EXPECT_EQ(parameters.at("Is file exist"), "1");
+
+  // Memory-only, but usable for the rest of the process.
+  insertOwner(*store, 1, "kept in memory");
+  EXPECT_EQ(ownerNames(*store), std::vector<std::string>{"kept in memory"});
+  EXPECT_TRUE(std::filesystem::exists(storeFile() / "keep"));
+}
+
+TEST_F(MainStoreTest, MissingDocumentsDirectoryReportsNeitherDirectoryNorFile) {
+  // The data root is a file, so the documents directory cannot be created under it.
+  auto root = dir.path() / "root-is-a-file";
+  writeFile(root, "x");
+  Directories::setDataRoot(root);
+
+  auto store = ManagedObjectStore::initWithManagedObjectModel(mainStoreTestModel());
+  ASSERT_NE(store, nullptr);
+  EXPECT_TRUE(store->isInMemory());
+  EXPECT_EQ(entriesAt(*logger, 81).size(), 1u);
+  EXPECT_EQ(entriesAt(*logger, 84).size(), 1u);
+  auto sent = events->events();
+  ASSERT_EQ(sent.size(), 1u);
+  EXPECT_EQ(sent[0].parameters.at("Is documentsDirectory exist"), "0");
+  EXPECT_EQ(sent[0].parameters.at("Is file exist"), "0");
+  EXPECT_EQ(sent[0].parameters.at("Free disk space"), "0");
+}
+
+TEST_F(MainStoreTest, SaveFailureReachesTheCallerAndKeepsTheChanges) {
+  auto store = ManagedObjectStore::initWithManagedObjectModel(mainStoreTestModel());
+  auto context = store->mainQueueManagedObjectContext();
+  ManagedObject* sample = context->insertNewObject("Sample");
+  sample->setValueForKey("code", Value());  // required attribute left empty
+  EXPECT_THROW(RecordStore::saveToPersistentStoreAndWait(*context), StoreError);
+  // The main context handed its changes to the root; the root failed and still holds them.
+  auto root = store->persistentStoreManagedObjectContext();
+  root->performAndWait([&] { EXPECT_TRUE(root->hasChanges()); });
+}
+
+}  // namespace
+}  // namespace dm::test
