@@ -1,0 +1,895 @@
+// Contexts: object registry, change tracking, the save path to the parent or the store,
+// merges, notifications and fetches that see unsaved changes.
+#include "Platform/ObjectStore/ManagedObjectContext.h"
+
+#include <algorithm>
+#include <atomic>
+#include <cstdio>
+#include <cstdlib>
+#include <sstream>
+#include <thread>
+#include <unordered_set>
+
+#include "Platform/Foundation/Logger.h"
+#include "Platform/ObjectStore/ManagedObjectClasses.h"
+#include "Platform/ObjectStore/PersistentStore.h"
+
+namespace dm {
+
+namespace {
+using Lock = std::lock_guard<std::recursive_mutex>;
+std::atomic<std::int64_t> nextTemporaryKey{1};
+
+std::string currentThreadDescription() {
+  if (WorkQueue* q = WorkQueue::current()) return "queue \"" + q->label() + "\"";
+  if (MainQueue::shared().isCurrent()) return "the main thread";
+  std::ostringstream out;
+  out << "thread " << std::this_thread::get_id();
+  return out.str();
+}
+
+enum class AncestorState { NotFound, Found, Deleted };
+}  // namespace
+
+// ---------------------------------------------------------------- tokens
+
+ObserverToken::ObserverToken(ObserverToken&& other) noexcept
+    : context_(std::move(other.context_)), id_(other.id_) {
+  other.id_ = 0;
+}
+ObserverToken& ObserverToken::operator=(ObserverToken&& other) noexcept {
+  if (this != &other) {
+    reset();
+    context_ = std::move(other.context_);
+    id_ = other.id_;
+    other.id_ = 0;
+  }
+  return *this;
+}
+ObserverToken::~ObserverToken() { reset(); }
+void ObserverToken::reset() {
+  if (id_)
+    if (auto context = context_.lock()) context->removeObserver(id_);
+  id_ = 0;
+  context_.reset();
+}
+
+// ---------------------------------------------------------------- lifecycle
+
+ManagedObjectContext::ManagedObjectContext(Private, std::shared_ptr<PersistentStore> store,
+                                           std::shared_ptr<ManagedObjectContext> parent,
+                                           ConcurrencyType type, std::string label)
+    : store_(std::move(store)), parent_(std::move(parent)), type_(type), label_(std::move(label)) {
+  if (type_ == ConcurrencyType::PrivateQueue) {
+    ownQueue_ = std::make_unique<SerialQueue>("context." + label_);
+    queue_ = ownQueue_.get();
+  } else {
+    queue_ = &MainQueue::shared();
+  }
+}
+
+ManagedObjectContext::~ManagedObjectContext() {
+  if (ownQueue_ && ownQueue_->isCurrent()) {
+    // The last owner let go inside one of our own blocks: the queue cannot join itself.
+    std::thread([queue = std::move(ownQueue_)]() mutable { queue.reset(); }).detach();
+  } else {
+    ownQueue_.reset();  // runs the remaining blocks while the context is still whole
+  }
+}
+
+std::shared_ptr<ManagedObjectContext> ManagedObjectContext::createRoot(
+    std::shared_ptr<PersistentStore> store, ConcurrencyType type, std::string label) {
+  if (!store) throw std::invalid_argument("A root context needs a store");
+  auto context = std::make_shared<ManagedObjectContext>(Private{}, store, nullptr, type,
+                                                        std::move(label));
+  store->registerContext(context);
+  return context;
+}
+
+std::shared_ptr<ManagedObjectContext> ManagedObjectContext::createChild(
+    std::shared_ptr<ManagedObjectContext> parent, ConcurrencyType type, std::string label) {
+  if (!parent) throw std::invalid_argument("A child context needs a parent");
+  auto context = std::make_shared<ManagedObjectContext>(Private{}, parent->store_, parent, type,
+                                                        std::move(label));
+  {
+    Lock lock(parent->mutex_);
+    std::erase_if(parent->children_, [](const auto& weak) { return weak.expired(); });
+    parent->children_.push_back(context);
+  }
+  parent->store_->registerContext(context);
+  return context;
+}
+
+const ManagedObjectModel& ManagedObjectContext::model() const { return store_->model(); }
+
+void ManagedObjectContext::perform(std::function<void()> block) {
+  queue_->async(std::move(block));
+}
+
+void ManagedObjectContext::performAndWait(const std::function<void()>& block) {
+  queue_->performAndWait(block);
+}
+
+void ManagedObjectContext::checkQueue(const char* operation) const {
+  if (queue_->isCurrent()) return;
+  std::string message = std::string("Context \"") + label_ + "\" used for " + operation + " on " +
+                        currentThreadDescription() + ", but it belongs to queue \"" +
+                        queue_->label() + "\"; use perform/performAndWait";
+  logError(message);
+  std::fprintf(stderr, "fatal: %s\n", message.c_str());
+  std::abort();
+}
+
+// ---------------------------------------------------------------- objects
+
+ManagedObject* ManagedObjectContext::createObject(const EntityDescription& entity,
+                                                  const ObjectID& id) {
+  std::unique_ptr<ManagedObject> object = ManagedObjectClasses::create(entity.className());
+  object->context_ = this;
+  object->entity_ = &entity;
+  object->id_ = id;
+  ManagedObject* raw = object.get();
+  objects_[id] = std::move(object);
+  return raw;
+}
+
+ManagedObject* ManagedObjectContext::insertNewObject(std::string_view entityName) {
+  const EntityDescription* entity = model().entityNamed(entityName);
+  if (!entity) throw std::invalid_argument("No entity named " + std::string(entityName));
+  return insertNewObject(*entity);
+}
+
+ManagedObject* ManagedObjectContext::insertNewObject(const EntityDescription& entity) {
+  checkQueue("insert");
+  if (model().entityNamed(entity.name()) != &entity)
+    throw std::invalid_argument("Entity " + entity.name() + " is not in this store's model");
+  if (entity.isAbstract())
+    throw std::invalid_argument("Entity " + entity.name() + " is abstract");
+  Lock lock(mutex_);
+  ManagedObject* object = createObject(entity, ObjectID{&entity, nextTemporaryKey++, true});
+  const auto& attributes = entity.attributes();
+  object->values_.reserve(attributes.size());
+  for (const auto& a : attributes) object->values_.push_back(a.defaultValue);
+  object->toOne_.resize(entity.relationships().size());
+  object->toMany_.resize(entity.relationships().size());
+  for (auto& slot : object->toMany_) slot.loaded = true;
+  object->flags_ = ManagedObject::kInserted | ManagedObject::kPendingNotification;
+  pendingInserted_.push_back(object);
+  noteChangedLocked(object);
+  return object;
+}
+
+void ManagedObjectContext::noteChangedLocked(ManagedObject* object) {
+  if (!(object->flags_ & ManagedObject::kInChangeList)) {
+    object->flags_ |= ManagedObject::kInChangeList;
+    changeList_.push_back(object);
+  }
+  if (!(object->flags_ & ManagedObject::kPendingNotification)) {
+    object->flags_ |= ManagedObject::kPendingNotification;
+    pendingUpdated_.push_back(object);
+  }
+}
+
+void ManagedObjectContext::deleteObject(ManagedObject* object) {
+  checkQueue("delete");
+  if (!object) return;
+  if (object->context_ != this)
+    throw std::invalid_argument("The object belongs to another context");
+  Lock lock(mutex_);
+  deleteObjectLocked(object);
+}
+
+void ManagedObjectContext::deleteObjectLocked(ManagedObject* object) {
+  if (object->flags_ & ManagedObject::kDeleted) return;
+  object->fireFaultLocked();
+  object->flags_ |= ManagedObject::kDeleted;  // set first: cascades may come back here
+  const auto& relationships = object->entity_->relationships();
+  for (std::size_t i = 0; i < relationships.size(); ++i) {
+    const auto& rel = relationships[i];
+    std::vector<ManagedObject*> related;
+    if (rel.toMany) {
+      related = object->loadToManyLocked(i).items;
+      for (ManagedObject* other : related) object->removeFromManyLocked(i, other);
+    } else if (ManagedObject* other = object->resolveToOneLocked(i)) {
+      related.push_back(other);
+      object->setToOneLocked(i, nullptr);
+    }
+    if (rel.deleteRule == DeleteRule::Cascade)
+      for (ManagedObject* other : related) deleteObjectLocked(other);
+  }
+  if (object->flags_ & ManagedObject::kInserted) {
+    // Never saved: it simply goes away.
+    std::erase(changeList_, object);
+    std::erase(pendingInserted_, object);
+    std::erase(pendingUpdated_, object);
+    object->flags_ &= ~(ManagedObject::kInChangeList | ManagedObject::kPendingNotification);
+    forgetObjectLocked(object);
+    return;
+  }
+  noteChangedLocked(object);
+  std::erase(pendingUpdated_, object);
+  pendingDeleted_.push_back(object);
+}
+
+void ManagedObjectContext::forgetObjectLocked(ManagedObject* object) {
+  auto it = objects_.find(object->id_);
+  if (it != objects_.end() && it->second.get() == object) {
+    graveyard_.push_back(std::move(it->second));
+    objects_.erase(it);
+  }
+}
+
+ManagedObject* ManagedObjectContext::objectRegisteredForID(const ObjectID& id) const {
+  Lock lock(mutex_);
+  auto it = objects_.find(id);
+  return it == objects_.end() ? nullptr : it->second.get();
+}
+
+ManagedObject* ManagedObjectContext::existingObjectWithID(const ObjectID& id) {
+  checkQueue("existingObjectWithID");
+  Lock lock(mutex_);
+  if (auto it = objects_.find(id); it != objects_.end()) return it->second.get();
+  if (id.temporary || !id.entity) return nullptr;
+  return objectForKeyLocked(*id.entity, id.key);
+}
+
+bool ManagedObjectContext::findAncestorSnapshot(const ObjectID& id, ObjectSnapshot& out) const {
+  for (ManagedObjectContext* p = parent_.get(); p; p = p->parent_.get()) {
+    Lock lock(p->mutex_);
+    auto it = p->objects_.find(id);
+    if (it == p->objects_.end()) continue;
+    const ManagedObject* object = it->second.get();
+    if (object->flags_ & ManagedObject::kDeleted) {
+      out.id = ObjectID{};
+      return true;
+    }
+    if (object->flags_ & ManagedObject::kFault) continue;
+    out = p->snapshotOfLocked(object);
+    return true;
+  }
+  return false;
+}
+
+bool ManagedObjectContext::findAncestorToMany(const ObjectID& id,
+                                              const RelationshipDescription& rel,
+                                              std::vector<ObjectID>& out) const {
+  for (ManagedObjectContext* p = parent_.get(); p; p = p->parent_.get()) {
+    Lock lock(p->mutex_);
+    auto it = p->objects_.find(id);
+    if (it == p->objects_.end()) continue;
+    const ManagedObject* object = it->second.get();
+    if (object->flags_ & ManagedObject::kFault || !object->toMany_[rel.index].loaded) continue;
+    for (const ManagedObject* member : object->toMany_[rel.index].items)
+      out.push_back(member->id_);
+    return true;
+  }
+  return false;
+}
+
+ObjectSnapshot ManagedObjectContext::snapshotOfLocked(const ManagedObject* object) const {
+  ObjectSnapshot s;
+  s.id = object->id_;
+  s.values = object->values_;
+  const auto& relationships = object->entity_->relationships();
+  s.toOne.resize(relationships.size());
+  s.toMany.resize(relationships.size());
+  for (std::size_t i = 0; i < relationships.size(); ++i) {
+    if (relationships[i].toMany) {
+      const auto& slot = object->toMany_[i];
+      if (!slot.loaded) continue;
+      std::vector<ObjectID> ids;
+      ids.reserve(slot.items.size());
+      for (const ManagedObject* member : slot.items) ids.push_back(member->id_);
+      s.toMany[i] = std::move(ids);
+    } else {
+      const auto& slot = object->toOne_[i];
+      if (slot.object) s.toOne[i] = slot.object->id_;
+      else if (slot.pendingKey)
+        s.toOne[i] = ObjectID{relationships[i].destination, slot.pendingKey, false};
+    }
+  }
+  return s;
+}
+
+ManagedObject* ManagedObjectContext::objectForKeyLocked(const EntityDescription& entity,
+                                                        std::int64_t key) {
+  ObjectID id{&entity, key, false};
+  if (auto it = objects_.find(id); it != objects_.end()) return it->second.get();
+  ObjectSnapshot snapshot;
+  if (findAncestorSnapshot(id, snapshot)) {
+    if (snapshot.id.isNull()) return nullptr;  // deleted by an ancestor
+  } else if (!store_->loadRow(entity, key, snapshot)) {
+    return nullptr;
+  }
+  return registerSnapshotLocked(snapshot, false);
+}
+
+// An object for an identifier met in a snapshot: registered, a fault of a concrete entity,
+// or nullptr when the entity is not known precisely (resolved later through its row).
+static bool isConcrete(const EntityDescription* entity) {
+  return entity && !entity->isAbstract() && entity->subentities().empty();
+}
+
+ManagedObject* ManagedObjectContext::registerSnapshotLocked(const ObjectSnapshot& snapshot,
+                                                            bool overwrite) {
+  auto it = objects_.find(snapshot.id);
+  if (it != objects_.end()) {
+    ManagedObject* object = it->second.get();
+    if ((object->flags_ & ManagedObject::kFault) || overwrite) {
+      if (!snapshot.values.empty()) applySnapshotLocked(object, snapshot);
+    }
+    return object;
+  }
+  ManagedObject* object = createObject(*snapshot.id.entity, snapshot.id);
+  object->flags_ = ManagedObject::kFault;
+  if (!snapshot.values.empty()) applySnapshotLocked(object, snapshot);
+  return object;
+}
+
+void ManagedObjectContext::applySnapshotLocked(ManagedObject* object,
+                                               const ObjectSnapshot& snapshot) {
+  const auto& relationships = object->entity_->relationships();
+  object->values_ = snapshot.values;
+  object->values_.resize(object->entity_->attributes().size());
+  object->toOne_.assign(relationships.size(), {});
+  object->toMany_.assign(relationships.size(), {});
+  object->flags_ &= ~ManagedObject::kFault;
+  for (std::size_t i = 0; i < relationships.size(); ++i) {
+    if (relationships[i].toMany) {
+      if (i >= snapshot.toMany.size() || !snapshot.toMany[i]) continue;
+      auto& slot = object->toMany_[i];
+      for (const ObjectID& id : *snapshot.toMany[i]) {
+        ManagedObject* member = nullptr;
+        if (auto found = objects_.find(id); found != objects_.end()) member = found->second.get();
+        else if (isConcrete(id.entity)) member = registerSnapshotLocked(ObjectSnapshot{id, {}, {}, {}}, false);
+        else member = objectForKeyLocked(*id.entity, id.key);
+        if (member && !(member->flags_ & ManagedObject::kDeleted)) slot.items.push_back(member);
+      }
+      slot.loaded = true;
+    } else if (i < snapshot.toOne.size() && !snapshot.toOne[i].isNull()) {
+      const ObjectID& id = snapshot.toOne[i];
+      if (auto found = objects_.find(id); found != objects_.end())
+        object->toOne_[i].object = found->second.get();
+      else
+        object->toOne_[i].pendingKey = id.key;
+    }
+  }
+}
+
+void ManagedObjectContext::fulfillFaultLocked(ManagedObject* object) {
+  ObjectSnapshot snapshot;
+  bool found = findAncestorSnapshot(object->id_, snapshot) && !snapshot.id.isNull();
+  if (!found && !object->id_.temporary)
+    found = store_->loadRow(*object->entity_, object->id_.key, snapshot);
+  if (found) {
+    snapshot.id = object->id_;
+    applySnapshotLocked(object, snapshot);
+    return;
+  }
+  // The row is gone (deleted elsewhere): the object reads as empty.
+  debugOutput("Fault for " + object->id_.uriRepresentation() + " found no row");
+  ObjectSnapshot empty{object->id_, {}, {}, {}};
+  applySnapshotLocked(object, empty);
+}
+
+std::vector<ManagedObject*> ManagedObjectContext::loadToManyLocked(
+    ManagedObject* object, const RelationshipDescription& rel) {
+  std::vector<ObjectID> ids;
+  if (!findAncestorToMany(object->id_, rel, ids)) ids = store_->loadToMany(object->id_, rel);
+  std::vector<ManagedObject*> members;
+  members.reserve(ids.size());
+  for (const ObjectID& id : ids) {
+    ManagedObject* member = nullptr;
+    if (auto found = objects_.find(id); found != objects_.end()) member = found->second.get();
+    else member = objectForKeyLocked(*id.entity, id.key);
+    if (member && !(member->flags_ & ManagedObject::kDeleted)) members.push_back(member);
+  }
+  return members;
+}
+
+void ManagedObjectContext::refreshObject(ManagedObject* object, bool mergeChanges) {
+  checkQueue("refresh");
+  Lock lock(mutex_);
+  if (!object || object->context_ != this || (object->flags_ & ManagedObject::kInserted)) return;
+  bool changed = object->flags_ & (ManagedObject::kChanged | ManagedObject::kDeleted);
+  if (mergeChanges && changed) {
+    // Keep local edits, refresh everything else.
+    ObjectSnapshot fresh;
+    bool found = findAncestorSnapshot(object->id_, fresh) && !fresh.id.isNull();
+    if (!found) found = store_->loadRow(*object->entity_, object->id_.key, fresh);
+    if (!found) return;
+    ObjectSnapshot mine = snapshotOfLocked(object);
+    std::size_t na = object->entity_->attributes().size();
+    for (std::size_t i = 0; i < na; ++i)
+      if (object->changed_.empty() || !object->changed_[i]) mine.values[i] = fresh.values[i];
+    for (std::size_t i = 0; i < mine.toOne.size(); ++i)
+      if (object->changed_.empty() || !object->changed_[na + i]) {
+        mine.toOne[i] = fresh.toOne[i];
+        mine.toMany[i].reset();
+      }
+    applySnapshotLocked(object, mine);
+    return;
+  }
+  if (changed) {
+    std::erase(changeList_, object);
+    std::erase(pendingUpdated_, object);
+    std::erase(pendingDeleted_, object);
+  }
+  object->flags_ = ManagedObject::kFault;
+  object->changed_.clear();
+  object->values_.clear();
+  object->toOne_.clear();
+  object->toMany_.clear();
+}
+
+void ManagedObjectContext::reset() {
+  checkQueue("reset");
+  Lock lock(mutex_);
+  changeList_.clear();
+  pendingInserted_.clear();
+  pendingUpdated_.clear();
+  pendingDeleted_.clear();
+  objects_.clear();
+  graveyard_.clear();
+}
+
+bool ManagedObjectContext::hasChanges() const {
+  Lock lock(mutex_);
+  return !changeList_.empty();
+}
+
+std::vector<ManagedObject*> ManagedObjectContext::insertedObjects() const {
+  Lock lock(mutex_);
+  std::vector<ManagedObject*> out;
+  for (ManagedObject* o : changeList_)
+    if ((o->flags_ & ManagedObject::kInserted) && !(o->flags_ & ManagedObject::kDeleted))
+      out.push_back(o);
+  return out;
+}
+
+std::vector<ManagedObject*> ManagedObjectContext::updatedObjects() const {
+  Lock lock(mutex_);
+  std::vector<ManagedObject*> out;
+  for (ManagedObject* o : changeList_)
+    if (!(o->flags_ & (ManagedObject::kInserted | ManagedObject::kDeleted))) out.push_back(o);
+  return out;
+}
+
+std::vector<ManagedObject*> ManagedObjectContext::deletedObjects() const {
+  Lock lock(mutex_);
+  std::vector<ManagedObject*> out;
+  for (ManagedObject* o : changeList_)
+    if (o->flags_ & ManagedObject::kDeleted) out.push_back(o);
+  return out;
+}
+
+std::size_t ManagedObjectContext::registeredObjectCount() const {
+  Lock lock(mutex_);
+  return objects_.size();
+}
+
+// ---------------------------------------------------------------- saving
+
+void ManagedObjectContext::obtainPermanentIDs(const std::vector<ManagedObject*>& objects) {
+  checkQueue("obtainPermanentIDs");
+  Lock lock(mutex_);
+  obtainPermanentIDsLocked(objects);
+}
+
+void ManagedObjectContext::obtainPermanentIDsLocked(const std::vector<ManagedObject*>& objects) {
+  std::unordered_map<const EntityDescription*, std::vector<ManagedObject*>> byTable;
+  for (ManagedObject* o : objects)
+    if (o->id_.temporary) byTable[o->entity_->rootEntity()].push_back(o);
+  for (auto& [root, list] : byTable) {
+    std::int64_t key = store_->allocateKeys(*root, list.size());
+    for (ManagedObject* o : list) {
+      auto node = objects_.extract(o->id_);
+      o->id_ = ObjectID{o->entity_, key++, false};
+      if (!node.empty()) {
+        node.key() = o->id_;
+        objects_.insert(std::move(node));
+      }
+    }
+  }
+}
+
+SaveChangeSet ManagedObjectContext::collectChangesLocked() {
+  SaveChangeSet changes;
+  for (ManagedObject* o : changeList_) {
+    if (o->flags_ & ManagedObject::kDeleted) changes.deleted.push_back(o->id_);
+    else if (o->flags_ & ManagedObject::kInserted) changes.inserted.push_back(snapshotOfLocked(o));
+    else if (o->flags_ & ManagedObject::kChanged) changes.updated.push_back(snapshotOfLocked(o));
+  }
+  return changes;
+}
+
+void ManagedObjectContext::save() {
+  checkQueue("save");
+  processPendingChanges();
+  auto changes = std::make_shared<SaveChangeSet>();
+  ContextChanges saved;
+  {
+    Lock lock(mutex_);
+    if (changeList_.empty()) return;
+    std::vector<ManagedObject*> inserted;
+    for (ManagedObject* o : changeList_)
+      if (o->flags_ & ManagedObject::kInserted) inserted.push_back(o);
+    obtainPermanentIDsLocked(inserted);
+    *changes = collectChangesLocked();
+    if (parent_) {
+      Lock parentLock(parent_->mutex_);
+      parent_->applyChangesFromChildLocked(*changes);
+    } else {
+      store_->save(*changes);  // throws with nothing written; our changes stay pending
+    }
+    for (ManagedObject* o : changeList_) {
+      if (o->flags_ & ManagedObject::kDeleted) saved.deleted.push_back(o);
+      else if (o->flags_ & ManagedObject::kInserted) saved.inserted.push_back(o);
+      else saved.updated.push_back(o);
+      o->flags_ &= ~(ManagedObject::kInserted | ManagedObject::kChanged |
+                     ManagedObject::kInChangeList);
+      o->changed_.clear();
+      if (o->flags_ & ManagedObject::kDeleted) forgetObjectLocked(o);
+    }
+    changeList_.clear();
+  }
+  post(ContextNotification::DidSave, saved);
+  if (parent_) {
+    std::weak_ptr<ManagedObjectContext> weakParent = parent_;
+    parent_->perform([weakParent] {
+      if (auto parent = weakParent.lock()) parent->processPendingChanges();
+    });
+  }
+  std::shared_ptr<const SaveChangeSet> shared = changes;
+  std::vector<std::shared_ptr<ManagedObjectContext>> children;
+  {
+    Lock lock(mutex_);
+    for (const auto& weak : children_)
+      if (auto child = weak.lock()) children.push_back(std::move(child));
+  }
+  for (auto& child : children) {
+    if (!child->automaticallyMergesChangesFromParent()) continue;
+    std::weak_ptr<ManagedObjectContext> weakChild = child;
+    child->perform([weakChild, shared] {
+      if (auto c = weakChild.lock()) c->mergeChanges(shared);
+    });
+  }
+}
+
+void ManagedObjectContext::applyChangesFromChildLocked(const SaveChangeSet& changes) {
+  std::vector<std::pair<ManagedObject*, const ObjectSnapshot*>> touched;
+  for (const auto& s : changes.inserted) {
+    auto it = objects_.find(s.id);
+    ManagedObject* object = it != objects_.end() ? it->second.get()
+                                                 : createObject(*s.id.entity, s.id);
+    if (it == objects_.end()) {
+      object->flags_ = ManagedObject::kInserted | ManagedObject::kPendingNotification;
+      pendingInserted_.push_back(object);
+    }
+    touched.emplace_back(object, &s);
+  }
+  for (const auto& s : changes.updated) {
+    ManagedObject* object = objectForKeyLocked(*s.id.entity, s.id.key);
+    if (object) touched.emplace_back(object, &s);
+  }
+  for (auto& [object, s] : touched) {
+    ObjectSnapshot old;
+    bool hadValues = !(object->flags_ & ManagedObject::kFault) && !object->values_.empty();
+    ObjectSnapshot merged = *s;
+    if (hadValues) {
+      old = snapshotOfLocked(object);
+      // Relationships the child never loaded keep what this context had loaded.
+      for (std::size_t i = 0; i < old.toMany.size(); ++i)
+        if (old.toMany[i] && (i >= merged.toMany.size() || !merged.toMany[i]))
+          merged.toMany[i] = old.toMany[i];
+    }
+    applySnapshotLocked(object, merged);
+    std::size_t na = object->entity_->attributes().size();
+    for (std::size_t i = 0; i < na; ++i)
+      if (!hadValues || !(old.values[i].storage() == object->values_[i].storage()))
+        object->markAttributeChanged(i);
+    for (std::size_t i = 0; i < object->entity_->relationships().size(); ++i)
+      object->markRelationshipChanged(i);
+  }
+  for (const ObjectID& id : changes.deleted) {
+    auto it = objects_.find(id);
+    ManagedObject* object = it != objects_.end() ? it->second.get()
+                                                 : (id.temporary ? nullptr
+                                                                 : objectForKeyLocked(*id.entity, id.key));
+    if (!object || (object->flags_ & ManagedObject::kDeleted)) continue;
+    if (object->flags_ & ManagedObject::kInserted) {
+      std::erase(changeList_, object);
+      std::erase(pendingInserted_, object);
+      std::erase(pendingUpdated_, object);
+      object->flags_ |= ManagedObject::kDeleted;
+      forgetObjectLocked(object);
+      continue;
+    }
+    object->flags_ |= ManagedObject::kDeleted;
+    noteChangedLocked(object);
+    std::erase(pendingUpdated_, object);
+    pendingDeleted_.push_back(object);
+  }
+}
+
+// ---------------------------------------------------------------- merging
+
+void ManagedObjectContext::mergeChanges(const std::shared_ptr<const SaveChangeSet>& changes) {
+  {
+    Lock lock(mutex_);
+    for (const auto* list : {&changes->inserted, &changes->updated}) {
+      bool inserted = list == &changes->inserted;
+      for (const auto& s : *list) {
+        auto it = objects_.find(s.id);
+        if (it == objects_.end()) {
+          if (!inserted) continue;  // not held here: nothing to refresh
+          ManagedObject* object = registerSnapshotLocked(s, false);
+          object->flags_ |= ManagedObject::kPendingNotification;
+          pendingInserted_.push_back(object);
+          continue;
+        }
+        ManagedObject* object = it->second.get();
+        if (object->flags_ & ManagedObject::kFault) continue;  // loads fresh when touched
+        if (object->flags_ & ManagedObject::kDeleted) continue;
+        ObjectSnapshot merged = s;
+        for (std::size_t i = 0; i < merged.toMany.size(); ++i)
+          if (!merged.toMany[i] && object->toMany_[i].loaded) {
+            std::vector<ObjectID> ids;
+            for (const ManagedObject* m : object->toMany_[i].items) ids.push_back(m->id_);
+            merged.toMany[i] = std::move(ids);
+          }
+        if (!object->changed_.empty()) {
+          // Local unsaved edits win over merged values.
+          ObjectSnapshot mine = snapshotOfLocked(object);
+          std::size_t na = object->entity_->attributes().size();
+          for (std::size_t i = 0; i < na; ++i)
+            if (object->changed_[i]) merged.values[i] = mine.values[i];
+          for (std::size_t i = 0; i < mine.toOne.size(); ++i)
+            if (object->changed_[na + i]) {
+              merged.toOne[i] = mine.toOne[i];
+              merged.toMany[i] = mine.toMany[i];
+            }
+        }
+        auto changedBits = object->changed_;
+        applySnapshotLocked(object, merged);
+        object->changed_ = changedBits;
+        if (!(object->flags_ & ManagedObject::kPendingNotification)) {
+          object->flags_ |= ManagedObject::kPendingNotification;
+          pendingUpdated_.push_back(object);
+        }
+      }
+    }
+  }
+  std::vector<ObjectID> deleted = changes->deleted;
+  mergeDeletedIDs(deleted);
+}
+
+void ManagedObjectContext::mergeDeletedIDs(const std::vector<ObjectID>& ids) {
+  {
+    Lock lock(mutex_);
+    for (const ObjectID& id : ids) {
+      auto it = objects_.find(id);
+      if (it == objects_.end()) continue;
+      ManagedObject* object = it->second.get();
+      if (!(object->flags_ & ManagedObject::kFault)) {
+        const auto& relationships = object->entity_->relationships();
+        for (std::size_t i = 0; i < relationships.size(); ++i) {
+          const auto* inverse = relationships[i].inverse;
+          if (!inverse) continue;
+          std::vector<ManagedObject*> neighbours;
+          if (relationships[i].toMany) {
+            if (object->toMany_[i].loaded) neighbours = object->toMany_[i].items;
+          } else if (object->toOne_[i].object) {
+            neighbours.push_back(object->toOne_[i].object);
+          }
+          for (ManagedObject* n : neighbours) {
+            if (n->flags_ & ManagedObject::kFault) continue;
+            if (inverse->toMany) std::erase(n->toMany_[inverse->index].items, object);
+            else if (n->toOne_[inverse->index].object == object) n->toOne_[inverse->index] = {};
+          }
+        }
+      }
+      std::erase(changeList_, object);
+      std::erase(pendingUpdated_, object);
+      std::erase(pendingInserted_, object);
+      object->flags_ |= ManagedObject::kDeleted | ManagedObject::kPendingNotification;
+      object->flags_ &= ~ManagedObject::kInChangeList;
+      pendingDeleted_.push_back(object);
+      forgetObjectLocked(object);
+    }
+  }
+  processPendingChanges();
+}
+
+// ---------------------------------------------------------------- notifications
+
+void ManagedObjectContext::processPendingChanges() {
+  ContextChanges changes;
+  {
+    Lock lock(mutex_);
+    for (ManagedObject* o : pendingInserted_) {
+      o->flags_ &= ~ManagedObject::kPendingNotification;
+      if (!(o->flags_ & ManagedObject::kDeleted)) changes.inserted.push_back(o);
+    }
+    for (ManagedObject* o : pendingUpdated_) {
+      o->flags_ &= ~ManagedObject::kPendingNotification;
+      if (!(o->flags_ & ManagedObject::kDeleted)) changes.updated.push_back(o);
+    }
+    for (ManagedObject* o : pendingDeleted_) {
+      o->flags_ &= ~ManagedObject::kPendingNotification;
+      changes.deleted.push_back(o);
+    }
+    pendingInserted_.clear();
+    pendingUpdated_.clear();
+    pendingDeleted_.clear();
+  }
+  if (!changes.empty()) post(ContextNotification::ObjectsDidChange, changes);
+}
+
+ObserverToken ManagedObjectContext::addObserver(ContextNotification kind, Observer observer) {
+  Lock lock(mutex_);
+  std::uint64_t id = nextObserverID_++;
+  observers_.push_back({id, kind, std::make_shared<Observer>(std::move(observer))});
+  return ObserverToken(weak_from_this(), id);
+}
+
+void ManagedObjectContext::removeObserver(std::uint64_t id) {
+  Lock lock(mutex_);
+  std::erase_if(observers_, [id](const ObserverEntry& e) { return e.id == id; });
+}
+
+void ManagedObjectContext::post(ContextNotification kind, const ContextChanges& changes) {
+  std::vector<std::shared_ptr<Observer>> targets;
+  {
+    Lock lock(mutex_);
+    for (const auto& e : observers_)
+      if (e.kind == kind) targets.push_back(e.observer);
+  }
+  for (const auto& observer : targets) (*observer)(changes);
+}
+
+// ---------------------------------------------------------------- fetching
+
+std::vector<ManagedObject*> ManagedObjectContext::executeFetchRequest(const FetchRequest& request) {
+  checkQueue("fetch");
+  Lock lock(mutex_);
+  return fetchLocked(request, nullptr);
+}
+
+std::size_t ManagedObjectContext::countForFetchRequest(const FetchRequest& request) {
+  checkQueue("count");
+  Lock lock(mutex_);
+  std::size_t count = 0;
+  fetchLocked(request, &count);
+  return count;
+}
+
+std::vector<ManagedObject*> ManagedObjectContext::fetchLocked(const FetchRequest& request,
+                                                              std::size_t* countOnly) {
+  if (!request.entity || model().entityNamed(request.entity->name()) != request.entity)
+    throw StoreError(StoreErrorCode::FetchFailed, "The fetch names no entity of this model");
+  const EntityDescription& entity = *request.entity;
+  auto wanted = [&](const ManagedObject* o) {
+    return request.includesSubentities ? o->entity_->isKindOf(&entity) : o->entity_ == &entity;
+  };
+
+  // Unsaved state of this context and its ancestors overrides the file, nearest first.
+  std::vector<std::unique_lock<std::recursive_mutex>> ancestorLocks;
+  std::unordered_set<ObjectID, ObjectIDHash> seen;
+  std::vector<std::int64_t> excluded;
+  std::vector<std::pair<ManagedObjectContext*, ManagedObject*>> matches;
+  for (ManagedObjectContext* c = this; c; c = c->parent_.get()) {
+    if (c != this) ancestorLocks.emplace_back(c->mutex_);
+    for (ManagedObject* o : c->changeList_) {
+      if (!wanted(o) || !seen.insert(o->id_).second) continue;
+      if (!o->id_.temporary) excluded.push_back(o->id_.key);
+      if (o->flags_ & ManagedObject::kDeleted) continue;
+      if (request.predicate && !evaluate(*request.predicate, ManagedObjectValueSource(*o)))
+        continue;
+      matches.emplace_back(c, o);
+    }
+  }
+
+  if (countOnly) {
+    std::size_t n = store_->count(request, excluded) + matches.size();
+    if (request.fetchOffset) n = n > request.fetchOffset ? n - request.fetchOffset : 0;
+    if (request.fetchLimit) n = std::min(n, request.fetchLimit);
+    *countOnly = n;
+    return {};
+  }
+
+  const bool idsOnly = !request.includesPropertyValues || request.returnsObjectsAsFaults ||
+                       request.fetchBatchSize > 0;
+  std::vector<ObjectSnapshot> rows = store_->query(request, excluded, matches.empty(), idsOnly);
+  std::vector<ManagedObject*> results;
+  results.reserve(rows.size() + matches.size());
+  for (const ObjectSnapshot& row : rows) {
+    ManagedObject* object = registerSnapshotLocked(row, false);
+    if (!(object->flags_ & ManagedObject::kDeleted)) results.push_back(object);
+  }
+  for (auto& [owner, o] : matches) {
+    if (owner == this) {
+      results.push_back(o);
+      continue;
+    }
+    // Our copy is unchanged (else it would have been met first): refresh it.
+    results.push_back(registerSnapshotLocked(owner->snapshotOfLocked(o), true));
+  }
+  if (!matches.empty()) {
+    if (!request.sortDescriptors.empty()) {
+      std::vector<std::pair<std::vector<Value>, ManagedObject*>> keyed;
+      keyed.reserve(results.size());
+      for (ManagedObject* o : results) {
+        std::vector<Value> keys;
+        for (const auto& sort : request.sortDescriptors) keys.push_back(o->valueForKeyPath(sort.keyPath));
+        keyed.emplace_back(std::move(keys), o);
+      }
+      std::stable_sort(keyed.begin(), keyed.end(), [&](const auto& a, const auto& b) {
+        for (std::size_t i = 0; i < request.sortDescriptors.size(); ++i) {
+          int c = Value::compare(a.first[i], b.first[i]);
+          if (c != 0) return request.sortDescriptors[i].ascending ? c < 0 : c > 0;
+        }
+        return false;
+      });
+      for (std::size_t i = 0; i < keyed.size(); ++i) results[i] = keyed[i].second;
+    }
+    if (request.fetchOffset)
+      results.erase(results.begin(),
+                    results.begin() + static_cast<std::ptrdiff_t>(
+                                          std::min(request.fetchOffset, results.size())));
+    if (request.fetchLimit && results.size() > request.fetchLimit)
+      results.resize(request.fetchLimit);
+  }
+  // The first batch comes loaded; the rest stay faults until touched.
+  if (request.fetchBatchSize > 0 && !request.returnsObjectsAsFaults &&
+      request.includesPropertyValues) {
+    std::size_t n = std::min(request.fetchBatchSize, results.size());
+    for (std::size_t i = 0; i < n; ++i) results[i]->fireFaultLocked();
+  }
+  return results;
+}
+
+std::unordered_map<Value, ManagedObject*, ValueHash> ManagedObjectContext::objectsByAttribute(
+    const EntityDescription& entity, std::string_view attribute, const std::vector<Value>& values) {
+  checkQueue("objectsByAttribute");
+  const auto* attr = entity.attributeNamed(attribute);
+  if (!attr)
+    throw std::invalid_argument("Entity " + entity.name() + " has no attribute " +
+                                std::string(attribute));
+  std::unordered_map<Value, ManagedObject*, ValueHash> out;
+  if (values.empty()) return out;
+  FetchRequest request(&entity);
+  PredicateExpression left;
+  left.kind = PredicateExpression::Kind::KeyPath;
+  left.keyPath = attr->name;
+  PredicateExpression right;
+  right.kind = PredicateExpression::Kind::ConstantList;
+  right.list = values;
+  request.predicate = Predicate::comparison(std::move(left), Predicate::Operator::In,
+                                            std::move(right));
+  Lock lock(mutex_);
+  auto objects = fetchLocked(request, nullptr);
+  out.reserve(objects.size());
+  for (ManagedObject* o : objects) out.emplace(o->valueAt(attr->index), o);
+  return out;
+}
+
+std::size_t ManagedObjectContext::batchDeleteExcept(const EntityDescription& entity,
+                                                    std::string_view attribute,
+                                                    const std::vector<Value>& keptValues) {
+  checkQueue("batchDelete");
+  auto ids = std::make_shared<const std::vector<ObjectID>>(
+      store_->batchDeleteExcept(entity, std::string(attribute), keptValues));
+  if (ids->empty()) return 0;
+  mergeDeletedIDs(*ids);
+  for (auto& context : store_->contexts()) {
+    if (context.get() == this) continue;
+    std::weak_ptr<ManagedObjectContext> weak = context;
+    context->perform([weak, ids] {
+      if (auto c = weak.lock()) c->mergeDeletedIDs(*ids);
+    });
+  }
+  return ids->size();
+}
+
+}  // namespace dm

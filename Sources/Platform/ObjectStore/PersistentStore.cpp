@@ -1,0 +1,845 @@
+// SQLite persistence of the object store: one table per entity hierarchy, foreign-key
+// columns for to-one relationships, join tables for many-to-many ones.
+#include "Platform/ObjectStore/PersistentStore.h"
+
+#include <sqlite3.h>
+
+#include <algorithm>
+#include <unordered_set>
+
+#include <nlohmann/json.hpp>
+
+#include "Platform/ObjectStore/ManagedObject.h"
+#include "Platform/ObjectStore/ManagedObjectContext.h"
+#include "Platform/ObjectStore/Predicate.h"
+
+namespace dm {
+
+namespace {
+
+std::string quoted(const std::string& name) { return "\"" + name + "\""; }
+std::string fkColumn(const std::string& relationship) { return "_fk_" + relationship; }
+
+const char* sqlType(AttributeType type) {
+  switch (type) {
+    case AttributeType::Integer16:
+    case AttributeType::Integer32:
+    case AttributeType::Integer64:
+    case AttributeType::Boolean:
+      return "INTEGER";
+    case AttributeType::Double:
+    case AttributeType::Float:
+    case AttributeType::Date:
+      return "REAL";
+    case AttributeType::String:
+      return "TEXT";
+    case AttributeType::Binary:
+      return "BLOB";
+  }
+  return "BLOB";
+}
+
+void bindValue(sqlite3_stmt* stmt, int index, const Value& value) {
+  std::visit(
+      [&](const auto& v) {
+        using T = std::decay_t<decltype(v)>;
+        if constexpr (std::is_same_v<T, std::monostate>) sqlite3_bind_null(stmt, index);
+        else if constexpr (std::is_same_v<T, bool>) sqlite3_bind_int(stmt, index, v ? 1 : 0);
+        else if constexpr (std::is_same_v<T, std::int64_t>) sqlite3_bind_int64(stmt, index, v);
+        else if constexpr (std::is_same_v<T, double>) sqlite3_bind_double(stmt, index, v);
+        else if constexpr (std::is_same_v<T, std::string>)
+          sqlite3_bind_text(stmt, index, v.data(), static_cast<int>(v.size()), SQLITE_STATIC);
+        else if constexpr (std::is_same_v<T, Date>)
+          sqlite3_bind_double(stmt, index, v.timeIntervalSince1970);
+        else if constexpr (std::is_same_v<T, Blob>)
+          sqlite3_bind_blob(stmt, index, v.data(), static_cast<int>(v.size()), SQLITE_STATIC);
+      },
+      value.storage());
+}
+
+Value columnValue(sqlite3_stmt* stmt, int i, AttributeType type) {
+  int kind = sqlite3_column_type(stmt, i);
+  if (kind == SQLITE_NULL) return {};
+  switch (type) {
+    case AttributeType::Integer16:
+    case AttributeType::Integer32:
+    case AttributeType::Integer64:
+      return Value(static_cast<std::int64_t>(sqlite3_column_int64(stmt, i)));
+    case AttributeType::Boolean:
+      return Value(sqlite3_column_int64(stmt, i) != 0);
+    case AttributeType::Double:
+    case AttributeType::Float:
+      return Value(sqlite3_column_double(stmt, i));
+    case AttributeType::Date:
+      return Value(Date(sqlite3_column_double(stmt, i)));
+    case AttributeType::String: {
+      auto* text = reinterpret_cast<const char*>(sqlite3_column_text(stmt, i));
+      return Value(std::string(text, static_cast<std::size_t>(sqlite3_column_bytes(stmt, i))));
+    }
+    case AttributeType::Binary: {
+      auto* bytes = static_cast<const std::uint8_t*>(sqlite3_column_blob(stmt, i));
+      return Value(Blob(bytes, bytes + sqlite3_column_bytes(stmt, i)));
+    }
+  }
+  return {};
+}
+
+std::string keysJson(const std::vector<std::int64_t>& keys) {
+  std::string out = "[";
+  for (std::size_t i = 0; i < keys.size(); ++i) {
+    if (i) out += ',';
+    out += std::to_string(keys[i]);
+  }
+  return out + "]";
+}
+
+std::string valuesJson(const std::vector<Value>& values) {
+  nlohmann::json array = nlohmann::json::array();
+  for (const auto& v : values) {
+    if (v.isString()) array.push_back(v.asString());
+    else if (v.isInteger() || v.isBool()) array.push_back(v.asInt64());
+    else if (v.isDouble() || v.isDate()) array.push_back(v.asDouble());
+    else if (v.isNull()) array.push_back(nullptr);
+  }
+  return array.dump();
+}
+
+struct StatementReset {
+  sqlite3_stmt* stmt;
+  ~StatementReset() {
+    sqlite3_reset(stmt);
+    sqlite3_clear_bindings(stmt);
+  }
+};
+
+// Key paths to columns of the fetched table, with LEFT JOINs for to-one hops.
+class SqlResolver final : public PredicateSqlResolver {
+ public:
+  SqlResolver(const EntityDescription& entity,
+              std::function<const std::unordered_map<std::string, int>&(const EntityDescription&)>
+                  columns)
+      : entity_(entity), columns_(std::move(columns)) {}
+
+  Column resolve(const std::string& keyPath) override {
+    const EntityDescription* current = &entity_;
+    std::string alias = "t0";
+    std::size_t start = 0;
+    std::string prefix;
+    while (true) {
+      std::size_t dot = keyPath.find('.', start);
+      std::string key = keyPath.substr(start, dot == std::string::npos ? std::string::npos
+                                                                       : dot - start);
+      bool last = dot == std::string::npos;
+      if (const auto* attr = current->attributeNamed(key)) {
+        if (!last) throw PredicateError("Key path " + keyPath + " continues past attribute " + key);
+        return {alias + "." + quoted(key), attr->type, false};
+      }
+      if (key == "self" && last) return {alias + "._pk", AttributeType::Integer64, true};
+      const auto* rel = current->relationshipNamed(key);
+      if (!rel)
+        throw PredicateError("Unknown key \"" + key + "\" in " + keyPath + " (entity " +
+                             current->name() + ")");
+      if (rel->toMany)
+        throw PredicateError("Key path " + keyPath + " goes through to-many relationship " + key);
+      std::string column = alias + "." + quoted(fkColumn(key));
+      if (last) return {column, AttributeType::Integer64, true};
+      prefix += key + ".";
+      auto it = joinAliases_.find(prefix);
+      if (it == joinAliases_.end()) {
+        std::string joined = "j" + std::to_string(joinAliases_.size() + 1);
+        joins_ += " LEFT JOIN " + quoted(rel->destination->tableName()) + " " + joined + " ON " +
+                  joined + "._pk = " + column;
+        it = joinAliases_.emplace(prefix, joined).first;
+      }
+      alias = it->second;
+      current = rel->destination;
+      start = dot + 1;
+    }
+  }
+
+  Value primaryKeyOf(const ManagedObject* object) override {
+    if (!object) return {};
+    ObjectID id = object->objectID();
+    if (id.temporary)
+      throw PredicateError("An object compared in a stored query has not been saved yet");
+    return Value(id.key);
+  }
+
+  const std::string& joins() const { return joins_; }
+
+ private:
+  const EntityDescription& entity_;
+  std::function<const std::unordered_map<std::string, int>&(const EntityDescription&)> columns_;
+  std::unordered_map<std::string, std::string> joinAliases_;
+  std::string joins_;
+};
+
+}  // namespace
+
+std::size_t ValueHash::operator()(const Value& v) const {
+  if (v.isNumber() || v.isDate()) {
+    double d = v.asDouble();
+    auto i = static_cast<std::int64_t>(d);
+    if (static_cast<double>(i) == d) return std::hash<std::int64_t>()(i);
+    return std::hash<double>()(d);
+  }
+  if (v.isString()) return std::hash<std::string>()(v.asString());
+  if (v.isBlob()) {
+    const auto& b = v.asBlob();
+    return std::hash<std::string_view>()(
+        std::string_view(reinterpret_cast<const char*>(b.data()), b.size()));
+  }
+  return 0;
+}
+
+PersistentStore::PersistentStore(Private, std::shared_ptr<const ManagedObjectModel> model,
+                                 StoreType type, std::string path)
+    : model_(std::move(model)), type_(type), path_(std::move(path)) {}
+
+PersistentStore::~PersistentStore() {
+  for (auto& [sql, stmt] : statements_) sqlite3_finalize(stmt);
+  if (db_) sqlite3_close_v2(db_);
+}
+
+std::shared_ptr<PersistentStore> PersistentStore::open(
+    std::shared_ptr<const ManagedObjectModel> model, StoreType type, const std::string& path) {
+  if (!model) throw StoreError(StoreErrorCode::InvalidModel, "No model given");
+  auto store = std::make_shared<PersistentStore>(Private{}, std::move(model), type,
+                                                 type == StoreType::InMemory ? ":memory:" : path);
+  std::lock_guard lock(store->mutex_);
+  store->openConnection();
+  store->buildLayouts();
+  store->migrate();
+  return store;
+}
+
+void PersistentStore::fail(StoreErrorCode code, const std::string& what) {
+  std::string message = what;
+  if (db_) message += ": " + std::string(sqlite3_errmsg(db_));
+  throw StoreError(code, message);
+}
+
+void PersistentStore::openConnection() {
+  int flags = SQLITE_OPEN_READWRITE | SQLITE_OPEN_CREATE | SQLITE_OPEN_NOMUTEX;
+  if (sqlite3_open_v2(path_.c_str(), &db_, flags, nullptr) != SQLITE_OK) {
+    std::string message = "Cannot open store file " + path_ + ": " +
+                          (db_ ? sqlite3_errmsg(db_) : "out of memory");
+    sqlite3_close_v2(db_);
+    db_ = nullptr;
+    throw StoreError(StoreErrorCode::CannotOpen, message);
+  }
+  sqlite3_extended_result_codes(db_, 1);
+  try {
+    // The first real read notices a file that is not a database.
+    exec(type_ == StoreType::InMemory ? "PRAGMA journal_mode=MEMORY" : "PRAGMA journal_mode=WAL");
+    exec("PRAGMA synchronous=NORMAL");
+    exec("PRAGMA foreign_keys=OFF");
+    exec("SELECT count(*) FROM sqlite_master");
+  } catch (const StoreError& e) {
+    sqlite3_close_v2(db_);
+    db_ = nullptr;
+    throw StoreError(StoreErrorCode::CannotOpen,
+                     "Cannot open store file " + path_ + ": " + e.what());
+  }
+}
+
+void PersistentStore::exec(const std::string& sql) {
+  char* error = nullptr;
+  if (sqlite3_exec(db_, sql.c_str(), nullptr, nullptr, &error) != SQLITE_OK) {
+    std::string message = error ? error : "unknown error";
+    sqlite3_free(error);
+    throw StoreError(StoreErrorCode::SaveFailed, message + " (" + sql.substr(0, 120) + ")");
+  }
+}
+
+sqlite3_stmt* PersistentStore::statement(const std::string& sql) {
+  auto it = statements_.find(sql);
+  if (it != statements_.end()) return it->second;
+  sqlite3_stmt* stmt = nullptr;
+  if (sqlite3_prepare_v3(db_, sql.c_str(), static_cast<int>(sql.size()), SQLITE_PREPARE_PERSISTENT,
+                         &stmt, nullptr) != SQLITE_OK)
+    fail(StoreErrorCode::FetchFailed, "Cannot prepare " + sql.substr(0, 200));
+  statements_.emplace(sql, stmt);
+  return stmt;
+}
+
+void PersistentStore::buildLayouts() {
+  for (const EntityDescription* e : model_->entities()) entityByName_[e->name()] = e;
+  for (const EntityDescription* root : model_->entities()) {
+    if (root->parent()) continue;
+    TableLayout layout;
+    layout.root = root;
+    for (const EntityDescription* e : root->selfAndDescendants()) {
+      EntityLayout el;
+      for (const auto& a : e->attributes()) {
+        auto [it, added] = layout.columnByName.emplace(a.name, static_cast<int>(layout.columns.size()));
+        if (added) {
+          layout.columns.push_back(a.name);
+          layout.columnTypes.push_back(a.type);
+        }
+        el.attributeColumn.push_back(it->second + 2);
+      }
+      for (const auto& r : e->relationships()) {
+        if (r.toMany) {
+          el.toOneColumn.push_back(-1);
+          continue;
+        }
+        std::string name = fkColumn(r.name);
+        auto [it, added] = layout.columnByName.emplace(name, static_cast<int>(layout.columns.size()));
+        if (added) {
+          layout.columns.push_back(name);
+          layout.columnTypes.push_back(AttributeType::Integer64);
+        }
+        el.toOneColumn.push_back(it->second + 2);
+      }
+      layout.entities.emplace(e, std::move(el));
+    }
+    layout.selectList = "t0._pk, t0._entity";
+    for (const auto& c : layout.columns) layout.selectList += ", t0." + quoted(c);
+    tables_.emplace(root, std::move(layout));
+  }
+}
+
+const PersistentStore::TableLayout& PersistentStore::layoutFor(
+    const EntityDescription& entity) const {
+  return tables_.at(entity.rootEntity());
+}
+
+void PersistentStore::migrate() {
+  try {
+    exec("BEGIN IMMEDIATE");
+  } catch (const StoreError& e) {
+    throw StoreError(StoreErrorCode::CannotOpen, e.what());
+  }
+  try {
+    exec("CREATE TABLE IF NOT EXISTS _metadata (key TEXT PRIMARY KEY, value TEXT)");
+    std::unordered_set<std::string> wanted{"_metadata"};
+    auto existingColumns = [&](const std::string& table) {
+      std::unordered_map<std::string, std::string> columns;
+      sqlite3_stmt* stmt = statement("SELECT name, type FROM pragma_table_info(?)");
+      StatementReset reset{stmt};
+      sqlite3_bind_text(stmt, 1, table.c_str(), -1, SQLITE_TRANSIENT);
+      while (sqlite3_step(stmt) == SQLITE_ROW)
+        columns[reinterpret_cast<const char*>(sqlite3_column_text(stmt, 0))] =
+            reinterpret_cast<const char*>(sqlite3_column_text(stmt, 1));
+      return columns;
+    };
+    for (auto& [root, layout] : tables_) {
+      const std::string table = quoted(root->name());
+      wanted.insert(root->name());
+      auto columns = existingColumns(root->name());
+      if (columns.empty()) {
+        std::string sql = "CREATE TABLE " + table + " (_pk INTEGER PRIMARY KEY, _entity TEXT NOT NULL";
+        for (std::size_t i = 0; i < layout.columns.size(); ++i)
+          sql += ", " + quoted(layout.columns[i]) + " " + sqlType(layout.columnTypes[i]);
+        exec(sql + ")");
+      } else {
+        for (std::size_t i = 0; i < layout.columns.size(); ++i) {
+          auto it = columns.find(layout.columns[i]);
+          if (it == columns.end()) {
+            exec("ALTER TABLE " + table + " ADD COLUMN " + quoted(layout.columns[i]) + " " +
+                 sqlType(layout.columnTypes[i]));
+          } else if (it->second != sqlType(layout.columnTypes[i])) {
+            throw StoreError(StoreErrorCode::IncompatibleModel,
+                             "Column " + root->name() + "." + layout.columns[i] + " is " +
+                                 it->second + " in the file but " +
+                                 sqlType(layout.columnTypes[i]) + " in the model");
+          }
+        }
+        // Rows of entities the model no longer has cannot be represented.
+        std::string names;
+        for (const EntityDescription* e : root->selfAndDescendants())
+          names += (names.empty() ? "'" : ",'") + e->name() + "'";
+        sqlite3_stmt* stmt = statement("SELECT _entity FROM " + table + " WHERE _entity NOT IN (" +
+                                       names + ") LIMIT 1");
+        StatementReset reset{stmt};
+        if (sqlite3_step(stmt) == SQLITE_ROW)
+          throw StoreError(StoreErrorCode::IncompatibleModel,
+                           "The file holds rows of entity " +
+                               std::string(reinterpret_cast<const char*>(
+                                   sqlite3_column_text(stmt, 0))) +
+                               " that the model no longer has");
+      }
+      exec("CREATE INDEX IF NOT EXISTS " + quoted(root->name() + "__entity") + " ON " + table +
+           "(_entity)");
+      for (const EntityDescription* e : root->selfAndDescendants()) {
+        for (const auto& a : e->attributes())
+          if (a.indexed)
+            exec("CREATE INDEX IF NOT EXISTS " + quoted(root->name() + "_" + a.name) + " ON " +
+                 table + "(" + quoted(a.name) + ")");
+        for (const auto& r : e->relationships()) {
+          if (!r.toMany)
+            exec("CREATE INDEX IF NOT EXISTS " + quoted(root->name() + "_" + fkColumn(r.name)) +
+                 " ON " + table + "(" + quoted(fkColumn(r.name)) + ")");
+          if (!r.joinTable.empty() && !wanted.count(r.joinTable)) {
+            wanted.insert(r.joinTable);
+            exec("CREATE TABLE IF NOT EXISTS " + quoted(r.joinTable) +
+                 " (a INTEGER NOT NULL, b INTEGER NOT NULL, PRIMARY KEY (a, b)) WITHOUT ROWID");
+            exec("CREATE INDEX IF NOT EXISTS " + quoted(r.joinTable + "_b") + " ON " +
+                 quoted(r.joinTable) + "(b)");
+          }
+        }
+        for (const auto& index : e->compoundIndexes()) {
+          std::string name = root->name(), cols;
+          for (const auto& c : index) {
+            name += "_" + c;
+            cols += (cols.empty() ? "" : ", ") + quoted(c);
+          }
+          exec("CREATE INDEX IF NOT EXISTS " + quoted(name) + " ON " + table + "(" + cols + ")");
+        }
+      }
+    }
+    // Tables of removed entities: dropped when empty, an error when they hold rows.
+    std::vector<std::string> stale;
+    {
+      sqlite3_stmt* stmt = statement(
+          "SELECT name FROM sqlite_master WHERE type = 'table' AND name NOT LIKE 'sqlite_%'");
+      StatementReset reset{stmt};
+      while (sqlite3_step(stmt) == SQLITE_ROW) {
+        std::string name = reinterpret_cast<const char*>(sqlite3_column_text(stmt, 0));
+        if (!wanted.count(name)) stale.push_back(name);
+      }
+    }
+    for (const auto& name : stale) {
+      sqlite3_stmt* stmt = statement("SELECT 1 FROM " + quoted(name) + " LIMIT 1");
+      bool hasRows;
+      {
+        StatementReset reset{stmt};
+        hasRows = sqlite3_step(stmt) == SQLITE_ROW;
+      }
+      sqlite3_finalize(stmt);
+      statements_.erase("SELECT 1 FROM " + quoted(name) + " LIMIT 1");
+      if (hasRows && name.rfind("_J_", 0) != 0)
+        throw StoreError(StoreErrorCode::IncompatibleModel,
+                         "The file holds rows of entity " + name + " that the model no longer has");
+      exec("DROP TABLE " + quoted(name));
+    }
+    sqlite3_stmt* stmt =
+        statement("INSERT OR REPLACE INTO _metadata (key, value) VALUES (?, ?), (?, ?)");
+    StatementReset reset{stmt};
+    sqlite3_bind_text(stmt, 1, "modelHash", -1, SQLITE_STATIC);
+    sqlite3_bind_text(stmt, 2, model_->hash().c_str(), -1, SQLITE_TRANSIENT);
+    sqlite3_bind_text(stmt, 3, "modelName", -1, SQLITE_STATIC);
+    sqlite3_bind_text(stmt, 4, model_->name().c_str(), -1, SQLITE_TRANSIENT);
+    if (sqlite3_step(stmt) != SQLITE_DONE) fail(StoreErrorCode::CannotOpen, "Cannot record model");
+    exec("COMMIT");
+  } catch (const StoreError& e) {
+    sqlite3_exec(db_, "ROLLBACK", nullptr, nullptr, nullptr);
+    throw StoreError(e.code() == StoreErrorCode::SaveFailed ? StoreErrorCode::CannotOpen
+                                                             : e.code(),
+                     e.what());
+  }
+}
+
+std::string PersistentStore::storedModelHash() {
+  std::lock_guard lock(mutex_);
+  sqlite3_stmt* stmt = statement("SELECT value FROM _metadata WHERE key = 'modelHash'");
+  StatementReset reset{stmt};
+  if (sqlite3_step(stmt) != SQLITE_ROW) return {};
+  return reinterpret_cast<const char*>(sqlite3_column_text(stmt, 0));
+}
+
+std::vector<std::pair<std::string, std::int64_t>> PersistentStore::rowCounts() {
+  std::lock_guard lock(mutex_);
+  std::vector<std::pair<std::string, std::int64_t>> out;
+  for (const EntityDescription* e : model_->entities()) {
+    if (e->isAbstract()) continue;
+    sqlite3_stmt* stmt =
+        statement("SELECT count(*) FROM " + quoted(e->tableName()) + " WHERE _entity = ?");
+    StatementReset reset{stmt};
+    sqlite3_bind_text(stmt, 1, e->name().c_str(), -1, SQLITE_TRANSIENT);
+    std::int64_t n = sqlite3_step(stmt) == SQLITE_ROW ? sqlite3_column_int64(stmt, 0) : 0;
+    out.emplace_back(e->name(), n);
+  }
+  return out;
+}
+
+void PersistentStore::setSaveHook(SaveHook hook) {
+  std::lock_guard lock(mutex_);
+  hook_ = std::move(hook);
+}
+
+std::int64_t PersistentStore::allocateKeys(const EntityDescription& entity, std::size_t count) {
+  std::lock_guard lock(mutex_);
+  auto& layout = tables_.at(entity.rootEntity());
+  if (!layout.nextKey) {
+    sqlite3_stmt* stmt =
+        statement("SELECT COALESCE(MAX(_pk), 0) FROM " + quoted(entity.tableName()));
+    StatementReset reset{stmt};
+    if (sqlite3_step(stmt) != SQLITE_ROW) fail(StoreErrorCode::FetchFailed, "Cannot read keys");
+    layout.nextKey = sqlite3_column_int64(stmt, 0) + 1;
+  }
+  std::int64_t first = *layout.nextKey;
+  *layout.nextKey += static_cast<std::int64_t>(count);
+  return first;
+}
+
+void PersistentStore::readRow(sqlite3_stmt* stmt, const TableLayout& layout, bool idsOnly,
+                              ObjectSnapshot& out) {
+  const char* entityName = reinterpret_cast<const char*>(sqlite3_column_text(stmt, 1));
+  auto found = entityByName_.find(entityName ? entityName : "");
+  const EntityDescription* entity = found == entityByName_.end() ? layout.root : found->second;
+  out.id = ObjectID{entity, sqlite3_column_int64(stmt, 0), false};
+  out.values.clear();
+  out.toOne.clear();
+  out.toMany.clear();
+  if (idsOnly) return;
+  const EntityLayout& el = layout.entities.at(entity);
+  const auto& attributes = entity->attributes();
+  out.values.reserve(attributes.size());
+  for (std::size_t i = 0; i < attributes.size(); ++i)
+    out.values.push_back(columnValue(stmt, el.attributeColumn[i], attributes[i].type));
+  const auto& relationships = entity->relationships();
+  out.toOne.resize(relationships.size());
+  out.toMany.resize(relationships.size());
+  for (std::size_t i = 0; i < relationships.size(); ++i) {
+    int column = el.toOneColumn[i];
+    if (column < 0 || sqlite3_column_type(stmt, column) == SQLITE_NULL) continue;
+    out.toOne[i] = ObjectID{relationships[i].destination, sqlite3_column_int64(stmt, column), false};
+  }
+}
+
+bool PersistentStore::loadRow(const EntityDescription& entity, std::int64_t key,
+                              ObjectSnapshot& out) {
+  std::lock_guard lock(mutex_);
+  const auto& layout = layoutFor(entity);
+  sqlite3_stmt* stmt = statement("SELECT " + layout.selectList + " FROM " +
+                                 quoted(entity.tableName()) + " t0 WHERE t0._pk = ?");
+  StatementReset reset{stmt};
+  sqlite3_bind_int64(stmt, 1, key);
+  int rc = sqlite3_step(stmt);
+  if (rc == SQLITE_ROW) {
+    readRow(stmt, layout, false, out);
+    return true;
+  }
+  if (rc != SQLITE_DONE) fail(StoreErrorCode::FetchFailed, "Cannot read row");
+  return false;
+}
+
+std::vector<ObjectID> PersistentStore::loadToMany(const ObjectID& owner,
+                                                  const RelationshipDescription& rel) {
+  std::lock_guard lock(mutex_);
+  std::vector<ObjectID> out;
+  if (owner.temporary) return out;
+  std::string sql;
+  if (rel.joinTable.empty()) {
+    sql = "SELECT _pk FROM " + quoted(rel.destination->tableName()) + " WHERE " +
+          quoted(fkColumn(rel.inverse->name)) + " = ? ORDER BY _pk";
+  } else {
+    const char* mine = rel.joinSourceIsFirst ? "a" : "b";
+    const char* theirs = rel.joinSourceIsFirst ? "b" : "a";
+    sql = std::string("SELECT ") + theirs + " FROM " + quoted(rel.joinTable) + " WHERE " + mine +
+          " = ? ORDER BY " + theirs;
+  }
+  sqlite3_stmt* stmt = statement(sql);
+  StatementReset reset{stmt};
+  sqlite3_bind_int64(stmt, 1, owner.key);
+  while (sqlite3_step(stmt) == SQLITE_ROW)
+    out.push_back(ObjectID{rel.destination, sqlite3_column_int64(stmt, 0), false});
+  return out;
+}
+
+void PersistentStore::hook(std::size_t& step) {
+  if (hook_) hook_(step);
+  ++step;
+}
+
+void PersistentStore::writeObject(const ObjectSnapshot& s, bool insert, std::size_t& step) {
+  const EntityDescription& entity = *s.id.entity;
+  const auto& layout = layoutFor(entity);
+  const auto& attributes = entity.attributes();
+  const auto& relationships = entity.relationships();
+  // One cached statement per entity and operation.
+  std::string sql;
+  if (insert) {
+    sql = "INSERT INTO " + quoted(entity.tableName()) + " (_entity";
+    std::string marks = "?";
+    for (const auto& a : attributes) {
+      sql += ", " + quoted(a.name);
+      marks += ", ?";
+    }
+    for (const auto& r : relationships)
+      if (!r.toMany) {
+        sql += ", " + quoted(fkColumn(r.name));
+        marks += ", ?";
+      }
+    sql += ", _pk) VALUES (" + marks + ", ?)";
+  } else {
+    sql = "UPDATE " + quoted(entity.tableName()) + " SET _entity = ?";
+    for (const auto& a : attributes) sql += ", " + quoted(a.name) + " = ?";
+    for (const auto& r : relationships)
+      if (!r.toMany) sql += ", " + quoted(fkColumn(r.name)) + " = ?";
+    sql += " WHERE _pk = ?";
+  }
+  (void)layout;
+  sqlite3_stmt* stmt = statement(sql);
+  StatementReset reset{stmt};
+  int n = 1;
+  sqlite3_bind_text(stmt, n++, entity.name().c_str(), static_cast<int>(entity.name().size()),
+                    SQLITE_STATIC);
+  for (std::size_t i = 0; i < attributes.size(); ++i) bindValue(stmt, n++, s.values[i]);
+  for (std::size_t i = 0; i < relationships.size(); ++i) {
+    if (relationships[i].toMany) continue;
+    if (i < s.toOne.size() && !s.toOne[i].isNull()) {
+      if (s.toOne[i].temporary)
+        throw StoreError(StoreErrorCode::SaveFailed,
+                         "Relationship " + relationships[i].name + " points at an unsaved object");
+      sqlite3_bind_int64(stmt, n++, s.toOne[i].key);
+    } else {
+      sqlite3_bind_null(stmt, n++);
+    }
+  }
+  sqlite3_bind_int64(stmt, n, s.id.key);
+  hook(step);
+  if (sqlite3_step(stmt) != SQLITE_DONE)
+    fail(StoreErrorCode::SaveFailed, "Cannot write " + s.id.uriRepresentation());
+}
+
+void PersistentStore::writeJoins(const ObjectSnapshot& s, std::size_t& step) {
+  const auto& relationships = s.id.entity->relationships();
+  for (std::size_t i = 0; i < relationships.size(); ++i) {
+    const auto& rel = relationships[i];
+    if (rel.joinTable.empty() || i >= s.toMany.size() || !s.toMany[i]) continue;
+    const char* mine = rel.joinSourceIsFirst ? "a" : "b";
+    sqlite3_stmt* del =
+        statement("DELETE FROM " + quoted(rel.joinTable) + " WHERE " + mine + " = ?");
+    {
+      StatementReset reset{del};
+      sqlite3_bind_int64(del, 1, s.id.key);
+      hook(step);
+      if (sqlite3_step(del) != SQLITE_DONE) fail(StoreErrorCode::SaveFailed, "Cannot write joins");
+    }
+    sqlite3_stmt* ins = statement("INSERT OR IGNORE INTO " + quoted(rel.joinTable) +
+                                  " (a, b) VALUES (?, ?)");
+    for (const ObjectID& other : *s.toMany[i]) {
+      StatementReset reset{ins};
+      sqlite3_bind_int64(ins, rel.joinSourceIsFirst ? 1 : 2, s.id.key);
+      sqlite3_bind_int64(ins, rel.joinSourceIsFirst ? 2 : 1, other.key);
+      hook(step);
+      if (sqlite3_step(ins) != SQLITE_DONE) fail(StoreErrorCode::SaveFailed, "Cannot write joins");
+    }
+  }
+}
+
+void PersistentStore::save(const SaveChangeSet& changes) {
+  // Required values are checked before anything is written.
+  for (const auto* list : {&changes.inserted, &changes.updated})
+    for (const auto& s : *list) {
+      const auto& attributes = s.id.entity->attributes();
+      for (std::size_t i = 0; i < attributes.size(); ++i)
+        if (!attributes[i].optional && s.values[i].isNull())
+          throw StoreError(StoreErrorCode::ValidationFailed,
+                           "Attribute " + s.id.entity->name() + "." + attributes[i].name +
+                               " is required");
+    }
+  std::lock_guard lock(mutex_);
+  if (changes.empty()) return;
+  try {
+    exec("BEGIN IMMEDIATE");
+  } catch (const StoreError& e) {
+    throw StoreError(StoreErrorCode::SaveFailed, e.what());
+  }
+  try {
+    std::size_t step = 0;
+    for (const ObjectID& id : changes.deleted) {
+      if (id.temporary) continue;
+      sqlite3_stmt* stmt = statement("DELETE FROM " + quoted(id.entity->tableName()) +
+                                     " WHERE _pk = ?");
+      StatementReset reset{stmt};
+      sqlite3_bind_int64(stmt, 1, id.key);
+      hook(step);
+      if (sqlite3_step(stmt) != SQLITE_DONE) fail(StoreErrorCode::SaveFailed, "Cannot delete");
+      for (const auto& rel : id.entity->relationships()) {
+        if (rel.joinTable.empty()) continue;
+        sqlite3_stmt* j = statement("DELETE FROM " + quoted(rel.joinTable) + " WHERE " +
+                                    (rel.joinSourceIsFirst ? "a" : "b") + " = ?");
+        StatementReset jr{j};
+        sqlite3_bind_int64(j, 1, id.key);
+        hook(step);
+        if (sqlite3_step(j) != SQLITE_DONE) fail(StoreErrorCode::SaveFailed, "Cannot delete");
+      }
+    }
+    for (const auto& s : changes.inserted) writeObject(s, true, step);
+    for (const auto& s : changes.updated) writeObject(s, false, step);
+    for (const auto& s : changes.inserted) writeJoins(s, step);
+    for (const auto& s : changes.updated) writeJoins(s, step);
+    hook(step);
+    if (sqlite3_exec(db_, "COMMIT", nullptr, nullptr, nullptr) != SQLITE_OK)
+      fail(StoreErrorCode::SaveFailed, "Cannot commit");
+  } catch (const StoreError& e) {
+    sqlite3_exec(db_, "ROLLBACK", nullptr, nullptr, nullptr);
+    throw StoreError(e.code() == StoreErrorCode::FetchFailed ? StoreErrorCode::SaveFailed
+                                                              : e.code(),
+                     std::string("Save failed, nothing was written: ") + e.what());
+  } catch (const std::exception& e) {
+    sqlite3_exec(db_, "ROLLBACK", nullptr, nullptr, nullptr);
+    throw StoreError(StoreErrorCode::SaveFailed,
+                     std::string("Save failed, nothing was written: ") + e.what());
+  }
+}
+
+std::string PersistentStore::buildQuery(const FetchRequest& request,
+                                        const std::vector<std::int64_t>& excluded,
+                                        bool applyWindow, bool idsOnly, bool countOnly,
+                                        std::vector<Value>& parameters) {
+  const EntityDescription& entity = *request.entity;
+  const auto& layout = layoutFor(entity);
+  SqlResolver resolver(entity, [&](const EntityDescription& e) -> const auto& {
+    return layoutFor(e).columnByName;
+  });
+  std::vector<std::string> conditions;
+  if (!(request.includesSubentities && !entity.parent())) {
+    std::string names;
+    const auto& family = request.includesSubentities
+                             ? entity.selfAndDescendants()
+                             : std::vector<const EntityDescription*>{&entity};
+    for (const EntityDescription* e : family) {
+      names += names.empty() ? "?" : ", ?";
+      parameters.emplace_back(e->name());
+    }
+    conditions.push_back("t0._entity IN (" + names + ")");
+  }
+  if (request.predicate) {
+    SqlCondition condition = compileToSql(*request.predicate, resolver);
+    conditions.push_back("(" + condition.sql + ")");
+    for (auto& p : condition.parameters) parameters.push_back(std::move(p));
+  }
+  if (!excluded.empty()) {
+    conditions.push_back("t0._pk NOT IN (SELECT value FROM json_each(?))");
+    parameters.emplace_back(keysJson(excluded));
+  }
+  std::string order;
+  if (applyWindow && !countOnly) {
+    for (const auto& sort : request.sortDescriptors) {
+      auto column = resolver.resolve(sort.keyPath);
+      order += (order.empty() ? " ORDER BY " : ", ") + column.sql +
+               (sort.ascending ? " ASC" : " DESC");
+    }
+  }
+  std::string sql = "SELECT ";
+  sql += countOnly ? "count(*)" : idsOnly ? "t0._pk, t0._entity" : layout.selectList;
+  sql += " FROM " + quoted(entity.tableName()) + " t0" + resolver.joins();
+  for (std::size_t i = 0; i < conditions.size(); ++i)
+    sql += (i ? " AND " : " WHERE ") + conditions[i];
+  sql += order;
+  if (applyWindow && !countOnly && (request.fetchLimit || request.fetchOffset)) {
+    sql += " LIMIT ? OFFSET ?";
+    parameters.emplace_back(request.fetchLimit ? static_cast<std::int64_t>(request.fetchLimit)
+                                               : std::int64_t{-1});
+    parameters.emplace_back(static_cast<std::int64_t>(request.fetchOffset));
+  }
+  return sql;
+}
+
+std::vector<ObjectSnapshot> PersistentStore::query(const FetchRequest& request,
+                                                   const std::vector<std::int64_t>& excluded,
+                                                   bool applyWindow, bool idsOnly) {
+  std::lock_guard lock(mutex_);
+  std::vector<Value> parameters;
+  std::string sql = buildQuery(request, excluded, applyWindow, idsOnly, false, parameters);
+  sqlite3_stmt* stmt = statement(sql);
+  StatementReset reset{stmt};
+  for (std::size_t i = 0; i < parameters.size(); ++i)
+    bindValue(stmt, static_cast<int>(i + 1), parameters[i]);
+  const auto& layout = layoutFor(*request.entity);
+  std::vector<ObjectSnapshot> rows;
+  int rc;
+  while ((rc = sqlite3_step(stmt)) == SQLITE_ROW) {
+    rows.emplace_back();
+    readRow(stmt, layout, idsOnly, rows.back());
+  }
+  if (rc != SQLITE_DONE) fail(StoreErrorCode::FetchFailed, "Query failed");
+  return rows;
+}
+
+std::size_t PersistentStore::count(const FetchRequest& request,
+                                   const std::vector<std::int64_t>& excluded) {
+  std::lock_guard lock(mutex_);
+  std::vector<Value> parameters;
+  std::string sql = buildQuery(request, excluded, false, true, true, parameters);
+  sqlite3_stmt* stmt = statement(sql);
+  StatementReset reset{stmt};
+  for (std::size_t i = 0; i < parameters.size(); ++i)
+    bindValue(stmt, static_cast<int>(i + 1), parameters[i]);
+  if (sqlite3_step(stmt) != SQLITE_ROW) fail(StoreErrorCode::FetchFailed, "Count failed");
+  return static_cast<std::size_t>(sqlite3_column_int64(stmt, 0));
+}
+
+std::vector<ObjectID> PersistentStore::batchDeleteExcept(const EntityDescription& entity,
+                                                         const std::string& attribute,
+                                                         const std::vector<Value>& kept) {
+  if (!entity.attributeNamed(attribute))
+    throw StoreError(StoreErrorCode::FetchFailed,
+                     "Entity " + entity.name() + " has no attribute " + attribute);
+  std::lock_guard lock(mutex_);
+  std::vector<ObjectID> deleted;
+  exec("BEGIN IMMEDIATE");
+  try {
+    std::string names;
+    for (const EntityDescription* e : entity.selfAndDescendants())
+      names += (names.empty() ? "'" : ",'") + e->name() + "'";
+    std::string sql = "DELETE FROM " + quoted(entity.tableName()) + " WHERE _entity IN (" + names +
+                      ") AND (" + quoted(attribute) + " IS NULL OR " + quoted(attribute) +
+                      " NOT IN (SELECT value FROM json_each(?))) RETURNING _pk, _entity";
+    sqlite3_stmt* stmt = statement(sql);
+    {
+      StatementReset reset{stmt};
+      std::string json = valuesJson(kept);
+      sqlite3_bind_text(stmt, 1, json.data(), static_cast<int>(json.size()), SQLITE_STATIC);
+      int rc;
+      while ((rc = sqlite3_step(stmt)) == SQLITE_ROW) {
+        auto found = entityByName_.find(reinterpret_cast<const char*>(sqlite3_column_text(stmt, 1)));
+        deleted.push_back(ObjectID{found == entityByName_.end() ? &entity : found->second,
+                                   sqlite3_column_int64(stmt, 0), false});
+      }
+      if (rc != SQLITE_DONE) fail(StoreErrorCode::SaveFailed, "Batch delete failed");
+    }
+    if (!deleted.empty()) {
+      std::vector<std::int64_t> keys;
+      keys.reserve(deleted.size());
+      for (const auto& id : deleted) keys.push_back(id.key);
+      std::string json = keysJson(keys);
+      // Nullify references held by other rows, drop join pairs.
+      std::unordered_set<std::string> done;
+      for (const EntityDescription* e : model_->entities())
+        for (const auto& r : e->relationships()) {
+          if (r.destination->rootEntity() != entity.rootEntity()) continue;
+          std::string update;
+          if (!r.toMany) {
+            update = "UPDATE " + quoted(e->tableName()) + " SET " + quoted(fkColumn(r.name)) +
+                     " = NULL WHERE " + quoted(fkColumn(r.name)) +
+                     " IN (SELECT value FROM json_each(?))";
+          } else if (!r.joinTable.empty()) {
+            update = "DELETE FROM " + quoted(r.joinTable) + " WHERE " +
+                     (r.joinSourceIsFirst ? "b" : "a") + " IN (SELECT value FROM json_each(?))";
+          }
+          if (update.empty() || !done.insert(update).second) continue;
+          sqlite3_stmt* u = statement(update);
+          StatementReset reset{u};
+          sqlite3_bind_text(u, 1, json.data(), static_cast<int>(json.size()), SQLITE_STATIC);
+          if (sqlite3_step(u) != SQLITE_DONE) fail(StoreErrorCode::SaveFailed, "Nullify failed");
+        }
+    }
+    exec("COMMIT");
+  } catch (...) {
+    sqlite3_exec(db_, "ROLLBACK", nullptr, nullptr, nullptr);
+    throw;
+  }
+  return deleted;
+}
+
+void PersistentStore::registerContext(const std::shared_ptr<ManagedObjectContext>& context) {
+  std::lock_guard lock(mutex_);
+  std::erase_if(contexts_, [](const auto& weak) { return weak.expired(); });
+  contexts_.push_back(context);
+}
+
+std::vector<std::shared_ptr<ManagedObjectContext>> PersistentStore::contexts() {
+  std::lock_guard lock(mutex_);
+  std::vector<std::shared_ptr<ManagedObjectContext>> out;
+  for (const auto& weak : contexts_)
+    if (auto strong = weak.lock()) out.push_back(std::move(strong));
+  return out;
+}
+
+}  // namespace dm

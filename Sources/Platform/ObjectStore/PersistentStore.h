@@ -1,0 +1,150 @@
+// The SQLite side of the object store: schema, lightweight migration, row reads, the
+// all-or-nothing save and set-based queries.
+#pragma once
+
+#include <cstdint>
+#include <functional>
+#include <memory>
+#include <mutex>
+#include <optional>
+#include <string>
+#include <unordered_map>
+#include <utility>
+#include <vector>
+
+#include "Platform/ObjectStore/FetchRequest.h"
+#include "Platform/ObjectStore/ManagedObjectModel.h"
+#include "Platform/ObjectStore/ObjectID.h"
+#include "Platform/ObjectStore/StoreError.h"
+
+struct sqlite3;
+struct sqlite3_stmt;
+
+namespace dm {
+
+class ManagedObjectContext;
+
+// The state of one object as plain data: what moves between contexts and to the store.
+struct ObjectSnapshot {
+  ObjectID id;  // concrete entity
+  std::vector<Value> values;
+  std::vector<ObjectID> toOne;  // per relationship index; null for none or to-many slots
+  // Per relationship index: members of a loaded to-many relationship.
+  std::vector<std::optional<std::vector<ObjectID>>> toMany;
+};
+
+// One save's worth of changes, in the order they are applied.
+struct SaveChangeSet {
+  std::vector<ObjectSnapshot> inserted;
+  std::vector<ObjectSnapshot> updated;
+  std::vector<ObjectID> deleted;
+  bool empty() const { return inserted.empty() && updated.empty() && deleted.empty(); }
+};
+
+enum class StoreType { SQLite, InMemory };
+
+// Threads: every method may be called from any thread; one connection is shared under a
+// mutex. Held by std::shared_ptr by the contexts that use it.
+class PersistentStore {
+ public:
+  // Opens (creating when missing) and migrates the file. Throws StoreError: CannotOpen when
+  // the file cannot be opened or is not a database, IncompatibleModel when the schema
+  // cannot be migrated (the file is then left as it was). `path` is ignored for InMemory.
+  static std::shared_ptr<PersistentStore> open(std::shared_ptr<const ManagedObjectModel> model,
+                                               StoreType type, const std::string& path = {});
+  ~PersistentStore();
+  PersistentStore(const PersistentStore&) = delete;
+  PersistentStore& operator=(const PersistentStore&) = delete;
+
+  const ManagedObjectModel& model() const { return *model_; }
+  const std::shared_ptr<const ManagedObjectModel>& sharedModel() const { return model_; }
+  StoreType type() const { return type_; }
+  const std::string& path() const { return path_; }
+  // The model hash recorded in the file.
+  std::string storedModelHash();
+  // Rows per concrete entity, for diagnostics.
+  std::vector<std::pair<std::string, std::int64_t>> rowCounts();
+
+  // Test seam: called before every statement of a save with its running number; throwing
+  // from it makes the save fail and roll back. nullptr removes it.
+  using SaveHook = std::function<void(std::size_t statementIndex)>;
+  void setSaveHook(SaveHook hook);
+
+  // --- Used by contexts ---
+  // Reserves `count` consecutive row keys of the entity's table; returns the first.
+  std::int64_t allocateKeys(const EntityDescription& entity, std::size_t count);
+  // The row's snapshot, or false when there is no such row.
+  bool loadRow(const EntityDescription& entity, std::int64_t key, ObjectSnapshot& out);
+  // Members of a to-many relationship as stored.
+  std::vector<ObjectID> loadToMany(const ObjectID& owner, const RelationshipDescription& rel);
+  // Writes the changes in one transaction. Throws StoreError (ValidationFailed before
+  // anything is written, SaveFailed after a rollback).
+  void save(const SaveChangeSet& changes);
+  // Rows matching the request, minus `excludedKeys` (rows whose state a context overrides).
+  // With applyWindow, sort/limit/offset run in SQL. idsOnly leaves values empty.
+  // Throws PredicateError or StoreError.
+  std::vector<ObjectSnapshot> query(const FetchRequest& request,
+                                    const std::vector<std::int64_t>& excludedKeys,
+                                    bool applyWindow, bool idsOnly);
+  std::size_t count(const FetchRequest& request, const std::vector<std::int64_t>& excludedKeys);
+  // Deletes every row of the entity family whose attribute is not in `kept`; nullifies
+  // references to them. Returns the deleted rows' identifiers. Throws StoreError.
+  std::vector<ObjectID> batchDeleteExcept(const EntityDescription& entity,
+                                          const std::string& attribute,
+                                          const std::vector<Value>& kept);
+
+  void registerContext(const std::shared_ptr<ManagedObjectContext>& context);
+  // Live contexts attached to this store (roots and children).
+  std::vector<std::shared_ptr<ManagedObjectContext>> contexts();
+
+ private:
+  struct Private {};
+
+ public:
+  PersistentStore(Private, std::shared_ptr<const ManagedObjectModel> model, StoreType type,
+                  std::string path);
+
+ private:
+  struct EntityLayout {
+    std::vector<int> attributeColumn;  // select-list position per attribute
+    std::vector<int> toOneColumn;      // select-list position per relationship, -1 to-many
+  };
+  struct TableLayout {
+    const EntityDescription* root = nullptr;
+    std::vector<std::string> columns;  // quoted names after _pk, _entity
+    std::vector<AttributeType> columnTypes;
+    std::unordered_map<std::string, int> columnByName;
+    std::unordered_map<const EntityDescription*, EntityLayout> entities;
+    std::string selectList;  // "t0._pk, t0._entity, t0.\"a\", ..."
+    std::optional<std::int64_t> nextKey;
+  };
+
+  void openConnection();
+  void migrate();
+  void buildLayouts();
+  sqlite3_stmt* statement(const std::string& sql);
+  void exec(const std::string& sql);
+  [[noreturn]] void fail(StoreErrorCode code, const std::string& what);
+  const TableLayout& layoutFor(const EntityDescription& entity) const;
+  void readRow(sqlite3_stmt* stmt, const TableLayout& layout, bool idsOnly, ObjectSnapshot& out);
+  std::string buildQuery(const FetchRequest& request, const std::vector<std::int64_t>& excluded,
+                         bool applyWindow, bool idsOnly, bool countOnly,
+                         std::vector<Value>& parameters);
+  void writeObject(const ObjectSnapshot& snapshot, bool insert, std::size_t& step);
+  void writeJoins(const ObjectSnapshot& snapshot, std::size_t& step);
+  void hook(std::size_t& step);
+
+  const std::shared_ptr<const ManagedObjectModel> model_;
+  const StoreType type_;
+  const std::string path_;
+  std::mutex mutex_;
+  // Guarded by mutex_.
+  sqlite3* db_ = nullptr;
+  std::unordered_map<std::string, sqlite3_stmt*> statements_;
+  std::unordered_map<const EntityDescription*, TableLayout> tables_;  // by root entity
+  std::unordered_map<std::string, const EntityDescription*> entityByName_;
+  SaveHook hook_;
+  std::vector<std::weak_ptr<ManagedObjectContext>> contexts_;
+};
+
+}  // namespace dm
