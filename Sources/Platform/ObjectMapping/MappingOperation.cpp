@@ -1,0 +1,640 @@
+// The mapping operation: compile the mappings against the destination, plan the whole
+// payload (transform values, collect identities), then apply the plan.
+#include "Platform/ObjectMapping/MappingOperation.h"
+
+#include <map>
+#include <unordered_map>
+
+#include "Platform/ObjectMapping/JsonView.h"
+#include "Platform/ObjectMapping/MappingSource.h"
+
+namespace dm {
+namespace {
+
+using Code = MappingError::Code;
+using Issue = MappingError::Issue;
+constexpr std::uint32_t kNoIndex = UINT32_MAX;
+
+struct IdentityCache {
+  ClassId cls = 0;
+  std::vector<FieldId> fields;
+  std::unordered_map<IdentityKey, std::uint32_t, IdentityKeyHash, IdentityKeyEqual> targets;
+  // Distinct keys in first-seen order with their targets, for the one batched lookup.
+  std::vector<IdentityKey> keys;
+  std::vector<std::uint32_t> keyTargets;
+};
+
+struct CompiledMapping;
+
+struct CompiledAttribute {
+  const KeyPath* source;
+  FieldId field;
+  FieldKind kind;
+  int identitySlot;
+};
+
+struct CompiledRelationship {
+  const KeyPath* source;
+  FieldId field;
+  bool toMany;
+  const CompiledMapping* nested;
+};
+
+struct CompiledConnection {
+  FieldId relationship;
+  bool toMany;
+  FieldId sourceField;
+  FieldKind sourceKind;
+  ClassId targetClass;
+  FieldId targetField;
+};
+
+struct CompiledMapping {
+  ClassId cls = 0;
+  std::vector<CompiledAttribute> attributes;
+  std::vector<CompiledRelationship> relationships;
+  std::vector<CompiledConnection> connections;
+  IdentityCache* identity = nullptr;  // null: every record is new
+};
+
+struct Target {
+  ClassId cls;
+  ObjectRef ref;
+};
+
+struct PlannedValue {
+  FieldId field;
+  SourceValue value;
+};
+
+struct PlannedRelation {
+  FieldId field;
+  bool toMany;
+  std::uint32_t membersBegin;
+  std::uint32_t membersEnd;
+};
+
+struct PlannedRecord {
+  const CompiledMapping* mapping;
+  std::uint32_t target;
+  std::uint32_t valuesBegin, valuesEnd;
+  std::uint32_t relationsBegin, relationsEnd;
+};
+
+struct Plan {
+  std::vector<Target> targets;
+  std::vector<PlannedRecord> records;
+  std::vector<PlannedValue> values;
+  std::vector<PlannedRelation> relations;
+  std::vector<std::uint32_t> members;
+  std::vector<std::vector<std::uint32_t>> roots;  // top-level targets per root
+};
+
+// Resolves classes, fields and identities once per operation.
+class Compiler {
+ public:
+  Compiler(MappingDestination& destination, std::vector<Issue>& issues)
+      : destination_(destination), issues_(issues) {}
+
+  const CompiledMapping* compile(const ObjectMapping& mapping, const std::string& where) {
+    if (auto it = compiled_.find(&mapping); it != compiled_.end()) return it->second.get();
+    if (mapping.kind() == ObjectMapping::Kind::Request) {
+      issue(where, "a request mapping cannot map a response");
+      return nullptr;
+    }
+    auto cls = destination_.resolveClass(mapping.className());
+    if (!cls) {
+      issue(where, "unknown class " + mapping.className());
+      return nullptr;
+    }
+    auto owned = std::make_unique<CompiledMapping>();
+    CompiledMapping& out = *owned;
+    compiled_.emplace(&mapping, std::move(owned));
+    out.cls = *cls;
+    const std::string& name = mapping.className();
+
+    for (const auto& attribute : mapping.attributeMappings()) {
+      auto field = destination_.describeAttribute(*cls, attribute.destination.text);
+      if (!field) {
+        issue(where, name + " has no attribute " + attribute.destination.text);
+        continue;
+      }
+      out.attributes.push_back({&attribute.source, field->id, field->kind, -1});
+    }
+    for (const auto& relationship : mapping.relationshipMappings()) {
+      auto description = destination_.describeRelationship(*cls, relationship.destination.text);
+      if (!description) {
+        issue(where, name + " has no relationship " + relationship.destination.text);
+        continue;
+      }
+      if (!relationship.mapping) {
+        issue(where, name + "." + relationship.destination.text + " has no nested mapping");
+        continue;
+      }
+      const CompiledMapping* nested = compile(*relationship.mapping, relationship.source.text);
+      if (!nested) continue;
+      out.relationships.push_back(
+          {&relationship.source, description->id, description->toMany, nested});
+    }
+    if (mapping.kind() == ObjectMapping::Kind::Entity &&
+        !mapping.identificationAttributes().empty()) {
+      compileIdentity(mapping, out, where);
+    }
+    for (const auto& connection : mapping.connections()) {
+      compileConnection(mapping, connection, out, where);
+    }
+    return &out;
+  }
+
+  std::map<std::pair<ClassId, std::vector<FieldId>>, std::unique_ptr<IdentityCache>>& caches() {
+    return caches_;
+  }
+
+ private:
+  void issue(const std::string& where, std::string message) {
+    issues_.push_back({Code::UnknownClass, where, std::move(message)});
+  }
+
+  void compileIdentity(const ObjectMapping& mapping, CompiledMapping& out,
+                       const std::string& where) {
+    std::vector<FieldId> fields;
+    for (const auto& attributeName : mapping.identificationAttributes()) {
+      auto field = destination_.describeAttribute(out.cls, attributeName);
+      if (!field) {
+        issue(where, mapping.className() + " has no attribute " + attributeName);
+        return;
+      }
+      bool mapped = false;
+      for (auto& attribute : out.attributes) {
+        if (attribute.field == field->id) {
+          attribute.identitySlot = static_cast<int>(fields.size());
+          mapped = true;
+        }
+      }
+      if (!mapped) {
+        issue(where, "identification attribute " + attributeName + " of " + mapping.className() +
+                         " is not mapped");
+        return;
+      }
+      fields.push_back(field->id);
+    }
+    auto& cache = caches_[{out.cls, fields}];
+    if (!cache) {
+      cache = std::make_unique<IdentityCache>();
+      cache->cls = out.cls;
+      cache->fields = fields;
+    }
+    out.identity = cache.get();
+  }
+
+  void compileConnection(const ObjectMapping& mapping, const ObjectMapping::Connection& connection,
+                         CompiledMapping& out, const std::string& where) {
+    const std::string& name = mapping.className();
+    auto relationship = destination_.describeRelationship(out.cls, connection.relationship);
+    auto source = destination_.describeAttribute(out.cls, connection.sourceAttribute);
+    if (!relationship || !source) {
+      issue(where, name + " cannot connect " + connection.relationship + " by " +
+                       connection.sourceAttribute);
+      return;
+    }
+    auto targetClass = destination_.resolveClass(relationship->destinationClass);
+    if (!targetClass) {
+      issue(where, "unknown class " + relationship->destinationClass);
+      return;
+    }
+    auto target = destination_.describeAttribute(*targetClass, connection.destinationAttribute);
+    if (!target) {
+      issue(where, relationship->destinationClass + " has no attribute " +
+                       connection.destinationAttribute);
+      return;
+    }
+    out.connections.push_back({relationship->id, relationship->toMany, source->id, source->kind,
+                               *targetClass, target->id});
+  }
+
+  MappingDestination& destination_;
+  std::vector<Issue>& issues_;
+  std::unordered_map<const ObjectMapping*, std::unique_ptr<CompiledMapping>> compiled_;
+  std::map<std::pair<ClassId, std::vector<FieldId>>, std::unique_ptr<IdentityCache>> caches_;
+};
+
+// Walks the payload once and fills the plan; never touches the destination.
+template <class Node>
+class Planner {
+ public:
+  Planner(Plan& plan, std::vector<Issue>& issues, const MappingOptions& options)
+      : plan_(plan), issues_(issues), options_(options) {}
+
+  void planRoot(const Node& document, const KeyPath& keyPath, bool optional,
+                const CompiledMapping& mapping, std::vector<std::uint32_t>& out) {
+    std::optional<Node> value = document;
+    path_.clear();
+    if (!keyPath.empty()) {
+      bool wrongShape = false;
+      value = resolve(document, keyPath, wrongShape);
+      path_.push_back({keyPath.text, -1});
+      if (!value) {
+        if (!optional || wrongShape) {
+          addIssue(Code::WrongShape, "no value at this key path");
+        }
+        return;
+      }
+    }
+    if (value->isNull()) return;
+    if (value->isObject()) {
+      if (auto target = planRecord(*value, mapping, 1)) out.push_back(*target);
+    } else if (value->isArray()) {
+      long index = 0;
+      value->forEachElement([&](const Node& element) {
+        path_.push_back({{}, index++});
+        if (element.isObject()) {
+          if (auto target = planRecord(element, mapping, 1)) out.push_back(*target);
+        } else {
+          addIssue(Code::WrongShape, "expected an object");
+        }
+        path_.pop_back();
+      });
+    } else {
+      addIssue(Code::WrongShape, "expected an object or an array of objects");
+    }
+  }
+
+ private:
+  struct PathElement {
+    std::string_view key;
+    long index;
+  };
+
+  bool full() const { return issues_.size() >= options_.maxIssues; }
+
+  std::string renderPath(std::string_view last = {}) const {
+    std::string text;
+    auto appendKey = [&](std::string_view key) {
+      if (!text.empty()) text += '.';
+      text += key;
+    };
+    for (const auto& element : path_) {
+      if (element.index >= 0) {
+        text += '[' + std::to_string(element.index) + ']';
+      } else {
+        appendKey(element.key);
+      }
+    }
+    if (!last.empty()) appendKey(last);
+    return text;
+  }
+
+  void addIssue(Code code, std::string message, std::string_view last = {}) {
+    if (full()) return;
+    issues_.push_back({code, renderPath(last), std::move(message)});
+  }
+
+  std::optional<Node> resolve(const Node& record, const KeyPath& keyPath, bool& wrongShape) const {
+    Node current = record;
+    if (keyPath.parentLevels > 0) {
+      if (keyPath.parentLevels > parents_.size()) return std::nullopt;
+      current = parents_[parents_.size() - keyPath.parentLevels];
+    }
+    for (const auto& segment : keyPath.segments) {
+      if (!current.isObject()) {
+        wrongShape = !current.isNull();
+        return std::nullopt;
+      }
+      auto next = current.find(segment);
+      if (!next) return std::nullopt;
+      current = *next;
+    }
+    return current;
+  }
+
+  std::optional<std::uint32_t> planRecord(const Node& node, const CompiledMapping& mapping,
+                                          unsigned depth) {
+    if (depth > options_.maxDepth) {
+      addIssue(Code::NestingTooDeep,
+               "records nested deeper than " + std::to_string(options_.maxDepth));
+      return std::nullopt;
+    }
+    const std::size_t issuesBefore = issues_.size();
+    IdentityKey key;
+    if (mapping.identity) key.resize(mapping.identity->fields.size());
+
+    const auto valuesBegin = static_cast<std::uint32_t>(plan_.values.size());
+    for (const auto& attribute : mapping.attributes) {
+      bool wrongShape = false;
+      auto value = resolve(node, *attribute.source, wrongShape);
+      if (!value) {
+        if (wrongShape)
+          addIssue(Code::WrongShape, "expected an object on the way", attribute.source->text);
+        continue;
+      }
+      if (attribute.kind == FieldKind::Tree) {
+        if (value->depth(options_.maxDepth) > options_.maxDepth) {
+          addIssue(Code::NestingTooDeep, "value nested too deeply", attribute.source->text);
+          continue;
+        }
+        plan_.values.push_back({attribute.field, value->toTree()});
+        continue;
+      }
+      const JsonScalar scalar = value->scalar();
+      std::string reason;
+      std::optional<Value> transformed;
+      if (scalar.type == JsonScalar::Type::Array || scalar.type == JsonScalar::Type::Object) {
+        reason = std::string("expected a ") + fieldKindName(attribute.kind) + ", found " +
+                 (scalar.type == JsonScalar::Type::Array ? "an array" : "an object");
+      } else {
+        transformed = transformValue(scalar, attribute.kind, reason);
+      }
+      if (!transformed) {
+        addIssue(Code::InvalidValue, reason, attribute.source->text);
+        continue;
+      }
+      if (attribute.identitySlot >= 0) key[attribute.identitySlot] = *transformed;
+      plan_.values.push_back({attribute.field, std::move(*transformed)});
+    }
+    const auto valuesEnd = static_cast<std::uint32_t>(plan_.values.size());
+
+    const std::uint32_t target = targetFor(mapping, std::move(key));
+
+    std::vector<PlannedRelation> relations;
+    std::vector<std::uint32_t> members;
+    if (!mapping.relationships.empty()) {
+      parents_.push_back(node);
+      for (const auto& relationship : mapping.relationships) {
+        planRelationship(node, relationship, depth, relations, members);
+      }
+      parents_.pop_back();
+    }
+    if (issues_.size() != issuesBefore) return std::nullopt;
+
+    const auto membersBase = static_cast<std::uint32_t>(plan_.members.size());
+    plan_.members.insert(plan_.members.end(), members.begin(), members.end());
+    const auto relationsBegin = static_cast<std::uint32_t>(plan_.relations.size());
+    for (auto relation : relations) {
+      relation.membersBegin += membersBase;
+      relation.membersEnd += membersBase;
+      plan_.relations.push_back(relation);
+    }
+    plan_.records.push_back({&mapping, target, valuesBegin, valuesEnd, relationsBegin,
+                             static_cast<std::uint32_t>(plan_.relations.size())});
+    return target;
+  }
+
+  void planRelationship(const Node& node, const CompiledRelationship& relationship, unsigned depth,
+                        std::vector<PlannedRelation>& relations,
+                        std::vector<std::uint32_t>& members) {
+    bool wrongShape = false;
+    auto value = resolve(node, *relationship.source, wrongShape);
+    if (!value) {
+      if (wrongShape)
+        addIssue(Code::WrongShape, "expected an object on the way", relationship.source->text);
+      return;
+    }
+    const auto begin = static_cast<std::uint32_t>(members.size());
+    path_.push_back({relationship.source->text, -1});
+    if (value->isObject()) {
+      if (auto target = planRecord(*value, *relationship.nested, depth + 1)) {
+        members.push_back(*target);
+      }
+    } else if (value->isArray()) {
+      if (!relationship.toMany) {
+        addIssue(Code::WrongShape, "expected an object for a to-one relationship, found an array");
+      } else {
+        long index = 0;
+        value->forEachElement([&](const Node& element) {
+          if (full()) return;
+          path_.push_back({{}, index++});
+          if (element.isObject()) {
+            if (auto target = planRecord(element, *relationship.nested, depth + 1)) {
+              members.push_back(*target);
+            }
+          } else {
+            addIssue(Code::WrongShape, "expected an object");
+          }
+          path_.pop_back();
+        });
+      }
+    } else if (!value->isNull()) {
+      addIssue(Code::WrongShape, "expected an object or an array of objects");
+    }
+    path_.pop_back();
+    relations.push_back({relationship.field, relationship.toMany, begin,
+                         static_cast<std::uint32_t>(members.size())});
+  }
+
+  std::uint32_t targetFor(const CompiledMapping& mapping, IdentityKey key) {
+    bool complete = mapping.identity != nullptr;
+    for (const auto& part : key) complete = complete && !part.isNull();
+    if (!complete) return newTarget(mapping.cls);
+    IdentityCache& cache = *mapping.identity;
+    auto [it, inserted] = cache.targets.try_emplace(std::move(key), 0);
+    if (inserted) {
+      it->second = newTarget(mapping.cls);
+      cache.keys.push_back(it->first);
+      cache.keyTargets.push_back(it->second);
+    }
+    return it->second;
+  }
+
+  std::uint32_t newTarget(ClassId cls) {
+    plan_.targets.push_back({cls, ObjectRef{}});
+    return static_cast<std::uint32_t>(plan_.targets.size() - 1);
+  }
+
+  Plan& plan_;
+  std::vector<Issue>& issues_;
+  const MappingOptions& options_;
+  std::vector<Node> parents_;
+  std::vector<PathElement> path_;
+};
+
+// Writes the plan into the destination.
+class Applier {
+ public:
+  Applier(MappingDestination& destination, Plan& plan, Compiler& compiler)
+      : destination_(destination), plan_(plan), compiler_(compiler) {}
+
+  void run() {
+    for (auto& [signature, cache] : compiler_.caches()) {
+      if (cache->keys.empty()) continue;
+      destination_.findObjects(cache->cls, cache->fields, cache->keys,
+                               [&](std::size_t i, ObjectRef object) {
+                                 Target& target = plan_.targets[cache->keyTargets.at(i)];
+                                 if (!target.ref) target.ref = object;
+                               });
+    }
+    for (auto& target : plan_.targets) {
+      if (!target.ref) target.ref = destination_.createObject(target.cls);
+    }
+    for (const auto& record : plan_.records) {
+      const ObjectRef object = plan_.targets[record.target].ref;
+      for (auto i = record.valuesBegin; i < record.valuesEnd; ++i) {
+        auto& planned = plan_.values[i];
+        if (auto* value = std::get_if<Value>(&planned.value)) {
+          destination_.setValue(object, planned.field, std::move(*value));
+        } else {
+          destination_.setTree(object, planned.field,
+                               std::move(std::get<nlohmann::json>(planned.value)));
+        }
+      }
+      for (auto i = record.relationsBegin; i < record.relationsEnd; ++i) {
+        const auto& relation = plan_.relations[i];
+        if (relation.toMany) {
+          std::vector<ObjectRef> targets;
+          targets.reserve(relation.membersEnd - relation.membersBegin);
+          for (auto m = relation.membersBegin; m < relation.membersEnd; ++m) {
+            ObjectRef member = plan_.targets[plan_.members[m]].ref;
+            bool seen = false;
+            for (const auto& existing : targets) seen = seen || existing == member;
+            if (!seen) targets.push_back(member);
+          }
+          destination_.setToMany(object, relation.field, std::move(targets));
+        } else {
+          destination_.setToOne(object, relation.field,
+                                relation.membersBegin < relation.membersEnd
+                                    ? plan_.targets[plan_.members[relation.membersBegin]].ref
+                                    : ObjectRef{});
+        }
+      }
+    }
+    connect();
+  }
+
+ private:
+  struct Pending {
+    ObjectRef object;
+    const CompiledConnection* connection;
+    std::size_t keyIndex;  // into the group's keys; SIZE_MAX for a null key
+  };
+  struct Group {
+    std::vector<IdentityKey> keys;
+    std::unordered_map<IdentityKey, std::size_t, IdentityKeyHash, IdentityKeyEqual> keyIndexes;
+    std::vector<std::vector<ObjectRef>> matches;
+  };
+
+  // Foreign keys are resolved after every record exists, so payload order does not matter.
+  void connect() {
+    std::vector<Pending> pending;
+    std::map<std::pair<ClassId, FieldId>, Group> groups;
+    for (const auto& record : plan_.records) {
+      for (const auto& connection : record.mapping->connections) {
+        const ObjectRef object = plan_.targets[record.target].ref;
+        Value key = destination_.value(object, connection.sourceField);
+        if (key.isNull()) {
+          pending.push_back({object, &connection, SIZE_MAX});
+          continue;
+        }
+        Group& group = groups[{connection.targetClass, connection.targetField}];
+        IdentityKey identity{std::move(key)};
+        auto [it, inserted] = group.keyIndexes.try_emplace(identity, group.keys.size());
+        if (inserted) group.keys.push_back(std::move(identity));
+        pending.push_back({object, &connection, it->second});
+      }
+    }
+    for (auto& [signature, group] : groups) {
+      group.matches.resize(group.keys.size());
+      destination_.findObjects(
+          signature.first, {signature.second}, group.keys,
+          [&](std::size_t i, ObjectRef object) { group.matches.at(i).push_back(object); });
+    }
+    for (const auto& item : pending) {
+      const CompiledConnection& connection = *item.connection;
+      std::vector<ObjectRef> matches;
+      if (item.keyIndex != SIZE_MAX) {
+        matches = groups[{connection.targetClass, connection.targetField}].matches[item.keyIndex];
+      }
+      if (connection.toMany) {
+        destination_.setToMany(item.object, connection.relationship, std::move(matches));
+      } else {
+        destination_.setToOne(item.object, connection.relationship,
+                              matches.empty() ? ObjectRef{} : matches.front());
+      }
+    }
+  }
+
+  MappingDestination& destination_;
+  Plan& plan_;
+  Compiler& compiler_;
+};
+
+template <class Node>
+std::vector<MappingResult> mapDocument(const Node& document,
+                                       const std::vector<MappingOperation::Root>& roots,
+                                       MappingDestination& destination,
+                                       const MappingOptions& options) {
+  std::vector<Issue> issues;
+  Compiler compiler(destination, issues);
+  std::vector<const CompiledMapping*> compiled;
+  for (const auto& root : roots) {
+    if (!root.mapping) {
+      issues.push_back({Code::UnknownClass, root.keyPath, "no mapping given"});
+      compiled.push_back(nullptr);
+      continue;
+    }
+    compiled.push_back(compiler.compile(*root.mapping, root.keyPath));
+  }
+  if (!issues.empty()) throw MappingError(std::move(issues));
+
+  Plan plan;
+  plan.roots.resize(roots.size());
+  Planner<Node> planner(plan, issues, options);
+  for (std::size_t i = 0; i < roots.size(); ++i) {
+    KeyPath keyPath(roots[i].keyPath);
+    planner.planRoot(document, keyPath, roots[i].optional, *compiled[i], plan.roots[i]);
+  }
+  if (!issues.empty()) throw MappingError(std::move(issues));
+
+  try {
+    Applier(destination, plan, compiler).run();
+  } catch (const MappingError&) {
+    destination.discardChanges();
+    throw;
+  } catch (const std::exception& error) {
+    destination.discardChanges();
+    throw MappingError(Code::DestinationFailure, "", error.what());
+  }
+
+  std::vector<MappingResult> results(roots.size());
+  for (std::size_t i = 0; i < roots.size(); ++i) {
+    std::vector<bool> seen(plan.targets.size(), false);
+    for (auto target : plan.roots[i]) {
+      if (seen[target]) continue;
+      seen[target] = true;
+      results[i].objects.push_back(plan.targets[target].ref);
+    }
+  }
+  return results;
+}
+
+}  // namespace
+
+MappingOperation::MappingOperation(MappingDestination& destination, MappingOptions options)
+    : destination_(destination), options_(options) {}
+
+std::vector<MappingResult> MappingOperation::map(std::string_view jsonText,
+                                                 const std::vector<Root>& roots) {
+  simdjson::dom::parser parser;
+  simdjson::dom::element document;
+  const auto error = parser.parse(jsonText.data(), jsonText.size()).get(document);
+  if (error != simdjson::SUCCESS) {
+    throw MappingError(error == simdjson::DEPTH_ERROR ? Code::NestingTooDeep : Code::MalformedJson,
+                       "", std::string("malformed JSON: ") + simdjson::error_message(error));
+  }
+  return mapDocument(json_view::DomNode(document), roots, destination_, options_);
+}
+
+std::vector<MappingResult> MappingOperation::map(const nlohmann::json& json,
+                                                 const std::vector<Root>& roots) {
+  return mapDocument(json_view::TreeNode(json), roots, destination_, options_);
+}
+
+MappingResult MappingOperation::map(std::string_view jsonText, std::string_view keyPath,
+                                    const std::shared_ptr<const ObjectMapping>& mapping) {
+  return std::move(map(jsonText, {Root{std::string(keyPath), mapping, false}}).front());
+}
+
+MappingResult MappingOperation::map(const nlohmann::json& json, std::string_view keyPath,
+                                    const std::shared_ptr<const ObjectMapping>& mapping) {
+  return std::move(map(json, {Root{std::string(keyPath), mapping, false}}).front());
+}
+
+}  // namespace dm

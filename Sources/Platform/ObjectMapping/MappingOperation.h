@@ -1,0 +1,70 @@
+// The mapping operation: a JSON payload plus mappings onto a destination, as one
+// all-or-nothing step.
+#pragma once
+
+#include <memory>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include <nlohmann/json.hpp>
+
+#include "Platform/ObjectMapping/MappingDestination.h"
+#include "Platform/ObjectMapping/MappingError.h"
+#include "Platform/ObjectMapping/ObjectMapping.h"
+
+namespace dm {
+
+struct MappingOptions {
+  // Records nested deeper than this (relationship inside relationship ...) are refused.
+  unsigned maxDepth = 256;
+  // Stop collecting issues after this many; the error still reports the first ones.
+  std::size_t maxIssues = 100;
+};
+
+// The records mapped for one root: each distinct top-level record once, in payload order.
+struct MappingResult {
+  std::vector<ObjectRef> objects;
+};
+
+// How it works: the payload is walked once, values are transformed and records are matched
+// to identities without touching the destination; only when the whole payload is valid
+// are the identities looked up (one batched lookup per entity and identification), missing
+// records created and values, relationships and foreign-key connections written. So a
+// MappingError leaves the destination as it was.
+//
+// An operation object holds no state between calls; use it from one thread at a time,
+// together with its destination.
+class MappingOperation {
+ public:
+  // One mapping applied to the value under a key path of the payload ("" for the root).
+  struct Root {
+    std::string keyPath;
+    std::shared_ptr<const ObjectMapping> mapping;
+    // When true, a key path missing from the payload maps nothing instead of failing.
+    bool optional = false;
+  };
+
+  explicit MappingOperation(MappingDestination& destination, MappingOptions options = {});
+
+  // Parses `jsonText` and maps the value under `keyPath` (an object: one record; an array of
+  // objects: one record each; null: none). Returns the mapped top-level records; the caller
+  // does not own them (the destination does). Throws MappingError for malformed JSON, wrong
+  // shapes, untransformable values, unknown classes or fields and too-deep nesting; the
+  // destination is then unchanged.
+  MappingResult map(std::string_view jsonText, std::string_view keyPath,
+                    const std::shared_ptr<const ObjectMapping>& mapping);
+  // The same for an already parsed tree.
+  MappingResult map(const nlohmann::json& json, std::string_view keyPath,
+                    const std::shared_ptr<const ObjectMapping>& mapping);
+
+  // Several roots of one payload in one all-or-nothing step; one result per root.
+  std::vector<MappingResult> map(std::string_view jsonText, const std::vector<Root>& roots);
+  std::vector<MappingResult> map(const nlohmann::json& json, const std::vector<Root>& roots);
+
+ private:
+  MappingDestination& destination_;
+  MappingOptions options_;
+};
+
+}  // namespace dm

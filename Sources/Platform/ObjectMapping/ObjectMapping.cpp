@@ -1,0 +1,51 @@
+// ObjectMapping: declaration only; key paths are split here so that operations never do.
+#include "Platform/ObjectMapping/ObjectMapping.h"
+
+namespace dm {
+
+ObjectMapping::ObjectMapping(Kind kind, std::string className)
+    : kind_(kind), className_(std::move(className)) {}
+
+std::shared_ptr<ObjectMapping> ObjectMapping::objectMapping(std::string className) {
+  return std::make_shared<ObjectMapping>(Kind::Object, std::move(className));
+}
+
+std::shared_ptr<ObjectMapping> ObjectMapping::entityMapping(std::string entityName) {
+  return std::make_shared<ObjectMapping>(Kind::Entity, std::move(entityName));
+}
+
+std::shared_ptr<ObjectMapping> ObjectMapping::requestMapping() {
+  return std::make_shared<ObjectMapping>(Kind::Request);
+}
+
+void ObjectMapping::addAttributeMapping(std::string_view source, std::string_view destination) {
+  attributes_.push_back({KeyPath(source), KeyPath(destination)});
+}
+
+void ObjectMapping::addAttributeMappings(
+    const std::map<std::string, std::string>& sourceToDestination) {
+  for (const auto& [source, destination] : sourceToDestination) {
+    addAttributeMapping(source, destination);
+  }
+}
+
+void ObjectMapping::addAttributeMappings(const std::vector<std::string>& names) {
+  for (const auto& name : names) addAttributeMapping(name, name);
+}
+
+void ObjectMapping::addRelationshipMapping(std::string_view source, std::string_view destination,
+                                           std::shared_ptr<const ObjectMapping> mapping) {
+  relationships_.push_back({KeyPath(source), KeyPath(destination), std::move(mapping)});
+}
+
+void ObjectMapping::setIdentificationAttributes(std::vector<std::string> attributes) {
+  identification_ = std::move(attributes);
+}
+
+void ObjectMapping::addConnection(std::string relationship, std::string sourceAttribute,
+                                  std::string destinationAttribute) {
+  connections_.push_back(
+      {std::move(relationship), std::move(sourceAttribute), std::move(destinationAttribute)});
+}
+
+}  // namespace dm

@@ -1,0 +1,85 @@
+// A mapping between JSON and records: attribute mappings (key path to key path),
+// relationship mappings with a nested mapping, identification attributes and foreign-key
+// connections.
+#pragma once
+
+#include <map>
+#include <memory>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "Platform/ObjectMapping/KeyPath.h"
+
+namespace dm {
+
+// Three kinds share one type:
+// - an object mapping fills plain (transient) objects of a class, always creating new ones;
+// - an entity mapping fills stored entities and, with identification attributes, matches
+//   incoming records to existing ones (created when missing);
+// - a request mapping turns a record into a dictionary (from field to server key).
+// In object and entity mappings sources are payload key paths and destinations field names;
+// in request mappings sources are field names and destinations key paths of the body.
+// Build a mapping completely before handing it to an operation; afterwards it is read-only
+// and may be shared between threads. A mapping that nests itself (replies of a comment)
+// holds a reference to itself and lives for the process.
+class ObjectMapping {
+ public:
+  enum class Kind { Object, Entity, Request };
+
+  struct AttributeMapping {
+    KeyPath source;
+    KeyPath destination;
+  };
+  struct RelationshipMapping {
+    KeyPath source;
+    KeyPath destination;
+    std::shared_ptr<const ObjectMapping> mapping;
+  };
+  // Connects `relationship` to the record of the relationship's class whose
+  // `destinationAttribute` equals this record's `sourceAttribute` (trainingDay by
+  // trainingDayId == entityID). For a to-many relationship every matching record is
+  // connected.
+  struct Connection {
+    std::string relationship;
+    std::string sourceAttribute;
+    std::string destinationAttribute;
+  };
+
+  static std::shared_ptr<ObjectMapping> objectMapping(std::string className);
+  static std::shared_ptr<ObjectMapping> entityMapping(std::string entityName);
+  static std::shared_ptr<ObjectMapping> requestMapping();
+
+  Kind kind() const { return kind_; }
+  // The class (object mapping) or entity (entity mapping) name; empty for request mappings.
+  const std::string& className() const { return className_; }
+
+  void addAttributeMapping(std::string_view source, std::string_view destination);
+  // Adds one attribute mapping per pair (source -> destination).
+  void addAttributeMappings(const std::map<std::string, std::string>& sourceToDestination);
+  // Adds identity mappings (each name maps to itself).
+  void addAttributeMappings(const std::vector<std::string>& names);
+  void addRelationshipMapping(std::string_view source, std::string_view destination,
+                              std::shared_ptr<const ObjectMapping> mapping);
+  // Only meaningful for entity mappings; ignored by the others.
+  void setIdentificationAttributes(std::vector<std::string> attributes);
+  void addConnection(std::string relationship, std::string sourceAttribute,
+                     std::string destinationAttribute);
+
+  const std::vector<AttributeMapping>& attributeMappings() const { return attributes_; }
+  const std::vector<RelationshipMapping>& relationshipMappings() const { return relationships_; }
+  const std::vector<std::string>& identificationAttributes() const { return identification_; }
+  const std::vector<Connection>& connections() const { return connections_; }
+
+  explicit ObjectMapping(Kind kind, std::string className = {});
+
+ private:
+  Kind kind_;
+  std::string className_;
+  std::vector<AttributeMapping> attributes_;
+  std::vector<RelationshipMapping> relationships_;
+  std::vector<std::string> identification_;
+  std::vector<Connection> connections_;
+};
+
+}  // namespace dm
