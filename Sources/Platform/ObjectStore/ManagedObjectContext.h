@@ -181,7 +181,7 @@ class ManagedObjectContext : public std::enable_shared_from_this<ManagedObjectCo
   ManagedObject* objectForKeyLocked(const EntityDescription& entity, std::int64_t key);
   void fulfillFaultLocked(ManagedObject* object);
   std::vector<ManagedObject*> loadToManyLocked(ManagedObject* object,
-                                              const RelationshipDescription& rel);
+                                               const RelationshipDescription& rel);
   bool findAncestorSnapshot(const ObjectID& id, ObjectSnapshot& out) const;
   bool findAncestorToMany(const ObjectID& id, const RelationshipDescription& rel,
                           std::vector<ObjectID>& out) const;
