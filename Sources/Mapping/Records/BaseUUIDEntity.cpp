@@ -55,6 +55,8 @@ void BaseUUIDEntity::setEntitySyncState(std::optional<std::int64_t> state) {
 MappingDictionary BaseUUIDEntity::Class::attributeMappings() const {
   MappingDictionary mapping = BaseMappableEntity::Class::attributeMappings();
   mapping["entityStatusString"] = "status";
+  // Device-only: a payload must never overwrite it.
+  mapping.erase("entitySyncState");
   return mapping;
 }
 

@@ -35,7 +35,8 @@ class BaseUUIDEntity : public BaseMappableEntity {
   class Class : public BaseMappableEntity::Class {
    public:
     using BaseMappableEntity::Class::Class;
-    // The superclass's mapping with entityStatusString -> "status".
+    // The superclass's mapping with entityStatusString -> "status", without the device-only
+    // entitySyncState.
     MappingDictionary attributeMappings() const override;
   };
 };
