@@ -135,21 +135,21 @@ std::optional<ClassId> InMemoryDestination::resolveClass(std::string_view name) 
   return it->second;
 }
 
-std::optional<AttributeDescription> InMemoryDestination::describeAttribute(ClassId cls,
+std::optional<DestinationAttribute> InMemoryDestination::describeAttribute(ClassId cls,
                                                                            std::string_view name) {
   const ClassInfo& info = *classes_.at(cls);
   auto it = info.attributeIds.find(std::string(name));
   if (it == info.attributeIds.end()) return std::nullopt;
-  return AttributeDescription{it->second, info.attributes[it->second].kind};
+  return DestinationAttribute{it->second, info.attributes[it->second].kind};
 }
 
-std::optional<RelationshipDescription> InMemoryDestination::describeRelationship(
+std::optional<DestinationRelationship> InMemoryDestination::describeRelationship(
     ClassId cls, std::string_view name) {
   const ClassInfo& info = *classes_.at(cls);
   auto it = info.relationshipIds.find(std::string(name));
   if (it == info.relationshipIds.end()) return std::nullopt;
   const auto& spec = info.relationships[it->second];
-  return RelationshipDescription{it->second, spec.toMany, spec.destinationClass};
+  return DestinationRelationship{it->second, spec.toMany, spec.destinationClass};
 }
 
 void InMemoryDestination::findObjects(ClassId cls, const std::vector<FieldId>& fields,

@@ -61,9 +61,9 @@ class InMemoryDestination final : public MappingDestination, public MappingSourc
 
   // MappingDestination
   std::optional<ClassId> resolveClass(std::string_view name) override;
-  std::optional<AttributeDescription> describeAttribute(ClassId cls,
+  std::optional<DestinationAttribute> describeAttribute(ClassId cls,
                                                         std::string_view name) override;
-  std::optional<RelationshipDescription> describeRelationship(ClassId cls,
+  std::optional<DestinationRelationship> describeRelationship(ClassId cls,
                                                               std::string_view name) override;
   void findObjects(ClassId cls, const std::vector<FieldId>& fields,
                    const std::vector<IdentityKey>& keys,

@@ -29,12 +29,12 @@ struct ObjectRef {
 using ClassId = std::uint32_t;
 using FieldId = std::uint32_t;
 
-struct AttributeDescription {
+struct DestinationAttribute {
   FieldId id = 0;
   FieldKind kind = FieldKind::String;
 };
 
-struct RelationshipDescription {
+struct DestinationRelationship {
   FieldId id = 0;
   bool toMany = false;
   std::string destinationClass;
@@ -65,10 +65,10 @@ class MappingDestination {
   // The class (plain objects) or entity (stores) of that name; nullopt when unknown.
   virtual std::optional<ClassId> resolveClass(std::string_view name) = 0;
   // A field of the class; nullopt when the class has no attribute of that name.
-  virtual std::optional<AttributeDescription> describeAttribute(ClassId cls,
+  virtual std::optional<DestinationAttribute> describeAttribute(ClassId cls,
                                                                 std::string_view name) = 0;
   // A relationship of the class; nullopt when it has none of that name.
-  virtual std::optional<RelationshipDescription> describeRelationship(ClassId cls,
+  virtual std::optional<DestinationRelationship> describeRelationship(ClassId cls,
                                                                       std::string_view name) = 0;
 
   // One batched lookup: calls `found(i, object)` for the existing records of `cls` whose

@@ -33,11 +33,11 @@ enum class AncestorState { NotFound, Found, Deleted };
 
 // ---------------------------------------------------------------- tokens
 
-ObserverToken::ObserverToken(ObserverToken&& other) noexcept
+ContextObserverToken::ContextObserverToken(ContextObserverToken&& other) noexcept
     : context_(std::move(other.context_)), id_(other.id_) {
   other.id_ = 0;
 }
-ObserverToken& ObserverToken::operator=(ObserverToken&& other) noexcept {
+ContextObserverToken& ContextObserverToken::operator=(ContextObserverToken&& other) noexcept {
   if (this != &other) {
     reset();
     context_ = std::move(other.context_);
@@ -46,10 +46,10 @@ ObserverToken& ObserverToken::operator=(ObserverToken&& other) noexcept {
   }
   return *this;
 }
-ObserverToken::~ObserverToken() {
+ContextObserverToken::~ContextObserverToken() {
   reset();
 }
-void ObserverToken::reset() {
+void ContextObserverToken::reset() {
   if (id_)
     if (auto context = context_.lock()) context->removeObserver(id_);
   id_ = 0;
@@ -561,6 +561,13 @@ void ManagedObjectContext::save() {
     for (const auto& weak : children_)
       if (auto child = weak.lock()) children.push_back(std::move(child));
   }
+  if (parent_) {
+    // Siblings that merge from the parent see what was just pushed into it.
+    Lock parentLock(parent_->mutex_);
+    for (const auto& weak : parent_->children_)
+      if (auto sibling = weak.lock(); sibling && sibling.get() != this)
+        children.push_back(std::move(sibling));
+  }
   for (auto& child : children) {
     if (!child->automaticallyMergesChangesFromParent()) continue;
     std::weak_ptr<ManagedObjectContext> weakChild = child;
@@ -742,11 +749,11 @@ void ManagedObjectContext::processPendingChanges() {
   if (!changes.empty()) post(ContextNotification::ObjectsDidChange, changes);
 }
 
-ObserverToken ManagedObjectContext::addObserver(ContextNotification kind, Observer observer) {
+ContextObserverToken ManagedObjectContext::addObserver(ContextNotification kind, Observer observer) {
   Lock lock(mutex_);
   std::uint64_t id = nextObserverID_++;
   observers_.push_back({id, kind, std::make_shared<Observer>(std::move(observer))});
-  return ObserverToken(weak_from_this(), id);
+  return ContextObserverToken(weak_from_this(), id);
 }
 
 void ManagedObjectContext::removeObserver(std::uint64_t id) {
@@ -794,10 +801,15 @@ std::vector<ManagedObject*> ManagedObjectContext::fetchLocked(const FetchRequest
   std::unordered_set<ObjectID, ObjectIDHash> seen;
   std::vector<std::int64_t> excluded;
   std::vector<std::pair<ManagedObjectContext*, ManagedObject*>> matches;
+  bool foreignChanges = false;
   for (ManagedObjectContext* c = this; c; c = c->parent_.get()) {
     if (c != this) ancestorLocks.emplace_back(c->mutex_);
     for (ManagedObject* o : c->changeList_) {
-      if (!wanted(o) || !seen.insert(o->id_).second) continue;
+      if (!wanted(o)) {
+        foreignChanges = true;
+        continue;
+      }
+      if (!seen.insert(o->id_).second) continue;
       if (!o->id_.temporary) excluded.push_back(o->id_.key);
       if (o->flags_ & ManagedObject::kDeleted) continue;
       if (request.predicate && !evaluate(*request.predicate, ManagedObjectValueSource(*o)))
@@ -806,7 +818,18 @@ std::vector<ManagedObject*> ManagedObjectContext::fetchLocked(const FetchRequest
     }
   }
 
-  if (countOnly) {
+  // A path through a relationship reads other rows; when some of those have unsaved
+  // changes the file's values are stale, so filter and order in memory instead.
+  bool inMemoryFilter = false;
+  if (foreignChanges) {
+    std::vector<std::string> paths;
+    if (request.predicate) paths = request.predicate->keyPaths();
+    for (const auto& sort : request.sortDescriptors) paths.push_back(sort.keyPath);
+    for (const auto& path : paths)
+      if (path.find('.') != std::string::npos) inMemoryFilter = true;
+  }
+
+  if (countOnly && !inMemoryFilter) {
     std::size_t n = store_->count(request, excluded) + matches.size();
     if (request.fetchOffset) n = n > request.fetchOffset ? n - request.fetchOffset : 0;
     if (request.fetchLimit) n = std::min(n, request.fetchLimit);
@@ -814,14 +837,26 @@ std::vector<ManagedObject*> ManagedObjectContext::fetchLocked(const FetchRequest
     return {};
   }
 
-  const bool idsOnly = !request.includesPropertyValues || request.returnsObjectsAsFaults ||
-                       request.fetchBatchSize > 0;
-  std::vector<ObjectSnapshot> rows = store_->query(request, excluded, matches.empty(), idsOnly);
+  const bool idsOnly =
+      !inMemoryFilter && (!request.includesPropertyValues || request.returnsObjectsAsFaults ||
+                          request.fetchBatchSize > 0);
+  std::vector<ObjectSnapshot> rows;
+  if (inMemoryFilter) {
+    FetchRequest unfiltered = request;
+    unfiltered.predicate.reset();
+    rows = store_->query(unfiltered, excluded, false, false);
+  } else {
+    rows = store_->query(request, excluded, matches.empty(), idsOnly);
+  }
   std::vector<ManagedObject*> results;
   results.reserve(rows.size() + matches.size());
   for (const ObjectSnapshot& row : rows) {
     ManagedObject* object = registerSnapshotLocked(row, false);
-    if (!(object->flags_ & ManagedObject::kDeleted)) results.push_back(object);
+    if (object->flags_ & ManagedObject::kDeleted) continue;
+    if (inMemoryFilter && request.predicate &&
+        !evaluate(*request.predicate, ManagedObjectValueSource(*object)))
+      continue;
+    results.push_back(object);
   }
   for (auto& [owner, o] : matches) {
     if (owner == this) {
@@ -831,7 +866,7 @@ std::vector<ManagedObject*> ManagedObjectContext::fetchLocked(const FetchRequest
     // Our copy is unchanged (else it would have been met first): refresh it.
     results.push_back(registerSnapshotLocked(owner->snapshotOfLocked(o), true));
   }
-  if (!matches.empty()) {
+  if (!matches.empty() || inMemoryFilter) {
     if (!request.sortDescriptors.empty()) {
       std::vector<std::pair<std::vector<Value>, ManagedObject*>> keyed;
       keyed.reserve(results.size());
@@ -855,6 +890,10 @@ std::vector<ManagedObject*> ManagedObjectContext::fetchLocked(const FetchRequest
                                                            request.fetchOffset, results.size())));
     if (request.fetchLimit && results.size() > request.fetchLimit)
       results.resize(request.fetchLimit);
+  }
+  if (countOnly) {
+    *countOnly = results.size();
+    return {};
   }
   // The first batch comes loaded; the rest stay faults until touched.
   if (request.fetchBatchSize > 0 && !request.returnsObjectsAsFaults &&

@@ -38,19 +38,22 @@ enum class ContextNotification {
 };
 
 // Unregisters its observer when destroyed. Move-only.
-class ObserverToken {
+class ContextObserverToken {
  public:
-  ObserverToken() = default;
-  ObserverToken(ObserverToken&& other) noexcept;
-  ObserverToken& operator=(ObserverToken&& other) noexcept;
-  ObserverToken(const ObserverToken&) = delete;
-  ObserverToken& operator=(const ObserverToken&) = delete;
-  ~ObserverToken();
+  ContextObserverToken() = default;
+  ContextObserverToken(ContextObserverToken&& other) noexcept;
+  ContextObserverToken& operator=(ContextObserverToken&& other) noexcept;
+  ContextObserverToken(const ContextObserverToken&) = delete;
+  ContextObserverToken& operator=(const ContextObserverToken&) = delete;
+  ~ContextObserverToken();
+  // Unregisters now. Safe to call twice.
   void reset();
+  // True while the token holds a registration.
+  bool isActive() const { return id_ != 0; }
 
  private:
   friend class ManagedObjectContext;
-  ObserverToken(std::weak_ptr<ManagedObjectContext> context, std::uint64_t id)
+  ContextObserverToken(std::weak_ptr<ManagedObjectContext> context, std::uint64_t id)
       : context_(std::move(context)), id_(id) {}
   std::weak_ptr<ManagedObjectContext> context_;
   std::uint64_t id_ = 0;
@@ -152,7 +155,7 @@ class ManagedObjectContext : public std::enable_shared_from_this<ManagedObjectCo
   using Observer = std::function<void(const ContextChanges&)>;
   // The observer runs on the context's queue while the notification is posted.
   // Any thread may register; keep the token to stay registered.
-  [[nodiscard]] ObserverToken addObserver(ContextNotification kind, Observer observer);
+  [[nodiscard]] ContextObserverToken addObserver(ContextNotification kind, Observer observer);
 
   // --- Internal (used by objects, fetches and sibling contexts) ---
   void checkQueue(const char* operation) const;
@@ -160,7 +163,7 @@ class ManagedObjectContext : public std::enable_shared_from_this<ManagedObjectCo
 
  private:
   friend class ManagedObject;
-  friend class ObserverToken;
+  friend class ContextObserverToken;
   struct Private {};
 
  public:

@@ -1,0 +1,201 @@
+// ManagedObjectDestination: entity/attribute resolution, batched identity fetches and an
+// undo log for rolling back a failed operation.
+#include "Platform/ObjectMapping/ManagedObjectDestination.h"
+
+#include <algorithm>
+#include <stdexcept>
+#include <unordered_map>
+#include <unordered_set>
+
+#include "Platform/ObjectStore/FetchRequest.h"
+
+namespace dm {
+
+ManagedObjectDestination::ManagedObjectDestination(ManagedObjectContext& context)
+    : context_(context), entities_(context.model().entities()) {}
+
+std::vector<ManagedObject*> ManagedObjectDestination::objects(const std::vector<ObjectRef>& refs) {
+  std::vector<ManagedObject*> out;
+  out.reserve(refs.size());
+  for (auto r : refs) out.push_back(object(r));
+  return out;
+}
+
+const EntityDescription& ManagedObjectDestination::entity(ClassId cls) const {
+  return *entities_.at(cls);
+}
+
+std::optional<ClassId> ManagedObjectDestination::resolveClass(std::string_view name) {
+  const ManagedObjectModel& model = context_.model();
+  const EntityDescription* found = model.entityNamed(name);
+  if (!found) found = model.entityForClassName(name);
+  if (!found) return std::nullopt;
+  auto it = std::find(entities_.begin(), entities_.end(), found);
+  return static_cast<ClassId>(it - entities_.begin());
+}
+
+std::optional<DestinationAttribute> ManagedObjectDestination::describeAttribute(
+    ClassId cls, std::string_view name) {
+  const AttributeDescription* attribute = entity(cls).attributeNamed(name);
+  if (!attribute) return std::nullopt;
+  return DestinationAttribute{static_cast<FieldId>(attribute->index),
+                              fieldKindFor(attribute->type)};
+}
+
+std::optional<DestinationRelationship> ManagedObjectDestination::describeRelationship(
+    ClassId cls, std::string_view name) {
+  const RelationshipDescription* relationship = entity(cls).relationshipNamed(name);
+  if (!relationship) return std::nullopt;
+  return DestinationRelationship{static_cast<FieldId>(relationship->index), relationship->toMany,
+                                 relationship->destinationName};
+}
+
+void ManagedObjectDestination::findObjects(
+    ClassId cls, const std::vector<FieldId>& fields, const std::vector<IdentityKey>& keys,
+    const std::function<void(std::size_t, ObjectRef)>& found) {
+  if (keys.empty() || fields.empty()) return;
+  const EntityDescription& description = entity(cls);
+  std::unordered_multimap<IdentityKey, std::size_t, IdentityKeyHash, IdentityKeyEqual> wanted;
+  wanted.reserve(keys.size());
+  // One query on the first field; the other fields of a compound key are compared here.
+  std::vector<Value> firstValues;
+  std::unordered_set<Value, ValueHash> seen;
+  for (std::size_t i = 0; i < keys.size(); ++i) {
+    wanted.emplace(keys[i], i);
+    if (seen.insert(keys[i].front()).second) firstValues.push_back(keys[i].front());
+  }
+  PredicateExpression left;
+  left.kind = PredicateExpression::Kind::KeyPath;
+  left.keyPath = description.attributes().at(fields.front()).name;
+  PredicateExpression right;
+  right.kind = PredicateExpression::Kind::ConstantList;
+  right.list = std::move(firstValues);
+  FetchRequest request(&description);
+  request.predicate =
+      Predicate::comparison(std::move(left), Predicate::Operator::In, std::move(right));
+  IdentityKey probe(fields.size());
+  for (ManagedObject* candidate : context_.executeFetchRequest(request)) {
+    for (std::size_t f = 0; f < fields.size(); ++f) probe[f] = candidate->valueAt(fields[f]);
+    auto [begin, end] = wanted.equal_range(probe);
+    for (auto it = begin; it != end; ++it) found(it->second, ref(candidate));
+  }
+}
+
+ObjectRef ManagedObjectDestination::createObject(ClassId cls) {
+  ManagedObject* created = context_.insertNewObject(entity(cls));
+  UndoEntry entry{UndoEntry::Kind::Created, created};
+  undo_.push_back(std::move(entry));
+  return ref(created);
+}
+
+Value ManagedObjectDestination::value(ObjectRef target, FieldId field) {
+  return object(target)->valueAt(field);
+}
+
+void ManagedObjectDestination::setValue(ObjectRef target, FieldId field, Value value) {
+  ManagedObject* managed = object(target);
+  Value previous = managed->valueAt(field);
+  // Skip equal values of the same kind (equality alone takes true for 1).
+  if (previous.storage().index() == value.storage().index() && previous == value) return;
+  managed->setValueAt(field, std::move(value));
+  UndoEntry entry{UndoEntry::Kind::Value, managed, field};
+  entry.value = std::move(previous);
+  undo_.push_back(std::move(entry));
+}
+
+void ManagedObjectDestination::setToOne(ObjectRef target, FieldId relationship, ObjectRef related) {
+  ManagedObject* managed = object(target);
+  ManagedObject* previous = managed->toOneAt(relationship);
+  if (previous == object(related)) return;
+  managed->setToOneAt(relationship, object(related));
+  UndoEntry entry{UndoEntry::Kind::ToOne, managed, relationship};
+  entry.target = previous;
+  undo_.push_back(std::move(entry));
+}
+
+void ManagedObjectDestination::setToMany(ObjectRef target, FieldId relationship,
+                                         std::vector<ObjectRef> targets) {
+  ManagedObject* managed = object(target);
+  std::vector<ManagedObject*> previous = managed->toManyAt(relationship);
+  std::unordered_set<ManagedObject*> wanted;
+  for (auto r : targets) wanted.insert(object(r));
+  std::unordered_set<ManagedObject*> present(previous.begin(), previous.end());
+  bool changed = false;
+  for (ManagedObject* member : previous) {
+    if (!wanted.count(member)) {
+      managed->removeFromManyAt(relationship, member);
+      changed = true;
+    }
+  }
+  for (auto r : targets) {
+    ManagedObject* member = object(r);
+    if (member && present.insert(member).second) {
+      managed->addToManyAt(relationship, member);
+      changed = true;
+    }
+  }
+  if (!changed) return;
+  UndoEntry entry{UndoEntry::Kind::ToMany, managed, relationship};
+  entry.members = std::move(previous);
+  undo_.push_back(std::move(entry));
+}
+
+void ManagedObjectDestination::discardChanges() {
+  // Newest first, so every entry sees the state it was recorded against; created objects
+  // are deleted last, after the relationships that point at them were restored.
+  std::vector<ManagedObject*> created;
+  for (auto it = undo_.rbegin(); it != undo_.rend(); ++it) {
+    switch (it->kind) {
+      case UndoEntry::Kind::Created:
+        created.push_back(it->object);
+        break;
+      case UndoEntry::Kind::Value:
+        it->object->setValueAt(it->index, std::move(it->value));
+        break;
+      case UndoEntry::Kind::ToOne:
+        it->object->setToOneAt(it->index, it->target);
+        break;
+      case UndoEntry::Kind::ToMany: {
+        for (ManagedObject* member : it->object->toManyAt(it->index)) {
+          it->object->removeFromManyAt(it->index, member);
+        }
+        for (ManagedObject* member : it->members) it->object->addToManyAt(it->index, member);
+        break;
+      }
+    }
+  }
+  for (ManagedObject* object : created) context_.deleteObject(object);
+  undo_.clear();
+}
+
+bool ManagedObjectDestination::isKindOfClass(ObjectRef target, std::string_view className) const {
+  const ManagedObjectModel& model = context_.model();
+  const EntityDescription* wanted = model.entityForClassName(className);
+  if (!wanted) wanted = model.entityNamed(className);
+  return wanted && object(target)->entity().isKindOf(wanted);
+}
+
+std::optional<SourceValue> ManagedObjectDestination::fieldValue(ObjectRef target,
+                                                                std::string_view field) const {
+  const ManagedObject* managed = object(target);
+  const AttributeDescription* attribute = managed->entity().attributeNamed(field);
+  if (!attribute) return std::nullopt;
+  return SourceValue(managed->valueAt(attribute->index));
+}
+
+std::optional<std::vector<ObjectRef>> ManagedObjectDestination::relatedObjects(
+    ObjectRef target, std::string_view relationship, bool& toMany) const {
+  const ManagedObject* managed = object(target);
+  const RelationshipDescription* description = managed->entity().relationshipNamed(relationship);
+  if (!description) return std::nullopt;
+  toMany = description->toMany;
+  std::vector<ObjectRef> out;
+  if (toMany) {
+    for (ManagedObject* member : managed->toManyAt(description->index)) out.push_back(ref(member));
+  } else if (ManagedObject* related = managed->toOneAt(description->index)) {
+    out.push_back(ref(related));
+  }
+  return out;
+}
+
+}  // namespace dm

@@ -1,0 +1,85 @@
+// The mapping destination (and request source) backed by a context of the object store:
+// mapped records become ManagedObjects of the context's entities.
+#pragma once
+
+#include <cstddef>
+#include <string_view>
+#include <vector>
+
+#include "Platform/ObjectMapping/MappingDestination.h"
+#include "Platform/ObjectMapping/MappingSource.h"
+#include "Platform/ObjectStore/ManagedObjectContext.h"
+
+namespace dm {
+
+// Classes are the context model's entities, looked up by entity name or by record class
+// name; fields are attribute and relationship indexes. Identity lookups are one fetch per
+// entity and identification (an IN query on the first identification attribute, the rest
+// compared in memory), and they see the context's unsaved inserts. Writes that would not
+// change a value are skipped, so mapping an unchanged payload leaves objects unchanged.
+//
+// The destination does not save: the caller saves the context after a successful
+// operation. If a write fails part-way, discardChanges() deletes the objects this
+// destination created and restores the values and relationships it overwrote, so the
+// context is as before the operation.
+//
+// Threads: only on the context's queue (inside its perform/performAndWait). The context
+// must outlive the destination; ManagedObjects handed out belong to the context.
+class ManagedObjectDestination final : public MappingDestination, public MappingSource {
+ public:
+  explicit ManagedObjectDestination(ManagedObjectContext& context);
+
+  ManagedObjectContext& context() const { return context_; }
+
+  // Conversions between engine handles and store objects. Never fail; a null ref maps to
+  // nullptr and back.
+  static ManagedObject* object(ObjectRef ref) { return static_cast<ManagedObject*>(ref.handle); }
+  static ObjectRef ref(ManagedObject* object) { return ObjectRef{object}; }
+  // The store objects of an operation's result, in order.
+  static std::vector<ManagedObject*> objects(const std::vector<ObjectRef>& refs);
+
+  // Forgets the undo log of earlier operations (call after a successful operation when the
+  // destination is reused, so a later failure only rolls back that later operation).
+  void commitChanges() { undo_.clear(); }
+
+  // MappingDestination
+  std::optional<ClassId> resolveClass(std::string_view name) override;
+  std::optional<DestinationAttribute> describeAttribute(ClassId cls,
+                                                        std::string_view name) override;
+  std::optional<DestinationRelationship> describeRelationship(ClassId cls,
+                                                              std::string_view name) override;
+  void findObjects(ClassId cls, const std::vector<FieldId>& fields,
+                   const std::vector<IdentityKey>& keys,
+                   const std::function<void(std::size_t, ObjectRef)>& found) override;
+  ObjectRef createObject(ClassId cls) override;
+  Value value(ObjectRef object, FieldId field) override;
+  void setValue(ObjectRef object, FieldId field, Value value) override;
+  void setToOne(ObjectRef object, FieldId relationship, ObjectRef target) override;
+  void setToMany(ObjectRef object, FieldId relationship, std::vector<ObjectRef> targets) override;
+  void discardChanges() override;
+
+  // MappingSource
+  bool isKindOfClass(ObjectRef object, std::string_view className) const override;
+  std::optional<SourceValue> fieldValue(ObjectRef object, std::string_view field) const override;
+  std::optional<std::vector<ObjectRef>> relatedObjects(ObjectRef object,
+                                                       std::string_view relationship,
+                                                       bool& toMany) const override;
+
+ private:
+  struct UndoEntry {
+    enum class Kind { Created, Value, ToOne, ToMany } kind;
+    ManagedObject* object;
+    std::size_t index = 0;
+    Value value;
+    ManagedObject* target = nullptr;
+    std::vector<ManagedObject*> members;
+  };
+
+  const EntityDescription& entity(ClassId cls) const;
+
+  ManagedObjectContext& context_;
+  std::vector<const EntityDescription*> entities_;
+  std::vector<UndoEntry> undo_;
+};
+
+}  // namespace dm
