@@ -35,6 +35,20 @@ std::shared_ptr<const ObjectMapping> ModelMapper::responseMappingForClass(
   return nestedMapping(recordClass.name(), false, inProgress);
 }
 
+RequestDescriptor ModelMapper::requestDescriptorForClass(
+    const RecordClass& recordClass, const std::optional<std::string>& rootKeyPath,
+    RequestMethod method) {
+  return RequestDescriptor(requestMappingForClass(recordClass), recordClass.name(),
+                           rootKeyPath.value_or(std::string()), method);
+}
+
+ResponseDescriptor ModelMapper::responseDescriptorForClass(
+    const RecordClass& recordClass, std::string pathPattern,
+    const std::optional<std::string>& keyPath, RequestMethod method, std::set<int> statusCodes) {
+  return ResponseDescriptor(responseMappingForClass(recordClass), method, std::move(pathPattern),
+                            keyPath.value_or(std::string()), std::move(statusCodes));
+}
+
 std::shared_ptr<ObjectMapping> ModelMapper::mappingForClass(
     const RecordClass* targetClass, const MappingDictionary& attributes,
     const RelationshipDictionary& relationships, bool requestMapping) {

@@ -12,6 +12,7 @@
 #include "Mapping/Records/RecordClass.h"
 #include "Mapping/Records/RecordStore.h"
 #include "Platform/Foundation/Injector.h"
+#include "Platform/ObjectMapping/Descriptors.h"
 #include "Platform/ObjectMapping/ObjectMapping.h"
 
 namespace dm {
@@ -37,6 +38,19 @@ class ModelMapper {
   // connections) or an object mapping (transient classes) from attributeMappings and
   // relationshipMappings.
   std::shared_ptr<const ObjectMapping> responseMappingForClass(const RecordClass& recordClass);
+
+  // A request descriptor for records of the class (and its subclasses): its request mapping,
+  // wrapped under `rootKeyPath` when given. The caller owns it.
+  RequestDescriptor requestDescriptorForClass(const RecordClass& recordClass,
+                                              const std::optional<std::string>& rootKeyPath,
+                                              RequestMethod method);
+  // A response descriptor applying the class's response mapping to the value under `keyPath`
+  // (nothing: the whole body) of answers to `method` requests on `pathPattern` with one of
+  // `statusCodes`. The caller owns it.
+  ResponseDescriptor responseDescriptorForClass(const RecordClass& recordClass,
+                                                std::string pathPattern,
+                                                const std::optional<std::string>& keyPath,
+                                                RequestMethod method, std::set<int> statusCodes);
 
   // The mapping for `targetClass` (nullptr: a plain dictionary, only for requests):
   // - every (field, server key) of `attributes` whose field is not a relationship key becomes
