@@ -31,7 +31,7 @@ class InMemoryDestination final : public MappingDestination, public MappingSourc
     std::string name;
     std::vector<AttributeSpec> attributes;
     std::vector<RelationshipSpec> relationships;
-    std::string superclass;  // empty for none; its fields are inherited
+    std::string superclass{};  // empty for none; its fields are inherited
   };
 
   InMemoryDestination();

@@ -81,8 +81,18 @@ void ManagedObjectDestination::findObjects(
   }
 }
 
+bool ManagedObjectDestination::createdHere(ManagedObject* object) {
+  if (object != lastChecked_) {
+    lastChecked_ = object;
+    lastCreated_ = created_.count(object) != 0;
+  }
+  return lastCreated_;
+}
+
 ObjectRef ManagedObjectDestination::createObject(ClassId cls) {
   ManagedObject* created = context_.insertNewObject(entity(cls));
+  created_.insert(created);
+  lastChecked_ = nullptr;
   UndoEntry entry{UndoEntry::Kind::Created, created};
   undo_.push_back(std::move(entry));
   return ref(created);
@@ -98,6 +108,7 @@ void ManagedObjectDestination::setValue(ObjectRef target, FieldId field, Value v
   // Skip equal values of the same kind (equality alone takes true for 1).
   if (previous.storage().index() == value.storage().index() && previous == value) return;
   managed->setValueAt(field, std::move(value));
+  if (createdHere(managed)) return;
   UndoEntry entry{UndoEntry::Kind::Value, managed, field};
   entry.value = std::move(previous);
   undo_.push_back(std::move(entry));
@@ -108,6 +119,7 @@ void ManagedObjectDestination::setToOne(ObjectRef target, FieldId relationship, 
   ManagedObject* previous = managed->toOneAt(relationship);
   if (previous == object(related)) return;
   managed->setToOneAt(relationship, object(related));
+  if (createdHere(managed)) return;
   UndoEntry entry{UndoEntry::Kind::ToOne, managed, relationship};
   entry.target = previous;
   undo_.push_back(std::move(entry));
@@ -134,7 +146,7 @@ void ManagedObjectDestination::setToMany(ObjectRef target, FieldId relationship,
       changed = true;
     }
   }
-  if (!changed) return;
+  if (!changed || createdHere(managed)) return;
   UndoEntry entry{UndoEntry::Kind::ToMany, managed, relationship};
   entry.members = std::move(previous);
   undo_.push_back(std::move(entry));
@@ -165,7 +177,7 @@ void ManagedObjectDestination::discardChanges() {
     }
   }
   for (ManagedObject* object : created) context_.deleteObject(object);
-  undo_.clear();
+  commitChanges();
 }
 
 bool ManagedObjectDestination::isKindOfClass(ObjectRef target, std::string_view className) const {

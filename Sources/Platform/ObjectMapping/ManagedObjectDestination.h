@@ -4,6 +4,7 @@
 
 #include <cstddef>
 #include <string_view>
+#include <unordered_set>
 #include <vector>
 
 #include "Platform/ObjectMapping/MappingDestination.h"
@@ -40,7 +41,11 @@ class ManagedObjectDestination final : public MappingDestination, public Mapping
 
   // Forgets the undo log of earlier operations (call after a successful operation when the
   // destination is reused, so a later failure only rolls back that later operation).
-  void commitChanges() { undo_.clear(); }
+  void commitChanges() {
+    undo_.clear();
+    created_.clear();
+    lastChecked_ = nullptr;
+  }
 
   // MappingDestination
   std::optional<ClassId> resolveClass(std::string_view name) override;
@@ -67,19 +72,26 @@ class ManagedObjectDestination final : public MappingDestination, public Mapping
 
  private:
   struct UndoEntry {
-    enum class Kind { Created, Value, ToOne, ToMany } kind;
-    ManagedObject* object;
+    enum class Kind { Created, Value, ToOne, ToMany } kind = Kind::Created;
+    ManagedObject* object = nullptr;
     std::size_t index = 0;
-    Value value;
+    Value value{};
     ManagedObject* target = nullptr;
-    std::vector<ManagedObject*> members;
+    std::vector<ManagedObject*> members{};
   };
 
   const EntityDescription& entity(ClassId cls) const;
+  // True when `object` was created by this destination since the last commit: deleting it
+  // undoes its writes, so they need no undo entries.
+  bool createdHere(ManagedObject* object);
 
   ManagedObjectContext& context_;
   std::vector<const EntityDescription*> entities_;
   std::vector<UndoEntry> undo_;
+  std::unordered_set<ManagedObject*> created_;
+  // Writes come record by record, so the last answer of createdHere() is usually reused.
+  ManagedObject* lastChecked_ = nullptr;
+  bool lastCreated_ = false;
 };
 
 }  // namespace dm

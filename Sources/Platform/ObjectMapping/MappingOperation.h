@@ -58,9 +58,26 @@ class MappingOperation {
   MappingResult map(const nlohmann::json& json, std::string_view keyPath,
                     const std::shared_ptr<const ObjectMapping>& mapping);
 
+  // The text forms again: a std::string argument would otherwise be ambiguous between the
+  // text and the tree overloads.
+  MappingResult map(const std::string& jsonText, std::string_view keyPath,
+                    const std::shared_ptr<const ObjectMapping>& mapping) {
+    return map(std::string_view(jsonText), keyPath, mapping);
+  }
+  MappingResult map(const char* jsonText, std::string_view keyPath,
+                    const std::shared_ptr<const ObjectMapping>& mapping) {
+    return map(std::string_view(jsonText), keyPath, mapping);
+  }
+
   // Several roots of one payload in one all-or-nothing step; one result per root.
   std::vector<MappingResult> map(std::string_view jsonText, const std::vector<Root>& roots);
   std::vector<MappingResult> map(const nlohmann::json& json, const std::vector<Root>& roots);
+  std::vector<MappingResult> map(const std::string& jsonText, const std::vector<Root>& roots) {
+    return map(std::string_view(jsonText), roots);
+  }
+  std::vector<MappingResult> map(const char* jsonText, const std::vector<Root>& roots) {
+    return map(std::string_view(jsonText), roots);
+  }
 
  private:
   MappingDestination& destination_;

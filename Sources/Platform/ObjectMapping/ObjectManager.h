@@ -46,6 +46,12 @@ class ObjectManager {
   Result mapResponse(RequestMethod method, std::string_view path, int statusCode,
                      const nlohmann::json& body, MappingDestination& destination,
                      const MappingOptions& options = {}) const;
+  // Text bodies held in a std::string (which would be ambiguous between the forms above).
+  Result mapResponse(RequestMethod method, std::string_view path, int statusCode,
+                     const std::string& body, MappingDestination& destination,
+                     const MappingOptions& options = {}) const {
+    return mapResponse(method, path, statusCode, std::string_view(body), destination, options);
+  }
 
   // The first request descriptor for the record's class (or a superclass) and method;
   // nullptr when none.

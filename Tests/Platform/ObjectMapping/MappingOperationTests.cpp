@@ -127,7 +127,7 @@ TEST_F(MappingOperationTest, UntransformableValuesAreErrorsNamingEveryKeyPath) {
     EXPECT_EQ(error.keyPaths().size(), 1u) << json;
   }
   auto error = mapError(R"([{"id":1},{"id":2,"sets":"x","weight":"y"}])", exercise);
-  EXPECT_EQ(error.keyPaths(), (std::vector<std::string>{"[1].weight", "[1].sets"}));
+  EXPECT_EQ(error.keyPaths(), (std::vector<std::string>{"[1].sets", "[1].weight"}));
   EXPECT_EQ(store.count("Exercise"), 0u);
 }
 
