@@ -1,0 +1,146 @@
+// `dmctl map`: maps a payload with a record class's response mapping into the main store file
+// and lists the records it created or updated.
+#include <cstdio>
+#include <fstream>
+#include <sstream>
+
+#include "Mapping/Records/BaseMappableEntity.h"
+#include "Mapping/Records/ModelMapper.h"
+#include "Mapping/Records/ModelMetadata.h"
+#include "Mapping/Records/RecordStore.h"
+#include "Platform/Foundation/Directories.h"
+#include "Platform/Foundation/Injector.h"
+#include "Platform/ObjectMapping/ManagedObjectDestination.h"
+#include "Platform/ObjectMapping/MappingOperation.h"
+#include "Platform/ObjectMapping/ValueTransformer.h"
+#include "dmctl/Command.h"
+
+namespace dmctl {
+namespace {
+
+struct MapArguments {
+  std::string className;
+  std::string file;
+  std::string keyPath;
+  std::string model;
+  bool save = false;
+};
+
+std::string readText(const std::string& path) {
+  std::ifstream in(path, std::ios::binary);
+  if (!in) throw CommandError("cannot read " + path);
+  std::ostringstream text;
+  text << in.rdbuf();
+  return text.str();
+}
+
+std::shared_ptr<const dm::ManagedObjectModel> loadModel(const std::string& path) {
+  if (path.empty()) return dm::ManagedObjectModel::named("Korvalo");
+  try {
+    return dm::ManagedObjectModel::fromJson(readText(path));
+  } catch (const dm::StoreError& error) {
+    throw CommandError("invalid model " + path + ": " + error.what());
+  }
+}
+
+// The class's descriptor. An entity of the model whose record class nobody registered is
+// mapped with the bases' automatic mappings, so any model can be tried out.
+const dm::BaseMappableEntity::Class& entityClass(const std::string& name,
+                                                 const dm::ManagedObjectModel& model) {
+  const dm::RecordClass* cls = dm::RecordClasses::classNamed(name);
+  if (!cls) {
+    if (!model.entityForClassName(name)) {
+      throw CommandError("no record class or entity class named \"" + name + "\"");
+    }
+    cls = &dm::RecordClasses::registerClass(
+        std::make_unique<dm::BaseMappableEntity::Class>(name, "BaseMappableEntity"));
+  }
+  const auto* entity = dynamic_cast<const dm::BaseMappableEntity::Class*>(cls);
+  if (!entity) throw CommandError(name + " is not a stored record class");
+  return *entity;
+}
+
+nlohmann::json describe(const dm::ManagedObject& object) {
+  nlohmann::json values = nlohmann::json::object();
+  for (const auto& attribute : object.entity().attributes()) {
+    values[attribute.name] = dm::jsonFromValue(object.valueAt(attribute.index));
+  }
+  for (const auto& relationship : object.entity().relationships()) {
+    if (relationship.toMany) {
+      values[relationship.name] = object.toManyAt(relationship.index).size();
+    } else if (auto* related = object.toOneAt(relationship.index)) {
+      values[relationship.name] = related->objectID().uriRepresentation();
+    }
+  }
+  return values;
+}
+
+void run(const MapArguments& arguments, const GlobalOptions& options) {
+  applyGlobalOptions(options);
+  auto model = loadModel(arguments.model);
+  const auto& cls = entityClass(arguments.className, *model);
+  std::string payload = readText(arguments.file);
+
+  auto path = dm::Directories::shared()->documentsDirectory() / "Korvalo.sqlite";
+  std::shared_ptr<dm::PersistentRecordStore> store;
+  try {
+    store = dm::PersistentRecordStore::open(model, dm::StoreType::SQLite, path.string());
+  } catch (const dm::StoreError& error) {
+    throw CommandError("cannot open " + path.string() + ": " + error.what());
+  }
+  auto injector = dm::Injector::defaultInjector();
+  injector->registerProvider<dm::RecordStore>("objectStore", [store](dm::Injector&) {
+    return std::static_pointer_cast<dm::RecordStore>(store);
+  });
+  auto mapper = dm::ModelMapper::shared();
+  if (!mapper) throw CommandError("the mapping registry is unavailable");
+  auto mapping = mapper->responseMappingForClass(cls);
+
+  std::string failure;
+  auto context = store->defaultContext();
+  context->performAndWait([&] {
+    try {
+      dm::ManagedObjectDestination destination(*context);
+      dm::MappingOperation operation(destination);
+      auto result = operation.map(std::string_view(payload), arguments.keyPath, mapping);
+      std::size_t created = 0, updated = 0;
+      for (auto* object : dm::ManagedObjectDestination::objects(result.objects)) {
+        const char* status = object->isInserted()   ? "created"
+                             : object->hasChanges() ? "updated"
+                                                    : "unchanged";
+        if (object->isInserted()) ++created;
+        if (!object->isInserted() && object->hasChanges()) ++updated;
+        nlohmann::json line{
+            {"status", status}, {"entity", object->entity().name()}, {"values", describe(*object)}};
+        std::printf("%s\n", line.dump(options.json ? -1 : 2).c_str());
+      }
+      if (arguments.save) context->save();
+      std::printf("%zu record(s) mapped: %zu created, %zu updated%s\n", result.objects.size(),
+                  created, updated, arguments.save ? ", saved" : " (not saved; use --save)");
+    } catch (const dm::MappingError& error) {
+      failure = error.what();
+    } catch (const dm::StoreError& error) {
+      failure = std::string("saving failed: ") + error.what();
+    }
+  });
+  if (!failure.empty()) throw CommandError(failure);
+}
+
+void setup(CLI::App& app, const GlobalOptions& options) {
+  static MapArguments arguments;
+  auto* command = app.add_subcommand(
+      "map", "Map a JSON payload into the main store with a record class's response mapping");
+  command->add_option("class", arguments.className, "Record class name, e.g. ExerciseEntity")
+      ->required();
+  command->add_option("file", arguments.file, "JSON payload file")->required();
+  command->add_option("--key-path", arguments.keyPath, "Key path of the records in the payload");
+  command->add_option("--model", arguments.model,
+                      "Store model JSON file to use instead of the embedded main model");
+  command->add_flag("--save", arguments.save, "Save the mapped records into the store");
+  command->callback([&options] { run(arguments, options); });
+}
+
+const CommandRegistration registration("map", &setup);
+
+}  // namespace
+}  // namespace dmctl
