@@ -1,10 +1,11 @@
 // Applies the options every dmctl command shares.
+#include "Platform/Foundation/Directories.h"
 #include "dmctl/Command.h"
 
 namespace dmctl {
 
 void applyGlobalOptions(const GlobalOptions& options) {
-  (void)options;  // the data root is applied once the directories service exists
+  if (!options.dataDir.empty()) dm::Directories::setDataRoot(options.dataDir);
 }
 
 }  // namespace dmctl

@@ -17,6 +17,16 @@ int rank(const Value& v) {
   if (v.isString()) return 2;
   return 3;
 }
+
+int compareIntegerWithDouble(std::int64_t i, double d) {
+  if (std::isnan(d)) return 0;
+  if (d < -9.2233720368547758e18) return 1;
+  if (d >= 9.2233720368547758e18) return -1;
+  const auto whole = static_cast<std::int64_t>(d);  // exact: |d| < 2^63
+  if (i != whole) return i < whole ? -1 : 1;
+  const double fraction = d - static_cast<double>(whole);
+  return fraction > 0 ? -1 : (fraction < 0 ? 1 : 0);
+}
 }  // namespace
 
 std::int64_t Value::asInt64() const {
@@ -68,6 +78,10 @@ int Value::compare(const Value& a, const Value& b) {
         const auto x = a.asInt64(), y = b.asInt64();
         return x < y ? -1 : (x > y ? 1 : 0);
       }
+      // An integer against a double is compared exactly: converting a large integer to
+      // double would round it.
+      if (a.isInteger() || a.isBool()) return compareIntegerWithDouble(a.asInt64(), b.asDouble());
+      if (b.isInteger() || b.isBool()) return -compareIntegerWithDouble(b.asInt64(), a.asDouble());
       const double x = a.asDouble(), y = b.asDouble();
       return x < y ? -1 : (x > y ? 1 : 0);
     }
