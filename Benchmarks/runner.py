@@ -1,0 +1,276 @@
+#!/usr/bin/env python3
+"""Discovers the benchmark programs, runs every (workload, implementation) pair in its own
+process and temporary directory, and prints one table (written to Benchmarks/RESULTS.md).
+
+Usage: runner.py BUILD_DIR [--no-python-peers] [--results FILE]
+Protocol, workloads and environment settings: Benchmarks/README.md.
+"""
+import argparse
+import datetime
+import glob
+import json
+import os
+import platform
+import re
+import shutil
+import statistics
+import subprocess
+import sys
+import tempfile
+import time
+
+HERE = os.path.dirname(os.path.abspath(__file__))
+DATAMODEL = "DataModel"
+
+# Workloads in table order, with their default sizes.
+DEFAULT_RECORDS = {
+    "store.insert": 100000,
+    "store.fetch_indexed": 100000,
+    "store.count": 100000,
+    "map.insert": 100000,
+    "map.update": 100000,
+    "map.nested": 1000,
+    "handbook.update": 50000,
+}
+QUICK_RECORDS = {
+    "store.insert": 2000,
+    "store.fetch_indexed": 2000,
+    "store.count": 2000,
+    "map.insert": 1000,
+    "map.update": 1000,
+    "map.nested": 20,
+    "handbook.update": 1000,
+}
+
+
+def env_int(name, default):
+    value = os.environ.get(name)
+    if not value:
+        return default
+    try:
+        return int(value)
+    except ValueError:
+        sys.exit(f"run-benchmarks: {name}={value!r} is not an integer")
+
+
+def records_for(workload, quick):
+    base = (QUICK_RECORDS if quick else DEFAULT_RECORDS).get(workload, 1000 if quick else 100000)
+    base = env_int("BENCH_RECORDS", base)
+    return env_int("BENCH_RECORDS_" + workload.replace(".", "_").upper(), base)
+
+
+class Program:
+    def __init__(self, name, command):
+        self.name = name
+        self.command = command
+        self.workloads = []
+
+
+def discover(build_dir, python_peers):
+    programs = []
+    for path in sorted(glob.glob(os.path.join(build_dir, "Benchmarks", "*Benchmark"))):
+        if os.access(path, os.X_OK) and os.path.isfile(path):
+            programs.append(Program(os.path.basename(path), [path]))
+    if python_peers:
+        for path in sorted(glob.glob(os.path.join(HERE, "peers", "*.py"))):
+            programs.append(Program(os.path.basename(path), [sys.executable, path]))
+    for program in programs:
+        listed = subprocess.run(program.command + ["--list"], capture_output=True, text=True)
+        if listed.returncode != 0:
+            print(f"run-benchmarks: {program.name} --list failed: {listed.stderr.strip()}",
+                  file=sys.stderr)
+            continue
+        program.workloads = [w.strip() for w in listed.stdout.splitlines() if w.strip()]
+    return [p for p in programs if p.workloads]
+
+
+class Inputs:
+    """Payload files, generated once per (workload kind, size) and linked into run dirs."""
+
+    def __init__(self, root):
+        self.root = root
+        self.made = {}
+
+    def _generate(self, key, argv):
+        if key not in self.made:
+            out = os.path.join(self.root, key)
+            subprocess.run([sys.executable] + argv + ["-o", out], check=True,
+                           stderr=subprocess.DEVNULL)
+            self.made[key] = out
+        return self.made[key]
+
+    def files_for(self, workload, n):
+        gen_map = os.path.join(HERE, "gen_map_payload.py")
+        gen_handbook = os.path.join(HERE, "gen_handbook_payload.py")
+        if workload in ("map.insert", "map.update"):
+            return {"payload.json": self._generate(f"flat-{n}.json", [gen_map, "flat", str(n)])}
+        if workload == "map.nested":
+            return {"payload.json": self._generate(f"nested-{n}.json",
+                                                   [gen_map, "nested", str(n)])}
+        if workload == "handbook.update":
+            return {
+                "payload-v1.json": self._generate(f"handbook-{n}-v1.json",
+                                                  [gen_handbook, str(n), "--version", "1"]),
+                "payload-v2.json": self._generate(f"handbook-{n}-v2.json",
+                                                  [gen_handbook, str(n), "--version", "2"]),
+            }
+        return {}
+
+
+def run_once(program, workload, n, inputs, scratch, timeout):
+    """One process, one fresh directory. Returns (result dict, peak RSS bytes) or raises."""
+    data_dir = tempfile.mkdtemp(prefix="run-", dir=scratch)
+    try:
+        for name, source in inputs.files_for(workload, n).items():
+            os.symlink(source, os.path.join(data_dir, name))
+        argv = program.command + ["--workload", workload, "--records", str(n),
+                                  "--data-dir", data_dir]
+        with tempfile.TemporaryFile() as out, tempfile.TemporaryFile() as err:
+            child = subprocess.Popen(argv, stdout=out, stderr=err)
+            deadline = time.monotonic() + timeout
+            while True:
+                pid, status, usage = os.wait4(child.pid, os.WNOHANG)
+                if pid:
+                    break
+                if time.monotonic() > deadline:
+                    child.kill()
+                    os.wait4(child.pid, 0)
+                    child.returncode = -9
+                    raise RuntimeError(f"timed out after {timeout} s")
+                time.sleep(0.05)
+            child.returncode = os.waitstatus_to_exitcode(status)
+            out.seek(0)
+            err.seek(0)
+            stdout = out.read().decode(errors="replace")
+            stderr = err.read().decode(errors="replace")
+        if child.returncode != 0:
+            raise RuntimeError(f"exit {child.returncode}: {stderr.strip()[-500:]}")
+        lines = [line for line in stdout.splitlines() if line.strip()]
+        if not lines:
+            raise RuntimeError("printed no result line")
+        result = json.loads(lines[-1])
+        for key in ("workload", "impl", "records", "seconds"):
+            if key not in result:
+                raise RuntimeError(f"result line lacks {key!r}: {lines[-1]}")
+        if result["workload"] != workload or result["seconds"] <= 0 or result["records"] <= 0:
+            raise RuntimeError(f"implausible result line: {lines[-1]}")
+        return result, usage.ru_maxrss * 1024  # Linux reports kilobytes
+    finally:
+        shutil.rmtree(data_dir, ignore_errors=True)
+
+
+def machine_line():
+    cpu = platform.processor() or "unknown cpu"
+    try:
+        with open("/proc/cpuinfo") as f:
+            for line in f:
+                if line.startswith("model name"):
+                    cpu = line.split(":", 1)[1].strip()
+                    break
+    except OSError:
+        pass
+    return f"{cpu}, {os.cpu_count()} cores, {platform.system()} {platform.release()}"
+
+
+def fmt_rate(value):
+    return f"{value:,.0f}" if value is not None else "failed"
+
+
+def build_table(rows):
+    header = ["workload", "implementation", "records", "median records/s", "peak RSS (MB)",
+              "DataModel ÷ this"]
+    lines = ["| " + " | ".join(header) + " |", "|" + "---|" * len(header)]
+    for row in rows:
+        lines.append("| " + " | ".join(row) + " |")
+    return "\n".join(lines)
+
+
+def main(argv=None):
+    ap = argparse.ArgumentParser(description=__doc__.split("\n")[0])
+    ap.add_argument("build_dir")
+    ap.add_argument("--no-python-peers", action="store_true")
+    ap.add_argument("--results", default=os.path.join(HERE, "RESULTS.md"))
+    a = ap.parse_args(argv)
+
+    quick = os.environ.get("BENCH_QUICK") == "1"
+    runs = env_int("BENCH_RUNS", 1 if quick else 3)
+    timeout = env_int("BENCH_TIMEOUT", 900)
+    only = re.compile(os.environ.get("BENCH_ONLY", ".*"))
+
+    programs = discover(a.build_dir, not a.no_python_peers)
+    if not programs:
+        print("run-benchmarks: no benchmark programs found")
+        return 1
+    known = list(DEFAULT_RECORDS)
+    extra = sorted({w for p in programs for w in p.workloads} - set(known))
+    workloads = [w for w in known + extra
+                 if only.search(w) and any(w in p.workloads for p in programs)]
+
+    rows = []
+    failures = 0
+    scratch = tempfile.mkdtemp(prefix="dm-bench-")
+    try:
+        inputs = Inputs(scratch)
+        for workload in workloads:
+            n = records_for(workload, quick)
+            runners = [p for p in programs if workload in p.workloads]
+            # impl -> lists of throughputs, peak RSS, checks, records; runs interleave impls.
+            measured = {}
+            errors = {}
+            for run in range(runs):
+                for program in runners:
+                    print(f"  {workload} N={n} {program.name} run {run + 1}/{runs}",
+                          file=sys.stderr, flush=True)
+                    try:
+                        result, rss = run_once(program, workload, n, inputs, scratch, timeout)
+                    except Exception as error:  # one failing program must not stop the rest
+                        errors[program.name] = str(error)
+                        print(f"    failed: {error}", file=sys.stderr)
+                        continue
+                    m = measured.setdefault(result["impl"], {"rate": [], "rss": [], "check": set(),
+                                                             "records": result["records"]})
+                    m["rate"].append(result["records"] / result["seconds"])
+                    m["rss"].append(rss)
+                    if "check" in result:
+                        m["check"].add(str(result["check"]))
+            medians = {impl: statistics.median(m["rate"]) for impl, m in measured.items()}
+            checks = {impl: m["check"] for impl, m in measured.items() if m["check"]}
+            reference = checks.get(DATAMODEL) or next(iter(checks.values()), None)
+            for impl in sorted(measured, key=lambda i: (i != DATAMODEL, i)):
+                m = measured[impl]
+                if impl == DATAMODEL:
+                    ratio = "1.00"
+                elif DATAMODEL in medians:
+                    ratio = f"{medians[DATAMODEL] / medians[impl]:.2f}"
+                else:
+                    ratio = "no DataModel program yet"
+                mark = ""
+                if reference is not None and impl in checks and checks[impl] != reference:
+                    mark = f" (check {'/'.join(sorted(checks[impl]))} differs)"
+                    failures += 1
+                rows.append([workload, impl + mark, f"{m['records']:,}", fmt_rate(medians[impl]),
+                             f"{statistics.median(m['rss']) / 1e6:.0f}", ratio])
+            for name, error in errors.items():
+                failures += 1
+                rows.append([workload, f"{name}: failed", f"{n:,}", "failed", "", error[:80]])
+    finally:
+        shutil.rmtree(scratch, ignore_errors=True)
+
+    table = build_table(rows)
+    print(table)
+    stamp = datetime.datetime.now().strftime("%Y-%m-%d %H:%M")
+    settings = f"{runs} run(s) per pair" + (", BENCH_QUICK=1" if quick else "")
+    with open(a.results, "w", encoding="utf-8") as f:
+        f.write("# Benchmark results\n\n")
+        f.write(f"Date: {stamp}  \nMachine: {machine_line()}  \n")
+        f.write(f"Settings: {settings}; `make bench` (scripts/run-benchmarks build-release).\n\n")
+        f.write("Throughput is the median over runs; peak RSS is the maximum resident set of the\n"
+                "process that ran the workload (setup included, Python interpreter included for\n"
+                "the ORM peer). Workload definitions: Benchmarks/README.md.\n\n")
+        f.write(table + "\n")
+    print(f"\nwritten to {os.path.relpath(a.results)}", file=sys.stderr)
+    return 1 if failures else 0
+
+
+if __name__ == "__main__":
+    sys.exit(main())
