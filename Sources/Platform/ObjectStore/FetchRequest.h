@@ -24,7 +24,7 @@ struct FetchRequest {
   bool includesSubentities = true;
   std::optional<Predicate> predicate;
   std::vector<SortDescriptor> sortDescriptors;
-  std::size_t fetchLimit = 0;   // 0: no limit
+  std::size_t fetchLimit = 0;  // 0: no limit
   std::size_t fetchOffset = 0;
   // Objects beyond the first batch come back as faults and load when touched; 0: all loaded.
   std::size_t fetchBatchSize = 0;

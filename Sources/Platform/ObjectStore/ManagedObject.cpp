@@ -90,13 +90,15 @@ void ManagedObject::setValueAt(std::size_t index, Value value) {
 }
 
 void ManagedObject::markAttributeChanged(std::size_t index) {
-  if (changed_.empty()) changed_.resize(entity_->attributes().size() + entity_->relationships().size());
+  if (changed_.empty())
+    changed_.resize(entity_->attributes().size() + entity_->relationships().size());
   changed_[index] = true;
   markChangedLocked();
 }
 
 void ManagedObject::markRelationshipChanged(std::size_t index) {
-  if (changed_.empty()) changed_.resize(entity_->attributes().size() + entity_->relationships().size());
+  if (changed_.empty())
+    changed_.resize(entity_->attributes().size() + entity_->relationships().size());
   changed_[entity_->attributes().size() + index] = true;
   markChangedLocked();
 }
@@ -254,8 +256,10 @@ void ManagedObject::setToOneLocked(std::size_t index, ManagedObject* object) {
   if (old == object) return;
   if (const auto* inverse = rel.inverse) {
     if (old) {
-      if (inverse->toMany) old->rawRemoveFromMany(inverse->index, this);
-      else old->rawSetToOne(inverse->index, nullptr);
+      if (inverse->toMany)
+        old->rawRemoveFromMany(inverse->index, this);
+      else
+        old->rawSetToOne(inverse->index, nullptr);
     }
     if (object) {
       if (inverse->toMany) {
@@ -325,8 +329,8 @@ PredicateValueSource::Resolved ManagedObjectValueSource::valueForKeyPath(
     }
     const auto* rel = current->entity().relationshipNamed(key);
     if (!rel)
-      throw PredicateError("Unknown key \"" + std::string(key) + "\" in " + keyPath +
-                           " (entity " + current->entity().name() + ")");
+      throw PredicateError("Unknown key \"" + std::string(key) + "\" in " + keyPath + " (entity " +
+                           current->entity().name() + ")");
     if (rel->toMany)
       throw PredicateError("Key path " + keyPath + " goes through to-many relationship " +
                            std::string(key));

@@ -26,8 +26,7 @@ Registry& registry() {
 
 }  // namespace
 
-void ManagedObjectClasses::registerClass(std::string className, Factory factory,
-                                         bool isDefault) {
+void ManagedObjectClasses::registerClass(std::string className, Factory factory, bool isDefault) {
   auto& r = registry();
   std::lock_guard lock(r.mutex);
   auto it = r.entries.find(className);

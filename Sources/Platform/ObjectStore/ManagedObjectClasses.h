@@ -28,8 +28,7 @@ template <typename T>
 struct ManagedObjectClassRegistration {
   explicit ManagedObjectClassRegistration(const char* className, bool isDefault = false) {
     ManagedObjectClasses::registerClass(
-        className, [] { return std::unique_ptr<ManagedObject>(std::make_unique<T>()); },
-        isDefault);
+        className, [] { return std::unique_ptr<ManagedObject>(std::make_unique<T>()); }, isDefault);
   }
 };
 

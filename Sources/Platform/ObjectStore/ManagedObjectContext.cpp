@@ -46,7 +46,9 @@ ObserverToken& ObserverToken::operator=(ObserverToken&& other) noexcept {
   }
   return *this;
 }
-ObserverToken::~ObserverToken() { reset(); }
+ObserverToken::~ObserverToken() {
+  reset();
+}
 void ObserverToken::reset() {
   if (id_)
     if (auto context = context_.lock()) context->removeObserver(id_);
@@ -80,8 +82,8 @@ ManagedObjectContext::~ManagedObjectContext() {
 std::shared_ptr<ManagedObjectContext> ManagedObjectContext::createRoot(
     std::shared_ptr<PersistentStore> store, ConcurrencyType type, std::string label) {
   if (!store) throw std::invalid_argument("A root context needs a store");
-  auto context = std::make_shared<ManagedObjectContext>(Private{}, store, nullptr, type,
-                                                        std::move(label));
+  auto context =
+      std::make_shared<ManagedObjectContext>(Private{}, store, nullptr, type, std::move(label));
   store->registerContext(context);
   return context;
 }
@@ -100,7 +102,9 @@ std::shared_ptr<ManagedObjectContext> ManagedObjectContext::createChild(
   return context;
 }
 
-const ManagedObjectModel& ManagedObjectContext::model() const { return store_->model(); }
+const ManagedObjectModel& ManagedObjectContext::model() const {
+  return store_->model();
+}
 
 void ManagedObjectContext::perform(std::function<void()> block) {
   queue_->async(std::move(block));
@@ -143,8 +147,7 @@ ManagedObject* ManagedObjectContext::insertNewObject(const EntityDescription& en
   checkQueue("insert");
   if (model().entityNamed(entity.name()) != &entity)
     throw std::invalid_argument("Entity " + entity.name() + " is not in this store's model");
-  if (entity.isAbstract())
-    throw std::invalid_argument("Entity " + entity.name() + " is abstract");
+  if (entity.isAbstract()) throw std::invalid_argument("Entity " + entity.name() + " is abstract");
   Lock lock(mutex_);
   ManagedObject* object = createObject(entity, ObjectID{&entity, nextTemporaryKey++, true});
   const auto& attributes = entity.attributes();
@@ -259,8 +262,7 @@ bool ManagedObjectContext::findAncestorToMany(const ObjectID& id,
     if (it == p->objects_.end()) continue;
     const ManagedObject* object = it->second.get();
     if (object->flags_ & ManagedObject::kFault || !object->toMany_[rel.index].loaded) continue;
-    for (const ManagedObject* member : object->toMany_[rel.index].items)
-      out.push_back(member->id_);
+    for (const ManagedObject* member : object->toMany_[rel.index].items) out.push_back(member->id_);
     return true;
   }
   return false;
@@ -283,7 +285,8 @@ ObjectSnapshot ManagedObjectContext::snapshotOfLocked(const ManagedObject* objec
       s.toMany[i] = std::move(ids);
     } else {
       const auto& slot = object->toOne_[i];
-      if (slot.object) s.toOne[i] = slot.object->id_;
+      if (slot.object)
+        s.toOne[i] = slot.object->id_;
       else if (slot.pendingKey)
         s.toOne[i] = ObjectID{relationships[i].destination, slot.pendingKey, false};
     }
@@ -340,9 +343,12 @@ void ManagedObjectContext::applySnapshotLocked(ManagedObject* object,
       auto& slot = object->toMany_[i];
       for (const ObjectID& id : *snapshot.toMany[i]) {
         ManagedObject* member = nullptr;
-        if (auto found = objects_.find(id); found != objects_.end()) member = found->second.get();
-        else if (isConcrete(id.entity)) member = registerSnapshotLocked(ObjectSnapshot{id, {}, {}, {}}, false);
-        else member = objectForKeyLocked(*id.entity, id.key);
+        if (auto found = objects_.find(id); found != objects_.end())
+          member = found->second.get();
+        else if (isConcrete(id.entity))
+          member = registerSnapshotLocked(ObjectSnapshot{id, {}, {}, {}}, false);
+        else
+          member = objectForKeyLocked(*id.entity, id.key);
         if (member && !(member->flags_ & ManagedObject::kDeleted)) slot.items.push_back(member);
       }
       slot.loaded = true;
@@ -380,8 +386,10 @@ std::vector<ManagedObject*> ManagedObjectContext::loadToManyLocked(
   members.reserve(ids.size());
   for (const ObjectID& id : ids) {
     ManagedObject* member = nullptr;
-    if (auto found = objects_.find(id); found != objects_.end()) member = found->second.get();
-    else member = objectForKeyLocked(*id.entity, id.key);
+    if (auto found = objects_.find(id); found != objects_.end())
+      member = found->second.get();
+    else
+      member = objectForKeyLocked(*id.entity, id.key);
     if (member && !(member->flags_ & ManagedObject::kDeleted)) members.push_back(member);
   }
   return members;
@@ -496,9 +504,12 @@ void ManagedObjectContext::obtainPermanentIDsLocked(const std::vector<ManagedObj
 SaveChangeSet ManagedObjectContext::collectChangesLocked() {
   SaveChangeSet changes;
   for (ManagedObject* o : changeList_) {
-    if (o->flags_ & ManagedObject::kDeleted) changes.deleted.push_back(o->id_);
-    else if (o->flags_ & ManagedObject::kInserted) changes.inserted.push_back(snapshotOfLocked(o));
-    else if (o->flags_ & ManagedObject::kChanged) changes.updated.push_back(snapshotOfLocked(o));
+    if (o->flags_ & ManagedObject::kDeleted)
+      changes.deleted.push_back(o->id_);
+    else if (o->flags_ & ManagedObject::kInserted)
+      changes.inserted.push_back(snapshotOfLocked(o));
+    else if (o->flags_ & ManagedObject::kChanged)
+      changes.updated.push_back(snapshotOfLocked(o));
   }
   return changes;
 }
@@ -523,11 +534,14 @@ void ManagedObjectContext::save() {
       store_->save(*changes);  // throws with nothing written; our changes stay pending
     }
     for (ManagedObject* o : changeList_) {
-      if (o->flags_ & ManagedObject::kDeleted) saved.deleted.push_back(o);
-      else if (o->flags_ & ManagedObject::kInserted) saved.inserted.push_back(o);
-      else saved.updated.push_back(o);
-      o->flags_ &= ~(ManagedObject::kInserted | ManagedObject::kChanged |
-                     ManagedObject::kInChangeList);
+      if (o->flags_ & ManagedObject::kDeleted)
+        saved.deleted.push_back(o);
+      else if (o->flags_ & ManagedObject::kInserted)
+        saved.inserted.push_back(o);
+      else
+        saved.updated.push_back(o);
+      o->flags_ &=
+          ~(ManagedObject::kInserted | ManagedObject::kChanged | ManagedObject::kInChangeList);
       o->changed_.clear();
       if (o->flags_ & ManagedObject::kDeleted) forgetObjectLocked(o);
     }
@@ -547,6 +561,13 @@ void ManagedObjectContext::save() {
     for (const auto& weak : children_)
       if (auto child = weak.lock()) children.push_back(std::move(child));
   }
+  if (parent_) {
+    // Siblings that merge from the parent see what was just pushed into it.
+    Lock parentLock(parent_->mutex_);
+    for (const auto& weak : parent_->children_)
+      if (auto sibling = weak.lock(); sibling && sibling.get() != this)
+        children.push_back(std::move(sibling));
+  }
   for (auto& child : children) {
     if (!child->automaticallyMergesChangesFromParent()) continue;
     std::weak_ptr<ManagedObjectContext> weakChild = child;
@@ -560,8 +581,8 @@ void ManagedObjectContext::applyChangesFromChildLocked(const SaveChangeSet& chan
   std::vector<std::pair<ManagedObject*, const ObjectSnapshot*>> touched;
   for (const auto& s : changes.inserted) {
     auto it = objects_.find(s.id);
-    ManagedObject* object = it != objects_.end() ? it->second.get()
-                                                 : createObject(*s.id.entity, s.id);
+    ManagedObject* object =
+        it != objects_.end() ? it->second.get() : createObject(*s.id.entity, s.id);
     if (it == objects_.end()) {
       object->flags_ = ManagedObject::kInserted | ManagedObject::kPendingNotification;
       pendingInserted_.push_back(object);
@@ -593,9 +614,9 @@ void ManagedObjectContext::applyChangesFromChildLocked(const SaveChangeSet& chan
   }
   for (const ObjectID& id : changes.deleted) {
     auto it = objects_.find(id);
-    ManagedObject* object = it != objects_.end() ? it->second.get()
-                                                 : (id.temporary ? nullptr
-                                                                 : objectForKeyLocked(*id.entity, id.key));
+    ManagedObject* object = it != objects_.end()
+                                ? it->second.get()
+                                : (id.temporary ? nullptr : objectForKeyLocked(*id.entity, id.key));
     if (!object || (object->flags_ & ManagedObject::kDeleted)) continue;
     if (object->flags_ & ManagedObject::kInserted) {
       std::erase(changeList_, object);
@@ -684,8 +705,10 @@ void ManagedObjectContext::mergeDeletedIDs(const std::vector<ObjectID>& ids) {
           }
           for (ManagedObject* n : neighbours) {
             if (n->flags_ & ManagedObject::kFault) continue;
-            if (inverse->toMany) std::erase(n->toMany_[inverse->index].items, object);
-            else if (n->toOne_[inverse->index].object == object) n->toOne_[inverse->index] = {};
+            if (inverse->toMany)
+              std::erase(n->toMany_[inverse->index].items, object);
+            else if (n->toOne_[inverse->index].object == object)
+              n->toOne_[inverse->index] = {};
           }
         }
       }
@@ -778,10 +801,15 @@ std::vector<ManagedObject*> ManagedObjectContext::fetchLocked(const FetchRequest
   std::unordered_set<ObjectID, ObjectIDHash> seen;
   std::vector<std::int64_t> excluded;
   std::vector<std::pair<ManagedObjectContext*, ManagedObject*>> matches;
+  bool foreignChanges = false;
   for (ManagedObjectContext* c = this; c; c = c->parent_.get()) {
     if (c != this) ancestorLocks.emplace_back(c->mutex_);
     for (ManagedObject* o : c->changeList_) {
-      if (!wanted(o) || !seen.insert(o->id_).second) continue;
+      if (!wanted(o)) {
+        foreignChanges = true;
+        continue;
+      }
+      if (!seen.insert(o->id_).second) continue;
       if (!o->id_.temporary) excluded.push_back(o->id_.key);
       if (o->flags_ & ManagedObject::kDeleted) continue;
       if (request.predicate && !evaluate(*request.predicate, ManagedObjectValueSource(*o)))
@@ -790,7 +818,18 @@ std::vector<ManagedObject*> ManagedObjectContext::fetchLocked(const FetchRequest
     }
   }
 
-  if (countOnly) {
+  // A path through a relationship reads other rows; when some of those have unsaved
+  // changes the file's values are stale, so filter and order in memory instead.
+  bool inMemoryFilter = false;
+  if (foreignChanges) {
+    std::vector<std::string> paths;
+    if (request.predicate) paths = request.predicate->keyPaths();
+    for (const auto& sort : request.sortDescriptors) paths.push_back(sort.keyPath);
+    for (const auto& path : paths)
+      if (path.find('.') != std::string::npos) inMemoryFilter = true;
+  }
+
+  if (countOnly && !inMemoryFilter) {
     std::size_t n = store_->count(request, excluded) + matches.size();
     if (request.fetchOffset) n = n > request.fetchOffset ? n - request.fetchOffset : 0;
     if (request.fetchLimit) n = std::min(n, request.fetchLimit);
@@ -798,14 +837,26 @@ std::vector<ManagedObject*> ManagedObjectContext::fetchLocked(const FetchRequest
     return {};
   }
 
-  const bool idsOnly = !request.includesPropertyValues || request.returnsObjectsAsFaults ||
-                       request.fetchBatchSize > 0;
-  std::vector<ObjectSnapshot> rows = store_->query(request, excluded, matches.empty(), idsOnly);
+  const bool idsOnly =
+      !inMemoryFilter && (!request.includesPropertyValues || request.returnsObjectsAsFaults ||
+                          request.fetchBatchSize > 0);
+  std::vector<ObjectSnapshot> rows;
+  if (inMemoryFilter) {
+    FetchRequest unfiltered = request;
+    unfiltered.predicate.reset();
+    rows = store_->query(unfiltered, excluded, false, false);
+  } else {
+    rows = store_->query(request, excluded, matches.empty(), idsOnly);
+  }
   std::vector<ManagedObject*> results;
   results.reserve(rows.size() + matches.size());
   for (const ObjectSnapshot& row : rows) {
     ManagedObject* object = registerSnapshotLocked(row, false);
-    if (!(object->flags_ & ManagedObject::kDeleted)) results.push_back(object);
+    if (object->flags_ & ManagedObject::kDeleted) continue;
+    if (inMemoryFilter && request.predicate &&
+        !evaluate(*request.predicate, ManagedObjectValueSource(*object)))
+      continue;
+    results.push_back(object);
   }
   for (auto& [owner, o] : matches) {
     if (owner == this) {
@@ -815,13 +866,14 @@ std::vector<ManagedObject*> ManagedObjectContext::fetchLocked(const FetchRequest
     // Our copy is unchanged (else it would have been met first): refresh it.
     results.push_back(registerSnapshotLocked(owner->snapshotOfLocked(o), true));
   }
-  if (!matches.empty()) {
+  if (!matches.empty() || inMemoryFilter) {
     if (!request.sortDescriptors.empty()) {
       std::vector<std::pair<std::vector<Value>, ManagedObject*>> keyed;
       keyed.reserve(results.size());
       for (ManagedObject* o : results) {
         std::vector<Value> keys;
-        for (const auto& sort : request.sortDescriptors) keys.push_back(o->valueForKeyPath(sort.keyPath));
+        for (const auto& sort : request.sortDescriptors)
+          keys.push_back(o->valueForKeyPath(sort.keyPath));
         keyed.emplace_back(std::move(keys), o);
       }
       std::stable_sort(keyed.begin(), keyed.end(), [&](const auto& a, const auto& b) {
@@ -834,11 +886,14 @@ std::vector<ManagedObject*> ManagedObjectContext::fetchLocked(const FetchRequest
       for (std::size_t i = 0; i < keyed.size(); ++i) results[i] = keyed[i].second;
     }
     if (request.fetchOffset)
-      results.erase(results.begin(),
-                    results.begin() + static_cast<std::ptrdiff_t>(
-                                          std::min(request.fetchOffset, results.size())));
+      results.erase(results.begin(), results.begin() + static_cast<std::ptrdiff_t>(std::min(
+                                                           request.fetchOffset, results.size())));
     if (request.fetchLimit && results.size() > request.fetchLimit)
       results.resize(request.fetchLimit);
+  }
+  if (countOnly) {
+    *countOnly = results.size();
+    return {};
   }
   // The first batch comes loaded; the rest stay faults until touched.
   if (request.fetchBatchSize > 0 && !request.returnsObjectsAsFaults &&
@@ -865,8 +920,8 @@ std::unordered_map<Value, ManagedObject*, ValueHash> ManagedObjectContext::objec
   PredicateExpression right;
   right.kind = PredicateExpression::Kind::ConstantList;
   right.list = values;
-  request.predicate = Predicate::comparison(std::move(left), Predicate::Operator::In,
-                                            std::move(right));
+  request.predicate =
+      Predicate::comparison(std::move(left), Predicate::Operator::In, std::move(right));
   Lock lock(mutex_);
   auto objects = fetchLocked(request, nullptr);
   out.reserve(objects.size());

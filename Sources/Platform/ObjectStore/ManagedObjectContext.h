@@ -46,7 +46,10 @@ class ObserverToken {
   ObserverToken(const ObserverToken&) = delete;
   ObserverToken& operator=(const ObserverToken&) = delete;
   ~ObserverToken();
+  // Unregisters now. Safe to call twice.
   void reset();
+  // True while the token holds a registration.
+  bool isActive() const { return id_ != 0; }
 
  private:
   friend class ManagedObjectContext;
@@ -181,7 +184,7 @@ class ManagedObjectContext : public std::enable_shared_from_this<ManagedObjectCo
   ManagedObject* objectForKeyLocked(const EntityDescription& entity, std::int64_t key);
   void fulfillFaultLocked(ManagedObject* object);
   std::vector<ManagedObject*> loadToManyLocked(ManagedObject* object,
-                                              const RelationshipDescription& rel);
+                                               const RelationshipDescription& rel);
   bool findAncestorSnapshot(const ObjectID& id, ObjectSnapshot& out) const;
   bool findAncestorToMany(const ObjectID& id, const RelationshipDescription& rel,
                           std::vector<ObjectID>& out) const;

@@ -203,8 +203,10 @@ std::shared_ptr<const ManagedObjectModel> ManagedObjectModel::fromJson(std::stri
         rel.toMany = boolMember(r, "toMany", false, rw);
         rel.optional = boolMember(r, "optional", true, rw);
         std::string rule = r.value("deleteRule", std::string("nullify"));
-        if (rule == "cascade") rel.deleteRule = DeleteRule::Cascade;
-        else if (rule != "nullify") invalid(rw + ": deleteRule must be nullify or cascade");
+        if (rule == "cascade")
+          rel.deleteRule = DeleteRule::Cascade;
+        else if (rule != "nullify")
+          invalid(rw + ": deleteRule must be nullify or cascade");
         entity->relationships_.push_back(std::move(rel));
       }
     }
@@ -271,8 +273,8 @@ std::shared_ptr<const ManagedObjectModel> ManagedObjectModel::fromJson(std::stri
   for (const EntityDescription* c : order) {
     auto* e = const_cast<EntityDescription*>(c);
     e->root_ = e->parent_ ? e->parent_->root_ : e;
-    std::vector<AttributeDescription> attrs = e->parent_ ? e->parent_->attributes_
-                                                         : std::vector<AttributeDescription>{};
+    std::vector<AttributeDescription> attrs =
+        e->parent_ ? e->parent_->attributes_ : std::vector<AttributeDescription>{};
     std::vector<RelationshipDescription> rels =
         e->parent_ ? e->parent_->relationships_ : std::vector<RelationshipDescription>{};
     for (auto& a : e->attributes_) attrs.push_back(std::move(a));
@@ -314,7 +316,8 @@ std::shared_ptr<const ManagedObjectModel> ManagedObjectModel::fromJson(std::stri
     for (auto& rel : e->relationships_) {
       const std::string rw = "entity " + e->name_ + "." + rel.name;
       auto dest = model->byName_.find(rel.destinationName);
-      if (dest == model->byName_.end()) invalid(rw + ": unknown destination " + rel.destinationName);
+      if (dest == model->byName_.end())
+        invalid(rw + ": unknown destination " + rel.destinationName);
       rel.destination = dest->second;
       if (rel.inverseName.empty()) continue;
       rel.inverse = rel.destination->relationshipNamed(rel.inverseName);

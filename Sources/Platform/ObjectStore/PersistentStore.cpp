@@ -17,8 +17,12 @@ namespace dm {
 
 namespace {
 
-std::string quoted(const std::string& name) { return "\"" + name + "\""; }
-std::string fkColumn(const std::string& relationship) { return "_fk_" + relationship; }
+std::string quoteName(const std::string& name) {
+  return "\"" + name + "\"";
+}
+std::string fkColumn(const std::string& relationship) {
+  return "_fk_" + relationship;
+}
 
 const char* sqlType(AttributeType type) {
   switch (type) {
@@ -43,10 +47,14 @@ void bindValue(sqlite3_stmt* stmt, int index, const Value& value) {
   std::visit(
       [&](const auto& v) {
         using T = std::decay_t<decltype(v)>;
-        if constexpr (std::is_same_v<T, std::monostate>) sqlite3_bind_null(stmt, index);
-        else if constexpr (std::is_same_v<T, bool>) sqlite3_bind_int(stmt, index, v ? 1 : 0);
-        else if constexpr (std::is_same_v<T, std::int64_t>) sqlite3_bind_int64(stmt, index, v);
-        else if constexpr (std::is_same_v<T, double>) sqlite3_bind_double(stmt, index, v);
+        if constexpr (std::is_same_v<T, std::monostate>)
+          sqlite3_bind_null(stmt, index);
+        else if constexpr (std::is_same_v<T, bool>)
+          sqlite3_bind_int(stmt, index, v ? 1 : 0);
+        else if constexpr (std::is_same_v<T, std::int64_t>)
+          sqlite3_bind_int64(stmt, index, v);
+        else if constexpr (std::is_same_v<T, double>)
+          sqlite3_bind_double(stmt, index, v);
         else if constexpr (std::is_same_v<T, std::string>)
           sqlite3_bind_text(stmt, index, v.data(), static_cast<int>(v.size()), SQLITE_STATIC);
         else if constexpr (std::is_same_v<T, Date>)
@@ -96,10 +104,14 @@ std::string keysJson(const std::vector<std::int64_t>& keys) {
 std::string valuesJson(const std::vector<Value>& values) {
   nlohmann::json array = nlohmann::json::array();
   for (const auto& v : values) {
-    if (v.isString()) array.push_back(v.asString());
-    else if (v.isInteger() || v.isBool()) array.push_back(v.asInt64());
-    else if (v.isDouble() || v.isDate()) array.push_back(v.asDouble());
-    else if (v.isNull()) array.push_back(nullptr);
+    if (v.isString())
+      array.push_back(v.asString());
+    else if (v.isInteger() || v.isBool())
+      array.push_back(v.asInt64());
+    else if (v.isDouble() || v.isDate())
+      array.push_back(v.asDouble());
+    else if (v.isNull())
+      array.push_back(nullptr);
   }
   return array.dump();
 }
@@ -115,9 +127,9 @@ struct StatementReset {
 // Key paths to columns of the fetched table, with LEFT JOINs for to-one hops.
 class SqlResolver final : public PredicateSqlResolver {
  public:
-  SqlResolver(const EntityDescription& entity,
-              std::function<const std::unordered_map<std::string, int>&(const EntityDescription&)>
-                  columns)
+  SqlResolver(
+      const EntityDescription& entity,
+      std::function<const std::unordered_map<std::string, int>&(const EntityDescription&)> columns)
       : entity_(entity), columns_(std::move(columns)) {}
 
   Column resolve(const std::string& keyPath) override {
@@ -127,12 +139,12 @@ class SqlResolver final : public PredicateSqlResolver {
     std::string prefix;
     while (true) {
       std::size_t dot = keyPath.find('.', start);
-      std::string key = keyPath.substr(start, dot == std::string::npos ? std::string::npos
-                                                                       : dot - start);
+      std::string key =
+          keyPath.substr(start, dot == std::string::npos ? std::string::npos : dot - start);
       bool last = dot == std::string::npos;
       if (const auto* attr = current->attributeNamed(key)) {
         if (!last) throw PredicateError("Key path " + keyPath + " continues past attribute " + key);
-        return {alias + "." + quoted(key), attr->type, false};
+        return {alias + "." + quoteName(key), attr->type, false};
       }
       if (key == "self" && last) return {alias + "._pk", AttributeType::Integer64, true};
       const auto* rel = current->relationshipNamed(key);
@@ -141,13 +153,13 @@ class SqlResolver final : public PredicateSqlResolver {
                              current->name() + ")");
       if (rel->toMany)
         throw PredicateError("Key path " + keyPath + " goes through to-many relationship " + key);
-      std::string column = alias + "." + quoted(fkColumn(key));
+      std::string column = alias + "." + quoteName(fkColumn(key));
       if (last) return {column, AttributeType::Integer64, true};
       prefix += key + ".";
       auto it = joinAliases_.find(prefix);
       if (it == joinAliases_.end()) {
         std::string joined = "j" + std::to_string(joinAliases_.size() + 1);
-        joins_ += " LEFT JOIN " + quoted(rel->destination->tableName()) + " " + joined + " ON " +
+        joins_ += " LEFT JOIN " + quoteName(rel->destination->tableName()) + " " + joined + " ON " +
                   joined + "._pk = " + column;
         it = joinAliases_.emplace(prefix, joined).first;
       }
@@ -222,8 +234,8 @@ void PersistentStore::fail(StoreErrorCode code, const std::string& what) {
 void PersistentStore::openConnection() {
   int flags = SQLITE_OPEN_READWRITE | SQLITE_OPEN_CREATE | SQLITE_OPEN_NOMUTEX;
   if (sqlite3_open_v2(path_.c_str(), &db_, flags, nullptr) != SQLITE_OK) {
-    std::string message = "Cannot open store file " + path_ + ": " +
-                          (db_ ? sqlite3_errmsg(db_) : "out of memory");
+    std::string message =
+        "Cannot open store file " + path_ + ": " + (db_ ? sqlite3_errmsg(db_) : "out of memory");
     sqlite3_close_v2(db_);
     db_ = nullptr;
     throw StoreError(StoreErrorCode::CannotOpen, message);
@@ -272,7 +284,8 @@ void PersistentStore::buildLayouts() {
     for (const EntityDescription* e : root->selfAndDescendants()) {
       EntityLayout el;
       for (const auto& a : e->attributes()) {
-        auto [it, added] = layout.columnByName.emplace(a.name, static_cast<int>(layout.columns.size()));
+        auto [it, added] =
+            layout.columnByName.emplace(a.name, static_cast<int>(layout.columns.size()));
         if (added) {
           layout.columns.push_back(a.name);
           layout.columnTypes.push_back(a.type);
@@ -285,7 +298,8 @@ void PersistentStore::buildLayouts() {
           continue;
         }
         std::string name = fkColumn(r.name);
-        auto [it, added] = layout.columnByName.emplace(name, static_cast<int>(layout.columns.size()));
+        auto [it, added] =
+            layout.columnByName.emplace(name, static_cast<int>(layout.columns.size()));
         if (added) {
           layout.columns.push_back(name);
           layout.columnTypes.push_back(AttributeType::Integer64);
@@ -295,7 +309,7 @@ void PersistentStore::buildLayouts() {
       layout.entities.emplace(e, std::move(el));
     }
     layout.selectList = "t0._pk, t0._entity";
-    for (const auto& c : layout.columns) layout.selectList += ", t0." + quoted(c);
+    for (const auto& c : layout.columns) layout.selectList += ", t0." + quoteName(c);
     tables_.emplace(root, std::move(layout));
   }
 }
@@ -325,25 +339,26 @@ void PersistentStore::migrate() {
       return columns;
     };
     for (auto& [root, layout] : tables_) {
-      const std::string table = quoted(root->name());
+      const std::string table = quoteName(root->name());
       wanted.insert(root->name());
       auto columns = existingColumns(root->name());
       if (columns.empty()) {
-        std::string sql = "CREATE TABLE " + table + " (_pk INTEGER PRIMARY KEY, _entity TEXT NOT NULL";
+        std::string sql =
+            "CREATE TABLE " + table + " (_pk INTEGER PRIMARY KEY, _entity TEXT NOT NULL";
         for (std::size_t i = 0; i < layout.columns.size(); ++i)
-          sql += ", " + quoted(layout.columns[i]) + " " + sqlType(layout.columnTypes[i]);
+          sql += ", " + quoteName(layout.columns[i]) + " " + sqlType(layout.columnTypes[i]);
         exec(sql + ")");
       } else {
         for (std::size_t i = 0; i < layout.columns.size(); ++i) {
           auto it = columns.find(layout.columns[i]);
           if (it == columns.end()) {
-            exec("ALTER TABLE " + table + " ADD COLUMN " + quoted(layout.columns[i]) + " " +
+            exec("ALTER TABLE " + table + " ADD COLUMN " + quoteName(layout.columns[i]) + " " +
                  sqlType(layout.columnTypes[i]));
           } else if (it->second != sqlType(layout.columnTypes[i])) {
             throw StoreError(StoreErrorCode::IncompatibleModel,
                              "Column " + root->name() + "." + layout.columns[i] + " is " +
-                                 it->second + " in the file but " +
-                                 sqlType(layout.columnTypes[i]) + " in the model");
+                                 it->second + " in the file but " + sqlType(layout.columnTypes[i]) +
+                                 " in the model");
           }
         }
         // Rows of entities the model no longer has cannot be represented.
@@ -354,38 +369,38 @@ void PersistentStore::migrate() {
                                        names + ") LIMIT 1");
         StatementReset reset{stmt};
         if (sqlite3_step(stmt) == SQLITE_ROW)
-          throw StoreError(StoreErrorCode::IncompatibleModel,
-                           "The file holds rows of entity " +
-                               std::string(reinterpret_cast<const char*>(
-                                   sqlite3_column_text(stmt, 0))) +
-                               " that the model no longer has");
+          throw StoreError(
+              StoreErrorCode::IncompatibleModel,
+              "The file holds rows of entity " +
+                  std::string(reinterpret_cast<const char*>(sqlite3_column_text(stmt, 0))) +
+                  " that the model no longer has");
       }
-      exec("CREATE INDEX IF NOT EXISTS " + quoted(root->name() + "__entity") + " ON " + table +
+      exec("CREATE INDEX IF NOT EXISTS " + quoteName(root->name() + "__entity") + " ON " + table +
            "(_entity)");
       for (const EntityDescription* e : root->selfAndDescendants()) {
         for (const auto& a : e->attributes())
           if (a.indexed)
-            exec("CREATE INDEX IF NOT EXISTS " + quoted(root->name() + "_" + a.name) + " ON " +
-                 table + "(" + quoted(a.name) + ")");
+            exec("CREATE INDEX IF NOT EXISTS " + quoteName(root->name() + "_" + a.name) + " ON " +
+                 table + "(" + quoteName(a.name) + ")");
         for (const auto& r : e->relationships()) {
           if (!r.toMany)
-            exec("CREATE INDEX IF NOT EXISTS " + quoted(root->name() + "_" + fkColumn(r.name)) +
-                 " ON " + table + "(" + quoted(fkColumn(r.name)) + ")");
+            exec("CREATE INDEX IF NOT EXISTS " + quoteName(root->name() + "_" + fkColumn(r.name)) +
+                 " ON " + table + "(" + quoteName(fkColumn(r.name)) + ")");
           if (!r.joinTable.empty() && !wanted.count(r.joinTable)) {
             wanted.insert(r.joinTable);
-            exec("CREATE TABLE IF NOT EXISTS " + quoted(r.joinTable) +
+            exec("CREATE TABLE IF NOT EXISTS " + quoteName(r.joinTable) +
                  " (a INTEGER NOT NULL, b INTEGER NOT NULL, PRIMARY KEY (a, b)) WITHOUT ROWID");
-            exec("CREATE INDEX IF NOT EXISTS " + quoted(r.joinTable + "_b") + " ON " +
-                 quoted(r.joinTable) + "(b)");
+            exec("CREATE INDEX IF NOT EXISTS " + quoteName(r.joinTable + "_b") + " ON " +
+                 quoteName(r.joinTable) + "(b)");
           }
         }
         for (const auto& index : e->compoundIndexes()) {
           std::string name = root->name(), cols;
           for (const auto& c : index) {
             name += "_" + c;
-            cols += (cols.empty() ? "" : ", ") + quoted(c);
+            cols += (cols.empty() ? "" : ", ") + quoteName(c);
           }
-          exec("CREATE INDEX IF NOT EXISTS " + quoted(name) + " ON " + table + "(" + cols + ")");
+          exec("CREATE INDEX IF NOT EXISTS " + quoteName(name) + " ON " + table + "(" + cols + ")");
         }
       }
     }
@@ -401,18 +416,18 @@ void PersistentStore::migrate() {
       }
     }
     for (const auto& name : stale) {
-      sqlite3_stmt* stmt = statement("SELECT 1 FROM " + quoted(name) + " LIMIT 1");
+      sqlite3_stmt* stmt = statement("SELECT 1 FROM " + quoteName(name) + " LIMIT 1");
       bool hasRows;
       {
         StatementReset reset{stmt};
         hasRows = sqlite3_step(stmt) == SQLITE_ROW;
       }
       sqlite3_finalize(stmt);
-      statements_.erase("SELECT 1 FROM " + quoted(name) + " LIMIT 1");
+      statements_.erase("SELECT 1 FROM " + quoteName(name) + " LIMIT 1");
       if (hasRows && name.rfind("_J_", 0) != 0)
         throw StoreError(StoreErrorCode::IncompatibleModel,
                          "The file holds rows of entity " + name + " that the model no longer has");
-      exec("DROP TABLE " + quoted(name));
+      exec("DROP TABLE " + quoteName(name));
     }
     sqlite3_stmt* stmt =
         statement("INSERT OR REPLACE INTO _metadata (key, value) VALUES (?, ?), (?, ?)");
@@ -425,8 +440,7 @@ void PersistentStore::migrate() {
     exec("COMMIT");
   } catch (const StoreError& e) {
     sqlite3_exec(db_, "ROLLBACK", nullptr, nullptr, nullptr);
-    throw StoreError(e.code() == StoreErrorCode::SaveFailed ? StoreErrorCode::CannotOpen
-                                                             : e.code(),
+    throw StoreError(e.code() == StoreErrorCode::SaveFailed ? StoreErrorCode::CannotOpen : e.code(),
                      e.what());
   }
 }
@@ -445,7 +459,7 @@ std::vector<std::pair<std::string, std::int64_t>> PersistentStore::rowCounts() {
   for (const EntityDescription* e : model_->entities()) {
     if (e->isAbstract()) continue;
     sqlite3_stmt* stmt =
-        statement("SELECT count(*) FROM " + quoted(e->tableName()) + " WHERE _entity = ?");
+        statement("SELECT count(*) FROM " + quoteName(e->tableName()) + " WHERE _entity = ?");
     StatementReset reset{stmt};
     sqlite3_bind_text(stmt, 1, e->name().c_str(), -1, SQLITE_TRANSIENT);
     std::int64_t n = sqlite3_step(stmt) == SQLITE_ROW ? sqlite3_column_int64(stmt, 0) : 0;
@@ -464,7 +478,7 @@ std::int64_t PersistentStore::allocateKeys(const EntityDescription& entity, std:
   auto& layout = tables_.at(entity.rootEntity());
   if (!layout.nextKey) {
     sqlite3_stmt* stmt =
-        statement("SELECT COALESCE(MAX(_pk), 0) FROM " + quoted(entity.tableName()));
+        statement("SELECT COALESCE(MAX(_pk), 0) FROM " + quoteName(entity.tableName()));
     StatementReset reset{stmt};
     if (sqlite3_step(stmt) != SQLITE_ROW) fail(StoreErrorCode::FetchFailed, "Cannot read keys");
     layout.nextKey = sqlite3_column_int64(stmt, 0) + 1;
@@ -495,7 +509,8 @@ void PersistentStore::readRow(sqlite3_stmt* stmt, const TableLayout& layout, boo
   for (std::size_t i = 0; i < relationships.size(); ++i) {
     int column = el.toOneColumn[i];
     if (column < 0 || sqlite3_column_type(stmt, column) == SQLITE_NULL) continue;
-    out.toOne[i] = ObjectID{relationships[i].destination, sqlite3_column_int64(stmt, column), false};
+    out.toOne[i] =
+        ObjectID{relationships[i].destination, sqlite3_column_int64(stmt, column), false};
   }
 }
 
@@ -504,7 +519,7 @@ bool PersistentStore::loadRow(const EntityDescription& entity, std::int64_t key,
   std::lock_guard lock(mutex_);
   const auto& layout = layoutFor(entity);
   sqlite3_stmt* stmt = statement("SELECT " + layout.selectList + " FROM " +
-                                 quoted(entity.tableName()) + " t0 WHERE t0._pk = ?");
+                                 quoteName(entity.tableName()) + " t0 WHERE t0._pk = ?");
   StatementReset reset{stmt};
   sqlite3_bind_int64(stmt, 1, key);
   int rc = sqlite3_step(stmt);
@@ -523,12 +538,12 @@ std::vector<ObjectID> PersistentStore::loadToMany(const ObjectID& owner,
   if (owner.temporary) return out;
   std::string sql;
   if (rel.joinTable.empty()) {
-    sql = "SELECT _pk FROM " + quoted(rel.destination->tableName()) + " WHERE " +
-          quoted(fkColumn(rel.inverse->name)) + " = ? ORDER BY _pk";
+    sql = "SELECT _pk FROM " + quoteName(rel.destination->tableName()) + " WHERE " +
+          quoteName(fkColumn(rel.inverse->name)) + " = ? ORDER BY _pk";
   } else {
     const char* mine = rel.joinSourceIsFirst ? "a" : "b";
     const char* theirs = rel.joinSourceIsFirst ? "b" : "a";
-    sql = std::string("SELECT ") + theirs + " FROM " + quoted(rel.joinTable) + " WHERE " + mine +
+    sql = std::string("SELECT ") + theirs + " FROM " + quoteName(rel.joinTable) + " WHERE " + mine +
           " = ? ORDER BY " + theirs;
   }
   sqlite3_stmt* stmt = statement(sql);
@@ -552,23 +567,23 @@ void PersistentStore::writeObject(const ObjectSnapshot& s, bool insert, std::siz
   // One cached statement per entity and operation.
   std::string sql;
   if (insert) {
-    sql = "INSERT INTO " + quoted(entity.tableName()) + " (_entity";
+    sql = "INSERT INTO " + quoteName(entity.tableName()) + " (_entity";
     std::string marks = "?";
     for (const auto& a : attributes) {
-      sql += ", " + quoted(a.name);
+      sql += ", " + quoteName(a.name);
       marks += ", ?";
     }
     for (const auto& r : relationships)
       if (!r.toMany) {
-        sql += ", " + quoted(fkColumn(r.name));
+        sql += ", " + quoteName(fkColumn(r.name));
         marks += ", ?";
       }
     sql += ", _pk) VALUES (" + marks + ", ?)";
   } else {
-    sql = "UPDATE " + quoted(entity.tableName()) + " SET _entity = ?";
-    for (const auto& a : attributes) sql += ", " + quoted(a.name) + " = ?";
+    sql = "UPDATE " + quoteName(entity.tableName()) + " SET _entity = ?";
+    for (const auto& a : attributes) sql += ", " + quoteName(a.name) + " = ?";
     for (const auto& r : relationships)
-      if (!r.toMany) sql += ", " + quoted(fkColumn(r.name)) + " = ?";
+      if (!r.toMany) sql += ", " + quoteName(fkColumn(r.name)) + " = ?";
     sql += " WHERE _pk = ?";
   }
   (void)layout;
@@ -602,15 +617,15 @@ void PersistentStore::writeJoins(const ObjectSnapshot& s, std::size_t& step) {
     if (rel.joinTable.empty() || i >= s.toMany.size() || !s.toMany[i]) continue;
     const char* mine = rel.joinSourceIsFirst ? "a" : "b";
     sqlite3_stmt* del =
-        statement("DELETE FROM " + quoted(rel.joinTable) + " WHERE " + mine + " = ?");
+        statement("DELETE FROM " + quoteName(rel.joinTable) + " WHERE " + mine + " = ?");
     {
       StatementReset reset{del};
       sqlite3_bind_int64(del, 1, s.id.key);
       hook(step);
       if (sqlite3_step(del) != SQLITE_DONE) fail(StoreErrorCode::SaveFailed, "Cannot write joins");
     }
-    sqlite3_stmt* ins = statement("INSERT OR IGNORE INTO " + quoted(rel.joinTable) +
-                                  " (a, b) VALUES (?, ?)");
+    sqlite3_stmt* ins =
+        statement("INSERT OR IGNORE INTO " + quoteName(rel.joinTable) + " (a, b) VALUES (?, ?)");
     for (const ObjectID& other : *s.toMany[i]) {
       StatementReset reset{ins};
       sqlite3_bind_int64(ins, rel.joinSourceIsFirst ? 1 : 2, s.id.key);
@@ -628,9 +643,9 @@ void PersistentStore::save(const SaveChangeSet& changes) {
       const auto& attributes = s.id.entity->attributes();
       for (std::size_t i = 0; i < attributes.size(); ++i)
         if (!attributes[i].optional && s.values[i].isNull())
-          throw StoreError(StoreErrorCode::ValidationFailed,
-                           "Attribute " + s.id.entity->name() + "." + attributes[i].name +
-                               " is required");
+          throw StoreError(
+              StoreErrorCode::ValidationFailed,
+              "Attribute " + s.id.entity->name() + "." + attributes[i].name + " is required");
     }
   std::lock_guard lock(mutex_);
   if (changes.empty()) return;
@@ -643,15 +658,15 @@ void PersistentStore::save(const SaveChangeSet& changes) {
     std::size_t step = 0;
     for (const ObjectID& id : changes.deleted) {
       if (id.temporary) continue;
-      sqlite3_stmt* stmt = statement("DELETE FROM " + quoted(id.entity->tableName()) +
-                                     " WHERE _pk = ?");
+      sqlite3_stmt* stmt =
+          statement("DELETE FROM " + quoteName(id.entity->tableName()) + " WHERE _pk = ?");
       StatementReset reset{stmt};
       sqlite3_bind_int64(stmt, 1, id.key);
       hook(step);
       if (sqlite3_step(stmt) != SQLITE_DONE) fail(StoreErrorCode::SaveFailed, "Cannot delete");
       for (const auto& rel : id.entity->relationships()) {
         if (rel.joinTable.empty()) continue;
-        sqlite3_stmt* j = statement("DELETE FROM " + quoted(rel.joinTable) + " WHERE " +
+        sqlite3_stmt* j = statement("DELETE FROM " + quoteName(rel.joinTable) + " WHERE " +
                                     (rel.joinSourceIsFirst ? "a" : "b") + " = ?");
         StatementReset jr{j};
         sqlite3_bind_int64(j, 1, id.key);
@@ -668,9 +683,9 @@ void PersistentStore::save(const SaveChangeSet& changes) {
       fail(StoreErrorCode::SaveFailed, "Cannot commit");
   } catch (const StoreError& e) {
     sqlite3_exec(db_, "ROLLBACK", nullptr, nullptr, nullptr);
-    throw StoreError(e.code() == StoreErrorCode::FetchFailed ? StoreErrorCode::SaveFailed
-                                                              : e.code(),
-                     std::string("Save failed, nothing was written: ") + e.what());
+    throw StoreError(
+        e.code() == StoreErrorCode::FetchFailed ? StoreErrorCode::SaveFailed : e.code(),
+        std::string("Save failed, nothing was written: ") + e.what());
   } catch (const std::exception& e) {
     sqlite3_exec(db_, "ROLLBACK", nullptr, nullptr, nullptr);
     throw StoreError(StoreErrorCode::SaveFailed,
@@ -679,14 +694,13 @@ void PersistentStore::save(const SaveChangeSet& changes) {
 }
 
 std::string PersistentStore::buildQuery(const FetchRequest& request,
-                                        const std::vector<std::int64_t>& excluded,
-                                        bool applyWindow, bool idsOnly, bool countOnly,
+                                        const std::vector<std::int64_t>& excluded, bool applyWindow,
+                                        bool idsOnly, bool countOnly,
                                         std::vector<Value>& parameters) {
   const EntityDescription& entity = *request.entity;
   const auto& layout = layoutFor(entity);
-  SqlResolver resolver(entity, [&](const EntityDescription& e) -> const auto& {
-    return layoutFor(e).columnByName;
-  });
+  SqlResolver resolver(
+      entity, [&](const EntityDescription& e) -> const auto& { return layoutFor(e).columnByName; });
   std::vector<std::string> conditions;
   if (!(request.includesSubentities && !entity.parent())) {
     std::string names;
@@ -712,13 +726,13 @@ std::string PersistentStore::buildQuery(const FetchRequest& request,
   if (applyWindow && !countOnly) {
     for (const auto& sort : request.sortDescriptors) {
       auto column = resolver.resolve(sort.keyPath);
-      order += (order.empty() ? " ORDER BY " : ", ") + column.sql +
-               (sort.ascending ? " ASC" : " DESC");
+      order +=
+          (order.empty() ? " ORDER BY " : ", ") + column.sql + (sort.ascending ? " ASC" : " DESC");
     }
   }
   std::string sql = "SELECT ";
   sql += countOnly ? "count(*)" : idsOnly ? "t0._pk, t0._entity" : layout.selectList;
-  sql += " FROM " + quoted(entity.tableName()) + " t0" + resolver.joins();
+  sql += " FROM " + quoteName(entity.tableName()) + " t0" + resolver.joins();
   for (std::size_t i = 0; i < conditions.size(); ++i)
     sql += (i ? " AND " : " WHERE ") + conditions[i];
   sql += order;
@@ -778,8 +792,9 @@ std::vector<ObjectID> PersistentStore::batchDeleteExcept(const EntityDescription
     std::string names;
     for (const EntityDescription* e : entity.selfAndDescendants())
       names += (names.empty() ? "'" : ",'") + e->name() + "'";
-    std::string sql = "DELETE FROM " + quoted(entity.tableName()) + " WHERE _entity IN (" + names +
-                      ") AND (" + quoted(attribute) + " IS NULL OR " + quoted(attribute) +
+    std::string sql = "DELETE FROM " + quoteName(entity.tableName()) + " WHERE _entity IN (" +
+                      names + ") AND (" + quoteName(attribute) + " IS NULL OR " +
+                      quoteName(attribute) +
                       " NOT IN (SELECT value FROM json_each(?))) RETURNING _pk, _entity";
     sqlite3_stmt* stmt = statement(sql);
     {
@@ -788,7 +803,8 @@ std::vector<ObjectID> PersistentStore::batchDeleteExcept(const EntityDescription
       sqlite3_bind_text(stmt, 1, json.data(), static_cast<int>(json.size()), SQLITE_STATIC);
       int rc;
       while ((rc = sqlite3_step(stmt)) == SQLITE_ROW) {
-        auto found = entityByName_.find(reinterpret_cast<const char*>(sqlite3_column_text(stmt, 1)));
+        auto found =
+            entityByName_.find(reinterpret_cast<const char*>(sqlite3_column_text(stmt, 1)));
         deleted.push_back(ObjectID{found == entityByName_.end() ? &entity : found->second,
                                    sqlite3_column_int64(stmt, 0), false});
       }
@@ -806,11 +822,11 @@ std::vector<ObjectID> PersistentStore::batchDeleteExcept(const EntityDescription
           if (r.destination->rootEntity() != entity.rootEntity()) continue;
           std::string update;
           if (!r.toMany) {
-            update = "UPDATE " + quoted(e->tableName()) + " SET " + quoted(fkColumn(r.name)) +
-                     " = NULL WHERE " + quoted(fkColumn(r.name)) +
+            update = "UPDATE " + quoteName(e->tableName()) + " SET " + quoteName(fkColumn(r.name)) +
+                     " = NULL WHERE " + quoteName(fkColumn(r.name)) +
                      " IN (SELECT value FROM json_each(?))";
           } else if (!r.joinTable.empty()) {
-            update = "DELETE FROM " + quoted(r.joinTable) + " WHERE " +
+            update = "DELETE FROM " + quoteName(r.joinTable) + " WHERE " +
                      (r.joinSourceIsFirst ? "b" : "a") + " IN (SELECT value FROM json_each(?))";
           }
           if (update.empty() || !done.insert(update).second) continue;

@@ -84,8 +84,8 @@ class PersistentStore {
   // With applyWindow, sort/limit/offset run in SQL. idsOnly leaves values empty.
   // Throws PredicateError or StoreError.
   std::vector<ObjectSnapshot> query(const FetchRequest& request,
-                                    const std::vector<std::int64_t>& excludedKeys,
-                                    bool applyWindow, bool idsOnly);
+                                    const std::vector<std::int64_t>& excludedKeys, bool applyWindow,
+                                    bool idsOnly);
   std::size_t count(const FetchRequest& request, const std::vector<std::int64_t>& excludedKeys);
   // Deletes every row of the entity family whose attribute is not in `kept`; nullifies
   // references to them. Returns the deleted rows' identifiers. Throws StoreError.

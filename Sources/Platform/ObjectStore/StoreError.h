@@ -7,12 +7,12 @@
 namespace dm {
 
 enum class StoreErrorCode {
-  CannotOpen = 1,          // the file is not a database, is unreadable, or its directory is missing
-  IncompatibleModel = 2,   // the file's schema cannot be migrated to the model
-  SaveFailed = 3,          // a statement of the save failed; the transaction was rolled back
-  FetchFailed = 4,         // a query failed
-  InvalidModel = 5,        // a model text is malformed or inconsistent
-  ValidationFailed = 6,    // a required attribute is missing on save
+  CannotOpen = 1,         // the file is not a database, is unreadable, or its directory is missing
+  IncompatibleModel = 2,  // the file's schema cannot be migrated to the model
+  SaveFailed = 3,         // a statement of the save failed; the transaction was rolled back
+  FetchFailed = 4,        // a query failed
+  InvalidModel = 5,       // a model text is malformed or inconsistent
+  ValidationFailed = 6,   // a required attribute is missing on save
 };
 
 // Thrown by store and context operations. code() tells the kind; what() the detail.

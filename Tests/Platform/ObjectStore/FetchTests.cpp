@@ -1,0 +1,126 @@
+// Fetch requests against the file and the unsaved state of a context chain.
+#include <gtest/gtest.h>
+
+#include "Platform/ObjectStore/ManagedObjectContext.h"
+#include "Platform/ObjectStore/PersistentStore.h"
+#include "StoreTestSupport.h"
+
+namespace dm::test {
+namespace {
+
+std::vector<std::int64_t> ids(const std::vector<ManagedObject*>& objects) {
+  std::vector<std::int64_t> out;
+  for (auto* o : objects) out.push_back(o->valueForKey("entityID").asInt64());
+  return out;
+}
+
+// Samples 1..4; owners Ann (1), Bob (2), Cid (3); sample 4 has no owner.
+void fillOwnersAndSamples(StoreFixture& f) {
+  const char* names[] = {"Ann", "Bob", "Cid"};
+  for (int i = 0; i < 4; ++i) {
+    auto* s = f.root->insertNewObject("Sample");
+    s->setValueForKey("entityID", i + 1);
+    if (i < 3) {
+      auto* owner = f.root->insertNewObject("Owner");
+      owner->setValueForKey("name", names[i]);
+      s->setObjectForKey("owner", owner);
+    }
+  }
+  f.root->save();
+}
+
+TEST(FetchTest, KeyPathsThroughToOneFilterAndSortWithAndWithoutUnsavedChanges) {
+  TempDir dir;
+  StoreFixture f(dir);
+  fillOwnersAndSamples(f);
+  FetchRequest request(&f.entity("Sample"));
+  request.predicate = Predicate::parse("owner.name IN %@", {std::vector<Value>{"Ann", "Cid"}});
+  request.sortDescriptors = {{"owner.name", false}};
+  EXPECT_EQ(ids(f.root->executeFetchRequest(request)), (std::vector<std::int64_t>{3, 1}));
+
+  // Rename Bob without saving: the file still says Bob, the context must not.
+  FetchRequest owners(&f.entity("Owner"));
+  owners.predicate = Predicate::parse("name = 'Bob'");
+  auto bob = f.root->executeFetchRequest(owners);
+  ASSERT_EQ(bob.size(), 1u);
+  bob[0]->setValueForKey("name", "Abe");
+  request.predicate = Predicate::parse("owner.name BEGINSWITH 'A'");
+  request.sortDescriptors = {{"owner.name", true}};
+  EXPECT_EQ(ids(f.root->executeFetchRequest(request)), (std::vector<std::int64_t>{2, 1}));
+  EXPECT_EQ(f.root->countForFetchRequest(request), 2u);
+  request.fetchLimit = 1;
+  EXPECT_EQ(ids(f.root->executeFetchRequest(request)), (std::vector<std::int64_t>{2}));
+
+  // Comparing a to-one relationship with a stored object.
+  FetchRequest byOwner(&f.entity("Sample"));
+  byOwner.predicate = Predicate::parse("owner = %@", {static_cast<const ManagedObject*>(bob[0])});
+  EXPECT_EQ(ids(f.root->executeFetchRequest(byOwner)), (std::vector<std::int64_t>{2}));
+  byOwner.predicate = Predicate::parse("owner = nil");
+  EXPECT_EQ(ids(f.root->executeFetchRequest(byOwner)), (std::vector<std::int64_t>{4}));
+
+  for (const char* bad : {"owner.nosuch = 1", "tags.label = 'x'", "entityID.more = 1"}) {
+    FetchRequest r(&f.entity("Sample"));
+    r.predicate = Predicate::parse(bad);
+    EXPECT_THROW(f.root->executeFetchRequest(r), PredicateError) << bad;
+  }
+}
+
+TEST(FetchTest, ChildContextSeesAncestorsUnsavedStateAndItsOwn) {
+  TempDir dir;
+  StoreFixture f(dir);
+  fillOwnersAndSamples(f);
+  auto child = ManagedObjectContext::createChild(f.root, ConcurrencyType::MainQueue, "child");
+  FetchRequest samples(&f.entity("Sample"));
+  samples.sortDescriptors = {{"entityID", true}};
+  auto rootSamples = f.root->executeFetchRequest(samples);
+  f.root->deleteObject(rootSamples[0]);
+  f.root->insertNewObject("Sample")->setValueForKey("entityID", 10);
+  rootSamples[1]->setValueForKey("entityID", 20);
+
+  EXPECT_EQ(ids(child->executeFetchRequest(samples)), (std::vector<std::int64_t>{3, 4, 10, 20}));
+  samples.predicate = Predicate::parse("entityID >= 10");
+  EXPECT_EQ(child->countForFetchRequest(samples), 2u);
+
+  auto mine = child->executeFetchRequest(samples);
+  child->deleteObject(mine[0]);  // 10, inserted by the parent, not yet saved
+  EXPECT_EQ(ids(child->executeFetchRequest(samples)), (std::vector<std::int64_t>{20}));
+  EXPECT_EQ(f.root->countForFetchRequest(samples), 2u);  // the parent still has both
+  child->save();
+  EXPECT_EQ(ids(f.root->executeFetchRequest(samples)), (std::vector<std::int64_t>{20}));
+  f.root->save();
+  f.open();
+  samples.predicate.reset();
+  EXPECT_EQ(ids(f.root->executeFetchRequest(samples)), (std::vector<std::int64_t>{3, 4, 20}));
+}
+
+TEST(FetchTest, BatchesAndFaultRequestsLoadLazily) {
+  TempDir dir;
+  StoreFixture f(dir);
+  fillOwnersAndSamples(f);
+  f.open();
+  FetchRequest request(&f.entity("Sample"));
+  request.sortDescriptors = {{"entityID", true}};
+  request.fetchBatchSize = 2;
+  auto batched = f.root->executeFetchRequest(request);
+  ASSERT_EQ(batched.size(), 4u);
+  EXPECT_FALSE(batched[1]->isFault());
+  EXPECT_TRUE(batched[2]->isFault());
+  EXPECT_EQ(batched[3]->valueForKey("entityID").asInt64(), 4);
+  EXPECT_FALSE(batched[3]->isFault());
+
+  f.open();
+  request.fetchBatchSize = 0;
+  request.includesPropertyValues = false;
+  auto faults = f.root->executeFetchRequest(request);
+  ASSERT_EQ(faults.size(), 4u);
+  for (auto* o : faults) EXPECT_TRUE(o->isFault());
+  EXPECT_EQ(faults[0]->valueForKeyPath("owner.name").asString(), "Ann");
+
+  FetchRequest exact(&f.entity("Record"));
+  exact.includesSubentities = false;  // Record is abstract: nothing is exactly a Record
+  EXPECT_EQ(f.root->countForFetchRequest(exact), 0u);
+  EXPECT_EQ(f.root->countForFetchRequest(FetchRequest(&f.entity("Record"))), 7u);
+}
+
+}  // namespace
+}  // namespace dm::test
