@@ -86,6 +86,7 @@ std::optional<std::int64_t> identifier(const nlohmann::json& element) {
     if (u > static_cast<std::uint64_t>(INT64_MAX)) return std::nullopt;
     return static_cast<std::int64_t>(u);
   }
+  if (it->is_number_integer() && it->get<std::int64_t>() >= 0) return it->get<std::int64_t>();
   return std::nullopt;  // negative, fractional or not a number
 }
 

@@ -28,7 +28,7 @@ class SeedPackSource {
 
 // Packs that the host has put into a directory (the application's bundled resources).
 // Access succeeds when the directory holds the pack's archive.
-class DirectorySeedPackSource final : public SeedPackSource {
+class DirectorySeedPackSource : public SeedPackSource {
  public:
   explicit DirectorySeedPackSource(std::filesystem::path directory);
   void beginAccess(const std::string& tag, const std::string& languageCode,
