@@ -128,8 +128,9 @@ TEST(HandbookStorageTest, UnreadableStoreWithoutSeedFallsBackToMemory) {
   DiagnosticEvents::setShared(nullptr);
   EXPECT_TRUE(storage->isInMemory());
   EXPECT_FALSE(std::filesystem::exists(env.storeFile()));
-  ASSERT_EQ(events->events().size(), 1u);
-  const auto& event = events->events().front();
+  const auto recorded = events->events();
+  ASSERT_EQ(recorded.size(), 1u);
+  const auto& event = recorded.front();
   EXPECT_EQ(event.description, "HandbookStorage HandbookStorage.init()");
   EXPECT_EQ(event.parameters.size(), 5u);
   EXPECT_EQ(event.parameters.at("Is file exist"), "true");

@@ -177,14 +177,14 @@ std::vector<HandbookPostProductEntity*> HandbookAdapter::getPostProductEntities(
 
 template <typename T>
 T* HandbookAdapter::cachedLookup(Cache& cache, const char* entityName, std::int64_t id) {
-  if (auto entry = cache.get(id)) {
-    // The pointer is only touched once its context confirms it still owns it.
-    if (auto context = entry->context.lock()) {
-      if (context->objectRegisteredForID(entry->id) == entry->object && !entry->object->isFault())
-        return static_cast<T*>(entry->object);
-    }
-  }
   auto context = storage()->contextForCurrentThread();
+  if (auto entry = cache.get(id)) {
+    // A record is only handed out on its own context's thread, and only once that context
+    // confirms it still owns the object; a record of another thread's context is a miss.
+    if (entry->context.lock() == context &&
+        context->objectRegisteredForID(entry->id) == entry->object && !entry->object->isFault())
+      return static_cast<T*>(entry->object);
+  }
   auto found = downcast<T>(fetchEntity(entityName, idEquals(id), {}, 1, context));
   if (found.empty()) {
     cache.remove(id);

@@ -81,8 +81,8 @@ class HandbookAdapter {
       const std::shared_ptr<ManagedObjectContext>& context = {});
   std::vector<HandbookPostProductEntity*> getPostProductEntities(
       const std::vector<std::int64_t>& postProductIDs);
-  // Cached lookups: a cached record is returned unless it is a fault or its context is
-  // gone; otherwise it is fetched and cached.
+  // Cached lookups: a cached record is returned when it belongs to the calling thread's
+  // context and is not a fault; otherwise it is fetched there and cached.
   HandbookPostProductEntity* getPostProductEntity(std::int64_t postProductID);
   void setPostProductEntity(HandbookPostProductEntity* entity, std::int64_t key);
   HandbookPostExerciseEntity* getPostExerciseEntity(std::int64_t postExerciseID);
