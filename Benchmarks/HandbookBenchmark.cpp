@@ -1,0 +1,203 @@
+// Handbook workloads: an update of N product posts into an empty store, the same update
+// again over the stored posts, restoring a seed pack, and the posts of a category sorted by
+// id. Program protocol: Benchmarks/README.md.
+#include <chrono>
+#include <cmath>
+#include <cstdio>
+#include <cstdlib>
+#include <filesystem>
+#include <fstream>
+#include <functional>
+#include <map>
+#include <sstream>
+#include <string>
+
+#include <nlohmann/json.hpp>
+
+#include "Handbook/Adapter/HandbookAdapter.h"
+#include "Handbook/Entities/HandbookPostProductEntity.h"
+#include "Handbook/Entities/HandbookUpdateEntity.h"
+#include "Handbook/Storage/HandbookSeedBuilder.h"
+#include "Platform/Foundation/Logger.h"
+#include "Platform/Foundation/WorkQueue.h"
+
+namespace fs = std::filesystem;
+using Clock = std::chrono::steady_clock;
+
+namespace {
+
+struct Result {
+  std::size_t records = 0;
+  double seconds = 0;
+  std::string check;
+};
+
+std::string readAll(const fs::path& path) {
+  std::ifstream in(path, std::ios::binary);
+  if (!in) throw std::runtime_error("cannot read " + path.string());
+  std::ostringstream out;
+  out << in.rdbuf();
+  return out.str();
+}
+
+// The runner writes the payloads for handbook.update; the other workloads generate them here
+// with the same generator.
+fs::path payload(const fs::path& dir, std::size_t n, int version) {
+  fs::path file = dir / ("payload-v" + std::to_string(version) + ".json");
+  if (fs::exists(file)) return file;
+  fs::path generator = fs::path(__FILE__).parent_path() / "gen_handbook_payload.py";
+  std::string command = "python3 '" + generator.string() + "' " + std::to_string(n) +
+                        " --version " + std::to_string(version) + " -o '" + file.string() + "'";
+  if (std::system(command.c_str()) != 0)
+    throw std::runtime_error("cannot generate " + file.string());
+  return file;
+}
+
+// A storage of its own in `dir`: no built-in seed, the language counts as saved.
+dm::HandbookStorage::Options storageOptions(const fs::path& dir) {
+  auto settings = dm::SettingsStore::inMemory();
+  dm::SeedStorage::Options seedOptions;
+  seedOptions.settings = settings;
+  seedOptions.currentLocalization = "en";
+  seedOptions.packSource = std::make_shared<dm::DirectorySeedPackSource>(dir / "packs");
+  auto seed = dm::SeedStorage::create(seedOptions);
+  settings->setString(dm::SeedStorage::kAppVersionWithSavedHandbookKey, seed->currentVersion());
+  settings->setString(dm::SeedStorage::kLocalizationWithSavedHandbookKey, "en");
+  dm::HandbookStorage::Options options;
+  options.applicationSupportDirectory = dir / "support";
+  options.seedStorage = seed;
+  return options;
+}
+
+// Parses the payload, builds the batch and saves; returns the batch size.
+std::size_t applyUpdate(dm::HandbookAdapter& adapter, const std::string& text) {
+  auto dict = nlohmann::json::parse(text);
+  dm::HandbookUpdateEntity* batch = adapter.getHandbookUpdateEntityFromRequest(dict);
+  if (!batch) throw std::runtime_error("the payload gave no batch");
+  adapter.saveAndWait();
+  return dict["post_products"].size();
+}
+
+std::string caloriesCheck(dm::HandbookAdapter& adapter) {
+  auto storage = adapter.storage();
+  double sum = 0;
+  auto context = storage->managedObjectBackgroundForSavingContext();
+  dm::FetchRequest request(storage->entityNamed("HandbookPostProductEntity"));
+  for (auto* o : storage->fetch(request, context))
+    sum += static_cast<dm::HandbookPostProductEntity*>(o)->calories().value_or(0);
+  return std::to_string(std::llround(sum));
+}
+
+Result update(const fs::path& dir, std::size_t n) {
+  std::string v1 = readAll(payload(dir, n, 1));
+  dm::HandbookAdapter adapter(storageOptions(dir));
+  adapter.storage();
+  Result r;
+  auto start = Clock::now();
+  r.records = applyUpdate(adapter, v1);
+  r.seconds = std::chrono::duration<double>(Clock::now() - start).count();
+  r.check = caloriesCheck(adapter);
+  return r;
+}
+
+Result updateAgain(const fs::path& dir, std::size_t n) {
+  std::string v1 = readAll(payload(dir, n, 1));
+  std::string v2 = readAll(payload(dir, n, 2));
+  dm::HandbookAdapter adapter(storageOptions(dir));
+  applyUpdate(adapter, v1);
+  Result r;
+  auto start = Clock::now();
+  r.records = applyUpdate(adapter, v2);
+  r.seconds = std::chrono::duration<double>(Clock::now() - start).count();
+  r.check = caloriesCheck(adapter);
+  return r;
+}
+
+Result restoreSeed(const fs::path& dir, std::size_t n) {
+  auto dict = nlohmann::json::parse(readAll(payload(dir, n, 1)));
+  fs::path archive = dir / "Handbook_en.sqlite";
+  dm::buildHandbookSeedArchive(dict, "en", archive);
+  auto seed = storageOptions(dir).seedStorage;
+  fs::path store = dir / "restore" / "sqlData" / "Handbook.sqlite";
+  fs::create_directories(store.parent_path());
+  Result r;
+  auto start = Clock::now();
+  if (!seed->restoreSeed(archive, store, "en")) throw std::runtime_error("restore failed");
+  r.seconds = std::chrono::duration<double>(Clock::now() - start).count();
+  r.records = dict["post_products"].size();
+  r.check = std::to_string(r.records);
+  return r;
+}
+
+Result fetchCategory(const fs::path& dir, std::size_t n) {
+  dm::HandbookAdapter adapter(storageOptions(dir));
+  applyUpdate(adapter, readAll(payload(dir, n, 1)));
+  // The category holding the most posts.
+  std::map<std::int64_t, std::size_t> perCategory;
+  for (auto* p : adapter.getEntities(5, {})) ++perCategory[p->categoryID().value_or(0)];
+  std::int64_t category = 0;
+  std::size_t most = 0;
+  for (auto [id, count] : perCategory)
+    if (count > most) most = count, category = id;
+  adapter.storage()->managedObjectMainContext()->reset();
+  auto predicate = dm::Predicate::parse("categoryID = %@", {dm::Value(category)});
+  Result r;
+  auto start = Clock::now();
+  auto posts = adapter.getEntities(5, {"entityID"}, predicate);
+  double sum = 0;
+  for (auto* p : posts) sum += static_cast<double>(p->entityID().value_or(0));
+  r.seconds = std::chrono::duration<double>(Clock::now() - start).count();
+  r.records = posts.size();
+  r.check = std::to_string(static_cast<long long>(sum));
+  return r;
+}
+
+const std::map<std::string, std::function<Result(const fs::path&, std::size_t)>>& workloads() {
+  static const std::map<std::string, std::function<Result(const fs::path&, std::size_t)>> table = {
+      {"handbook.update", update},
+      {"handbook.update_again", updateAgain},
+      {"handbook.restore_seed", restoreSeed},
+      {"handbook.fetch_category", fetchCategory}};
+  return table;
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+  std::string workload, dataDir;
+  std::size_t records = 50000;
+  for (int i = 1; i < argc; ++i) {
+    std::string arg = argv[i];
+    if (arg == "--list") {
+      for (const auto& [name, _] : workloads()) std::printf("%s\n", name.c_str());
+      return 0;
+    }
+    if (i + 1 >= argc) break;
+    if (arg == "--workload")
+      workload = argv[++i];
+    else if (arg == "--records")
+      records = std::strtoull(argv[++i], nullptr, 10);
+    else if (arg == "--data-dir")
+      dataDir = argv[++i];
+  }
+  auto it = workloads().find(workload);
+  if (it == workloads().end() || dataDir.empty()) {
+    std::fprintf(stderr, "usage: %s --list | --workload NAME --records N --data-dir DIR\n",
+                 argv[0]);
+    return 2;
+  }
+  try {
+    dm::MainQueue::shared();
+    Result r = it->second(dataDir, records);
+    nlohmann::json line = {{"workload", workload},
+                           {"impl", "DataModel"},
+                           {"records", r.records},
+                           {"seconds", r.seconds},
+                           {"check", r.check}};
+    std::printf("%s\n", line.dump().c_str());
+    return 0;
+  } catch (const std::exception& error) {
+    std::fprintf(stderr, "%s: %s\n", workload.c_str(), error.what());
+    return 1;
+  }
+}

@@ -1,0 +1,287 @@
+// `dmctl handbook`: build a seed pack, apply an update, and read the handbook store of the
+// data root (tree, post, search, status).
+#include <unistd.h>
+
+#include <cstdio>
+#include <fstream>
+#include <sstream>
+
+#include "Handbook/Adapter/HandbookAdapter.h"
+#include "Handbook/Entities/HandbookCategoryEntity.h"
+#include "Handbook/Entities/HandbookFilterTagEntity.h"
+#include "Handbook/Entities/HandbookPostExerciseEntity.h"
+#include "Handbook/Entities/HandbookPostProductEntity.h"
+#include "Handbook/Entities/HandbookUpdateEntity.h"
+#include "Handbook/Seed/HandbookSeedSource.h"
+#include "Handbook/Seed/SeedSourceError.h"
+#include "Handbook/Storage/HandbookSeedBuilder.h"
+#include "Mapping/Enumerations/NutritionEnumerations.h"
+#include "Platform/Foundation/WorkQueue.h"
+#include "dmctl/Command.h"
+
+namespace dmctl {
+namespace {
+
+// The "handbook" command group; other handbook commands may have created it already.
+CLI::App* handbookCommand(CLI::App& app) {
+  auto existing = app.get_subcommands(
+      [](const CLI::App* command) { return command->get_name() == "handbook"; });
+  if (!existing.empty()) return const_cast<CLI::App*>(existing.front());
+  auto* command = app.add_subcommand("handbook", "Handbook store and seed jobs");
+  command->require_subcommand(1);
+  return command;
+}
+
+nlohmann::json readJsonFile(const std::string& path) {
+  std::ifstream in(path, std::ios::binary);
+  if (!in) throw CommandError("cannot read " + path);
+  try {
+    return nlohmann::json::parse(in);
+  } catch (const nlohmann::json::exception& error) {
+    throw CommandError(path + ": " + error.what());
+  }
+}
+
+void print(const GlobalOptions& global, const nlohmann::json& value, const std::string& text) {
+  if (global.json)
+    std::printf("%s\n", value.dump().c_str());
+  else
+    std::printf("%s", text.c_str());
+}
+
+// The adapter of the data root, on this thread as the main thread.
+dm::HandbookAdapter& openAdapter(const GlobalOptions& global) {
+  applyGlobalOptions(global);
+  dm::MainQueue::shared().adoptCurrentThread();
+  return dm::HandbookAdapter::shared();
+}
+
+nlohmann::json itemJson(const dm::HandbookItemEntity* item) {
+  nlohmann::json out = {{"id", item->entityID().value_or(0)},
+                        {"title", item->title()},
+                        {"kind", item->entity().name()},
+                        {"status", item->statusString()}};
+  return out;
+}
+
+// ---- build-seed ----
+
+struct BuildSeedOptions {
+  std::string language = "en";
+  std::string sourceDir;
+  std::string outFile;
+  std::size_t limit = 0;
+};
+
+void buildSeed(const GlobalOptions& global, const BuildSeedOptions& options) {
+  nlohmann::json dictionary;
+  try {
+    auto source = dm::HandbookSeedSource::load(options.sourceDir);
+    dm::HandbookSeedOptions seedOptions;
+    seedOptions.language = options.language;
+    seedOptions.limit = options.limit;
+    dictionary = source.updateDictionary(seedOptions);
+  } catch (const dm::SeedSourceError& error) {
+    throw CommandError(error.what());
+  } catch (const std::invalid_argument& error) {
+    throw CommandError(error.what());
+  }
+  const bool bar = !global.json && isatty(STDERR_FILENO);
+  auto progress = [bar](const std::string& phase, double fraction) {
+    if (!bar) return;
+    int filled = static_cast<int>(fraction * 30);
+    std::fprintf(stderr, "\r%-8s [%-30s] %3d%%", phase.c_str(), std::string(filled, '#').c_str(),
+                 static_cast<int>(fraction * 100));
+    if (fraction >= 1) std::fprintf(stderr, "\n");
+  };
+  dm::HandbookSeedBuildResult result;
+  try {
+    result = dm::buildHandbookSeedArchive(dictionary, options.language, options.outFile, progress);
+  } catch (const std::exception& error) {
+    throw CommandError(std::string("build-seed: ") + error.what());
+  }
+  std::ostringstream text;
+  text << options.outFile << ": " << result.records << " records, store " << result.storeBytes
+       << " bytes\n";
+  print(global,
+        {{"file", options.outFile}, {"records", result.records}, {"storeBytes", result.storeBytes}},
+        text.str());
+}
+
+// ---- tree ----
+
+void printTree(dm::HandbookCategoryEntity* category, int depth, nlohmann::json& out,
+               std::ostringstream& text) {
+  nlohmann::json node = itemJson(category);
+  node["posts"] = dm::HandbookPostEntity::postsCountForCategory(category);
+  text << std::string(depth * 2, ' ') << category->entityID().value_or(0) << " "
+       << category->title() << " (" << node["posts"].get<std::size_t>() << " posts)\n";
+  node["subcategories"] = nlohmann::json::array();
+  if (depth < 16)
+    for (auto* sub : category->subcategories())
+      printTree(sub, depth + 1, node["subcategories"], text);
+  out.push_back(std::move(node));
+}
+
+void tree(const GlobalOptions& global) {
+  openAdapter(global);
+  nlohmann::json out = nlohmann::json::array();
+  std::ostringstream text;
+  for (auto* root : dm::HandbookCategoryEntity::subcategoriesForCategory(nullptr))
+    printTree(root, 0, out, text);
+  print(global, out, text.str());
+}
+
+// ---- post ----
+
+void post(const GlobalOptions& global, std::int64_t id) {
+  auto& adapter = openAdapter(global);
+  dm::HandbookPostEntity* found = adapter.getPostEntity(id, 0);
+  if (!found) throw CommandError("no post with id " + std::to_string(id));
+  nlohmann::json out = itemJson(found);
+  out["categoryID"] = found->categoryID().value_or(0);
+  out["postType"] = static_cast<int>(found->postType());
+  out["description"] = found->trimmedDesc();
+  std::ostringstream text;
+  text << found->entityID().value_or(0) << " " << found->title() << " [" << found->entity().name()
+       << "]\n";
+  if (auto* product = dynamic_cast<dm::HandbookPostProductEntity*>(found)) {
+    for (int type = 0; type < dm::HandbookPostProductEntity::kNutritionTypeCount; ++type)
+      if (auto v = product->nutritionValueForType(type))
+        out["nutrients"][dm::TitleForNutritionType(type)] = *v;
+    for (const auto& ingredient : product->ingredients())
+      out["ingredients"].push_back(
+          {{"postProductId", ingredient.postProductId}, {"weight", ingredient.weight}});
+    out["receipt"] = product->receiptStrings();
+  }
+  if (auto* exercise = dynamic_cast<dm::HandbookPostExerciseEntity*>(found)) {
+    out["orders"] = exercise->orders();
+    for (auto* tag : exercise->tags()) out["tags"].push_back(tag->title());
+  }
+  if (!found->trimmedDesc().empty()) text << found->trimmedDesc() << "\n";
+  for (auto it = out.begin(); it != out.end(); ++it)
+    if (it.value().is_structured()) text << it.key() << ": " << it.value().dump() << "\n";
+  print(global, out, text.str());
+}
+
+// ---- search ----
+
+void search(const GlobalOptions& global, const std::string& needle) {
+  auto& adapter = openAdapter(global);
+  auto posts = adapter.getEntities(
+      0, {"entityID"}, dm::Predicate::parse("title CONTAINS[cd] %@", {dm::Value(needle)}));
+  nlohmann::json out = nlohmann::json::array();
+  std::ostringstream text;
+  for (auto* p : posts) {
+    out.push_back(itemJson(p));
+    text << p->entityID().value_or(0) << " " << p->title() << " [" << p->entity().name() << "]\n";
+  }
+  print(global, out, text.str());
+}
+
+// ---- apply-update ----
+
+void applyUpdate(const GlobalOptions& global, const std::string& file) {
+  nlohmann::json dict = readJsonFile(file);
+  auto& adapter = openAdapter(global);
+  dm::HandbookUpdateEntity* batch = adapter.getHandbookUpdateEntityFromRequest(dict);
+  nlohmann::json out = {{"applied", batch != nullptr}};
+  std::string text = "not modified: nothing applied\n";
+  if (batch) {
+    adapter.storage()->performOnSavingContextAndWait([&](dm::ManagedObjectContext&) {
+      out["records"] = batch->allItems().size();
+      out["version"] = batch->version();
+    });
+    adapter.saveAndWait();
+    text = "applied " + out["records"].dump() + " records (version " +
+           out["version"].get<std::string>() + ")\n";
+  }
+  print(global, out, text);
+}
+
+// ---- status ----
+
+void status(const GlobalOptions& global) {
+  auto& adapter = openAdapter(global);
+  auto storage = adapter.storage();
+  auto seed = storage->seedStorage();
+  nlohmann::json out = {
+      {"store", storage->storeFile().string()},
+      {"inMemory", storage->isInMemory()},
+      {"language", seed->currentLocalization()},
+      {"savedLanguage", seed->settings()
+                            ->stringForKey(dm::SeedStorage::kLocalizationWithSavedHandbookKey)
+                            .value_or("")},
+      {"savedVersion", seed->settings()
+                           ->stringForKey(dm::SeedStorage::kAppVersionWithSavedHandbookKey)
+                           .value_or("")},
+      {"needsRestore", seed->needsRestore()},
+  };
+  for (const char* kind :
+       {"HandbookCategoryEntity", "HandbookFilterTagEntity", "HandbookPostArticleEntity",
+        "HandbookPostExerciseEntity", "HandbookPostFaqEntity", "HandbookPostPharmacyEntity",
+        "HandbookPostProductEntity", "HandbookPostSportFoodEntity"}) {
+    dm::FetchRequest request(storage->entityNamed(kind));
+    out["counts"][kind] = storage->count(request);
+  }
+  if (auto* last = adapter.getLastUpdateEntity())
+    out["lastUpdate"] = {{"version", last->version()},
+                         {"status", last->statusString()},
+                         {"date", last->date().timeIntervalSince1970}};
+  std::ostringstream text;
+  text << "store: " << out["store"].get<std::string>()
+       << (storage->isInMemory() ? " (in memory)" : "")
+       << "\nlanguage: " << out["language"].get<std::string>() << " (saved "
+       << out["savedLanguage"].get<std::string>() << ", version "
+       << out["savedVersion"].get<std::string>() << ")\n";
+  for (auto it = out["counts"].begin(); it != out["counts"].end(); ++it)
+    text << it.key() << ": " << it.value() << "\n";
+  if (out.contains("lastUpdate")) text << "last update: " << out["lastUpdate"].dump() << "\n";
+  print(global, out, text.str());
+}
+
+void setup(CLI::App& app, const GlobalOptions& global) {
+  auto* group = handbookCommand(app);
+
+  auto build = std::make_shared<BuildSeedOptions>();
+  auto* buildCommand = group->add_subcommand(
+      "build-seed", "Build a seed pack (a ZIP holding Handbook.sqlite) from the seed sources");
+  buildCommand->add_option("--lang", build->language, "Language code")->capture_default_str();
+  buildCommand->add_option("--source", build->sourceDir, "Seed source directory")
+      ->required()
+      ->check(CLI::ExistingDirectory);
+  buildCommand->add_option("--out", build->outFile, "Output archive")->required();
+  buildCommand->add_option("--limit", build->limit, "Only the first N exercises and foods (0: all)")
+      ->capture_default_str();
+  buildCommand->callback([&global, build] {
+    applyGlobalOptions(global);
+    buildSeed(global, *build);
+  });
+
+  group->add_subcommand("tree", "Print the category tree with post counts")->callback([&global] {
+    tree(global);
+  });
+
+  auto postId = std::make_shared<std::int64_t>(0);
+  auto* postCommand = group->add_subcommand("post", "Print one post");
+  postCommand->add_option("ID", *postId, "Post id")->required();
+  postCommand->callback([&global, postId] { post(global, *postId); });
+
+  auto needle = std::make_shared<std::string>();
+  auto* searchCommand = group->add_subcommand("search", "Find posts whose title contains TEXT");
+  searchCommand->add_option("TEXT", *needle, "Text to look for")->required();
+  searchCommand->callback([&global, needle] { search(global, *needle); });
+
+  auto file = std::make_shared<std::string>();
+  auto* applyCommand = group->add_subcommand("apply-update", "Apply a server update dictionary");
+  applyCommand->add_option("FILE", *file, "Update JSON file")->required()->check(CLI::ExistingFile);
+  applyCommand->callback([&global, file] { applyUpdate(global, *file); });
+
+  group->add_subcommand("status", "Print the store, its language and record counts")
+      ->callback([&global] { status(global); });
+}
+
+const CommandRegistration registration("handbook", &setup);
+
+}  // namespace
+}  // namespace dmctl
