@@ -9,6 +9,7 @@
 #include <mutex>
 #include <optional>
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include <nlohmann/json.hpp>
@@ -30,6 +31,9 @@ class HandbookPostPharmacyEntity;
 class HandbookPostSportFoodEntity;
 class HandbookUpdateEntity;
 class DietHandbookRelation;
+namespace handbook_dict {
+class Node;
+}
 
 // Threads: every method may be called from any thread. Queries run synchronously on the
 // context for the calling thread (the main context on the main thread, the thread's own
@@ -117,6 +121,15 @@ class HandbookAdapter {
                                           std::function<void(HandbookUpdateEntity*)> completion);
   // The same, synchronously.
   HandbookUpdateEntity* getHandbookUpdateEntityFromRequest(const nlohmann::json& dict);
+  // The same from the server's response text, read without building a tree (the faster way
+  // for large updates): the text is parsed on the calling thread, the records are built on
+  // the saving context, which owns them. Text that is not JSON gives nullptr and a logged
+  // warning; the caller saves.
+  HandbookUpdateEntity* getHandbookUpdateEntityFromPayload(std::string_view payload);
+  // The same asynchronously: parsed and built on the saving queue, `completion` gets the
+  // batch (or nullptr) on the main queue.
+  void getHandbookUpdateEntityFromPayload(std::string payload,
+                                          std::function<void(HandbookUpdateEntity*)> completion);
   // A save job on the saving queue, then `completion` (on the saving queue).
   void save(std::function<void()> completion);
   void saveAndWait();
@@ -144,7 +157,11 @@ class HandbookAdapter {
       const std::vector<SortDescriptor>& sort = {}, std::size_t limit = 0,
       const std::shared_ptr<ManagedObjectContext>& context = {});
   std::size_t countEntity(const std::string& entityName, const Predicate& predicate);
-  HandbookUpdateEntity* buildUpdateBatch(ManagedObjectContext& context, const nlohmann::json& dict);
+  HandbookUpdateEntity* buildUpdateBatch(ManagedObjectContext& context,
+                                         const handbook_dict::Node& dict);
+  // buildUpdateBatch with its failures logged and reported as nullptr.
+  HandbookUpdateEntity* buildUpdateBatchLogged(ManagedObjectContext& context,
+                                               const handbook_dict::Node& dict);
 
   const HandbookStorage::Options storageOptions_;
   std::mutex storageMutex_;

@@ -15,7 +15,7 @@ const ManagedObjectClassRegistration<HandbookCategoryEntity> kRegistration(
     HandbookCategoryEntity::kEntityName);
 }
 
-void HandbookCategoryEntity::fillFields(const nlohmann::json& dict) {
+void HandbookCategoryEntity::fillFields(const handbook_dict::Dictionary& dict) {
   HandbookItemEntity::fillFields(dict);
   setValueAt(kParentIDIndex, handbook_dict::unsignedNumber(dict, "parent_id"));
   setValueAt(kPostTypeStringIndex, handbook_dict::text(dict, "post_type"));

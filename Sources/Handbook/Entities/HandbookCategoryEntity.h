@@ -45,7 +45,7 @@ class HandbookCategoryEntity : public HandbookItemEntity {
  protected:
   static constexpr std::size_t kParentIDIndex = kFirstKindIndex;
   static constexpr std::size_t kPostTypeStringIndex = kFirstKindIndex + 1;
-  void fillFields(const nlohmann::json& dict) override;
+  void fillFields(const handbook_dict::Dictionary& dict) override;
 
  private:
   mutable std::optional<std::vector<HandbookCategoryEntity*>> subcategories_;

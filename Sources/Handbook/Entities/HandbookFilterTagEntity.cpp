@@ -16,7 +16,7 @@ const ManagedObjectClassRegistration<HandbookFilterTagEntity> kRegistration(
     HandbookFilterTagEntity::kEntityName);
 }
 
-void HandbookFilterTagEntity::fillFields(const nlohmann::json& dict) {
+void HandbookFilterTagEntity::fillFields(const handbook_dict::Dictionary& dict) {
   HandbookItemEntity::fillFields(dict);
   setValueAt(kTypeStringIndex, handbook_dict::text(dict, "type"));
 }

@@ -30,7 +30,7 @@ class HandbookFilterTagEntity : public HandbookItemEntity {
 
  protected:
   static constexpr std::size_t kTypeStringIndex = kFirstKindIndex;
-  void fillFields(const nlohmann::json& dict) override;
+  void fillFields(const handbook_dict::Dictionary& dict) override;
 };
 
 }  // namespace dm

@@ -53,11 +53,15 @@ std::optional<Date> HandbookItemEntity::updatedAt() const {
 }
 
 void HandbookItemEntity::fill(const nlohmann::json& dict) {
+  fillFrom(handbook_dict::Dictionary(dict));
+}
+
+void HandbookItemEntity::fillFrom(const handbook_dict::Dictionary& dict) {
   fillFields(dict);
   applyKindStep();
 }
 
-void HandbookItemEntity::fillFields(const nlohmann::json& dict) {
+void HandbookItemEntity::fillFields(const handbook_dict::Dictionary& dict) {
   using namespace handbook_dict;
   setValueAt(kEntityIDIndex, unsignedNumber(dict, "id"));
   setValueAt(kCreatedAtIndex, date(dict, "created_at"));

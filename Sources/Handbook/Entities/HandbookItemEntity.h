@@ -17,6 +17,10 @@
 
 namespace dm {
 
+namespace handbook_dict {
+class Dictionary;
+}
+
 // Threads and ownership as ManagedObject: use a record only on its context's queue; the
 // context owns it. Addresses are URL texts; "" means none.
 class HandbookItemEntity : public ManagedObject {
@@ -58,6 +62,8 @@ class HandbookItemEntity : public ManagedObject {
   // The layered fill: item fields, then the kind's fields, then the kind step that sets
   // isNeedsCache. Context queue only.
   void fill(const nlohmann::json& dict);
+  // The same from either form of dictionary (see HandbookDictionaryValues.h).
+  void fillFrom(const handbook_dict::Dictionary& dict);
 
   // --- Derived values ---
   bool isCategory() const;
@@ -96,7 +102,7 @@ class HandbookItemEntity : public ManagedObject {
   static constexpr std::size_t kFirstKindIndex = 11;
 
   // The kind's own fields; overrides call their parent's first.
-  virtual void fillFields(const nlohmann::json& dict);
+  virtual void fillFields(const handbook_dict::Dictionary& dict);
   // Sets isNeedsCache; every kind but the food product pre-caches its images.
   virtual void applyKindStep() { setIsNeedsCache(true); }
 

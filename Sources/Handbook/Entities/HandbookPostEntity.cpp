@@ -24,7 +24,7 @@ const ManagedObjectClassRegistration<HandbookPostSportFoodEntity> kSportFood(
     HandbookPostSportFoodEntity::kEntityName);
 }  // namespace
 
-void HandbookPostEntity::fillFields(const nlohmann::json& dict) {
+void HandbookPostEntity::fillFields(const handbook_dict::Dictionary& dict) {
   using namespace handbook_dict;
   HandbookItemEntity::fillFields(dict);
   setValueAt(kCategoryIDIndex, unsignedNumber(dict, "category_id"));

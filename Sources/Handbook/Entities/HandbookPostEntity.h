@@ -54,7 +54,7 @@ class HandbookPostEntity : public HandbookItemEntity {
   static constexpr std::size_t kWarningHtmlIndex = kFirstKindIndex + 3;
   static constexpr std::size_t kDescHtmlIndex = kFirstKindIndex + 4;
   static constexpr std::size_t kFirstPostKindIndex = kFirstKindIndex + 5;
-  void fillFields(const nlohmann::json& dict) override;
+  void fillFields(const handbook_dict::Dictionary& dict) override;
 };
 
 class HandbookPostArticleEntity : public HandbookPostEntity {

@@ -53,7 +53,7 @@ TagOrder compareTags(const HandbookFilterTagEntity* a, const HandbookFilterTagEn
 }
 }  // namespace
 
-void HandbookPostExerciseEntity::fillFields(const nlohmann::json& dict) {
+void HandbookPostExerciseEntity::fillFields(const handbook_dict::Dictionary& dict) {
   using namespace handbook_dict;
   HandbookPostEntity::fillFields(dict);
   setValueAt(kExecutionOrderIndex, keyedArchive(dict, "execution_order", false));

@@ -80,7 +80,7 @@ class HandbookPostExerciseEntity : public HandbookPostEntity {
   static constexpr std::size_t kDarkPreviewVideoIndex = kFirstPostKindIndex + 9;
   static constexpr std::size_t kDarkWatchVideoIndex = kFirstPostKindIndex + 10;
   static constexpr std::size_t kVideoInstructionIndex = kFirstPostKindIndex + 11;
-  void fillFields(const nlohmann::json& dict) override;
+  void fillFields(const handbook_dict::Dictionary& dict) override;
 
  private:
   Blob blobAt(std::size_t index) const;

@@ -59,7 +59,7 @@ constexpr const char* kNumberKeys[] = {
 static_assert(std::size(kNumberKeys) == 31);
 }  // namespace
 
-void HandbookPostProductEntity::fillFields(const nlohmann::json& dict) {
+void HandbookPostProductEntity::fillFields(const handbook_dict::Dictionary& dict) {
   HandbookPostEntity::fillFields(dict);
   for (std::size_t i = 0; i < std::size(kNumberKeys); ++i)
     setValueAt(kFirstPostKindIndex + i, handbook_dict::doubleNumber(dict, kNumberKeys[i]));

@@ -105,7 +105,7 @@ class HandbookPostProductEntity : public HandbookPostEntity {
   static constexpr std::size_t kReceiptIndex = kFirstPostKindIndex + 31;
   static constexpr std::size_t kIngredientsDataIndex = kFirstPostKindIndex + 32;
   static constexpr std::size_t kHandbooksForIngredientsRelationship = 0;
-  void fillFields(const nlohmann::json& dict) override;
+  void fillFields(const handbook_dict::Dictionary& dict) override;
   // Food products are never pre-cached.
   void applyKindStep() override { setIsNeedsCache(false); }
 };
