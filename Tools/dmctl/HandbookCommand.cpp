@@ -2,9 +2,12 @@
 // data root (tree, post, search, status).
 #include <unistd.h>
 
+#include <cmath>
 #include <cstdio>
 #include <fstream>
 #include <sstream>
+#include <utility>
+#include <vector>
 
 #include "Handbook/Adapter/HandbookAdapter.h"
 #include "Handbook/Entities/HandbookCategoryEntity.h"
@@ -71,6 +74,7 @@ struct BuildSeedOptions {
   std::string sourceDir;
   std::string outFile;
   std::size_t limit = 0;
+  std::string imageBase = dm::kSeedExerciseImageBaseURL;
 };
 
 void buildSeed(const GlobalOptions& global, const BuildSeedOptions& options) {
@@ -80,6 +84,7 @@ void buildSeed(const GlobalOptions& global, const BuildSeedOptions& options) {
     dm::HandbookSeedOptions seedOptions;
     seedOptions.language = options.language;
     seedOptions.limit = options.limit;
+    seedOptions.exerciseImageBaseURL = options.imageBase;
     dictionary = source.updateDictionary(seedOptions);
   } catch (const dm::SeedSourceError& error) {
     throw CommandError(error.what());
@@ -134,6 +139,85 @@ void tree(const GlobalOptions& global) {
 
 // ---- post ----
 
+// Images of any post, then videos and tags of an exercise. A missing address is JSON null
+// and "none" in text.
+void describeMedia(const dm::HandbookPostEntity& post, nlohmann::json& out,
+                   std::ostringstream& text) {
+  std::vector<std::pair<const char*, std::string>> media = {
+      {"photoURL", post.photoURL()},
+      {"thumbnailPhoto", post.thumbnailPhoto()},
+      {"backgroundPhotoURL", post.backgroundPhotoURL()},
+      {"thumbnailBackgroundPhoto", post.thumbnailBackgroundPhoto()}};
+  auto* exercise = dynamic_cast<const dm::HandbookPostExerciseEntity*>(&post);
+  if (exercise) {
+    media.emplace_back("videoURL", exercise->videoURL());
+    media.emplace_back("previewVideoURL", exercise->previewVideoURL());
+  }
+  for (const auto& [key, url] : media) {
+    out[key] = url.empty() ? nlohmann::json(nullptr) : nlohmann::json(url);
+    text << key << ": " << (url.empty() ? "none" : url) << "\n";
+  }
+  if (!exercise) return;
+
+  out["tags"] = nlohmann::json::array();
+  std::string tags;
+  for (auto* tag : exercise->tags()) {
+    auto type = dm::HandbookFilterTagEntity::typeStringFromType(static_cast<int>(tag->type()));
+    out["tags"].push_back(
+        {{"id", tag->entityID().value_or(0)}, {"title", tag->title()}, {"type", type}});
+    tags += (tags.empty() ? "" : ", ") + tag->title() + " (" + type + ")";
+  }
+  text << "tags: " << (tags.empty() ? "none" : tags) << "\n";
+  out["orders"] = exercise->orders();
+  if (!exercise->orders().empty()) text << "steps:\n";
+  for (std::size_t i = 0; i < exercise->orders().size(); ++i) {
+    const auto& step = exercise->orders()[i];
+    text << "  " << i + 1 << ". " << (step.is_string() ? step.get<std::string>() : step.dump())
+         << "\n";
+  }
+}
+
+// Nutrients, the four indexes with their grades, ingredients and recipe of a product.
+void describeProduct(const dm::HandbookPostProductEntity& product, nlohmann::json& out,
+                     std::ostringstream& text) {
+  out["nutrients"] = nlohmann::json::object();
+  text << "nutrients per " << product.calculatedWeight() << ":\n";
+  for (int type = 0; type < dm::HandbookPostProductEntity::kNutritionTypeCount; ++type) {
+    auto value = product.nutritionValueForType(type);
+    if (!value) continue;
+    auto title = product.nutritionTitleForType(type);
+    out["nutrients"][title] = *value;
+    text << "  " << title << ": " << nlohmann::json(*value).dump() << "\n";
+  }
+  out["indexes"] = nlohmann::json::array();
+  text << "indexes:\n";
+  for (int type = 0; type < dm::HandbookPostProductEntity::kIndexTypeCount; ++type) {
+    auto value = product.indexValueForType(type);
+    // Without a value the string form would read "0", which is a value; show none instead.
+    nlohmann::json index = {
+        {"type", type},
+        {"title", product.indexTitleForType(type)},
+        {"value", value ? nlohmann::json(*value) : nlohmann::json(nullptr)},
+        {"stringValue",
+         value ? nlohmann::json(product.indexStringValueForType(type)) : nlohmann::json(nullptr)},
+        // The float widened to double would print as 0.5895500183105469.
+        {"percent", std::round(product.indexPercent(type) * 1e4) / 1e4},
+        {"status", product.indexStatus(type)}};
+    text << "  " << index["title"].get<std::string>() << ": "
+         << (value ? index["stringValue"].get<std::string>() : std::string("none"));
+    if (value) text << " (grade " << index["status"].get<int>() << ")";
+    text << "\n";
+    out["indexes"].push_back(std::move(index));
+  }
+  out["ingredients"] = nlohmann::json::array();
+  for (const auto& ingredient : product.ingredients())
+    out["ingredients"].push_back(
+        {{"postProductId", ingredient.postProductId}, {"weight", ingredient.weight}});
+  if (!out["ingredients"].empty()) text << "ingredients: " << out["ingredients"].dump() << "\n";
+  out["receipt"] = product.receiptStrings();
+  if (!out["receipt"].empty()) text << "receipt: " << out["receipt"].dump() << "\n";
+}
+
 void post(const GlobalOptions& global, std::int64_t id) {
   auto& adapter = openAdapter(global);
   dm::HandbookPostEntity* found = adapter.getPostEntity(id, 0);
@@ -145,22 +229,10 @@ void post(const GlobalOptions& global, std::int64_t id) {
   std::ostringstream text;
   text << found->entityID().value_or(0) << " " << found->title() << " [" << found->entity().name()
        << "]\n";
-  if (auto* product = dynamic_cast<dm::HandbookPostProductEntity*>(found)) {
-    for (int type = 0; type < dm::HandbookPostProductEntity::kNutritionTypeCount; ++type)
-      if (auto v = product->nutritionValueForType(type))
-        out["nutrients"][dm::TitleForNutritionType(type)] = *v;
-    for (const auto& ingredient : product->ingredients())
-      out["ingredients"].push_back(
-          {{"postProductId", ingredient.postProductId}, {"weight", ingredient.weight}});
-    out["receipt"] = product->receiptStrings();
-  }
-  if (auto* exercise = dynamic_cast<dm::HandbookPostExerciseEntity*>(found)) {
-    out["orders"] = exercise->orders();
-    for (auto* tag : exercise->tags()) out["tags"].push_back(tag->title());
-  }
   if (!found->trimmedDesc().empty()) text << found->trimmedDesc() << "\n";
-  for (auto it = out.begin(); it != out.end(); ++it)
-    if (it.value().is_structured()) text << it.key() << ": " << it.value().dump() << "\n";
+  describeMedia(*found, out, text);
+  if (auto* product = dynamic_cast<dm::HandbookPostProductEntity*>(found))
+    describeProduct(*product, out, text);
   print(global, out, text.str());
 }
 
@@ -252,6 +324,10 @@ void setup(CLI::App& app, const GlobalOptions& global) {
       ->check(CLI::ExistingDirectory);
   buildCommand->add_option("--out", build->outFile, "Output archive")->required();
   buildCommand->add_option("--limit", build->limit, "Only the first N exercises and foods (0: all)")
+      ->capture_default_str();
+  buildCommand
+      ->add_option("--image-base", build->imageBase,
+                   "Base URL the exercise image paths are appended to")
       ->capture_default_str();
   buildCommand->callback([&global, build] {
     applyGlobalOptions(global);

@@ -13,6 +13,7 @@
 #include <tuple>
 #include <utility>
 
+#include "Handbook/Entities/HandbookMedia.h"
 #include "Handbook/Seed/HandbookSeedTexts.h"
 #include "Handbook/Seed/SeedExerciseClassification.h"
 #include "Handbook/Seed/SeedSourceError.h"
@@ -83,6 +84,44 @@ void checkLanguage(const std::string& language) {
   if (!valid) throw std::invalid_argument("invalid language code \"" + language + "\"");
 }
 
+// The base with exactly one final "/", or invalid_argument when it cannot prefix an image
+// path: not http(s), no host, a query or fragment, or characters a URL may not hold.
+std::string imageBase(const std::string& base) {
+  auto fail = [&] { throw std::invalid_argument("invalid image base URL \"" + base + "\""); };
+  std::string_view rest = base;
+  if (rest.rfind("https://", 0) == 0) {
+    rest.remove_prefix(8);
+  } else if (rest.rfind("http://", 0) == 0) {
+    rest.remove_prefix(7);
+  } else {
+    fail();
+  }
+  if (rest.empty() || rest.front() == '/' || rest.find_first_of("?#") != std::string_view::npos ||
+      !handbook_url::isValidURL(base)) {
+    fail();
+  }
+  return base.back() == '/' ? base : base + "/";
+}
+
+// `path` with every byte other than an unreserved character or "/" percent-encoded, so the
+// address stays well-formed whatever the dataset names its files.
+std::string encodedPath(std::string_view path) {
+  static constexpr char kHex[] = "0123456789ABCDEF";
+  std::string out;
+  for (char c : path) {
+    auto byte = static_cast<unsigned char>(c);
+    if ((c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z') || (c >= '0' && c <= '9') || c == '-' ||
+        c == '.' || c == '_' || c == '~' || c == '/') {
+      out += c;
+    } else {
+      out += '%';
+      out += kHex[byte >> 4];
+      out += kHex[byte & 0xF];
+    }
+  }
+  return out;
+}
+
 std::string escapeHtml(std::string_view text) {
   std::string out;
   out.reserve(text.size());
@@ -127,7 +166,10 @@ class DictionaryBuilder {
  public:
   explicit DictionaryBuilder(const HandbookSeedOptions& options)
       : language_(options.language),
-        marker_(options.language == "en" ? "" : "[" + options.language + "] ") {}
+        marker_(options.language == "en" ? "" : "[" + options.language + "] "),
+        imageBase_(imageBase(options.exerciseImageBaseURL)) {}
+
+  std::string imageURL(std::string_view path) const { return imageBase_ + encodedPath(path); }
 
   std::string shown(std::string_view text) const { return marker_ + std::string(text); }
 
@@ -181,6 +223,7 @@ class DictionaryBuilder {
  private:
   std::string language_;
   std::string marker_;
+  std::string imageBase_;
 };
 
 std::string exerciseDescription(const SeedExercise& exercise) {
@@ -414,6 +457,11 @@ json HandbookSeedSource::updateDictionary(const HandbookSeedOptions& options) co
           (alternativeIds.empty() ? "" : ",") + std::to_string(kSeedExerciseIdBase + 1 + other);
     }
     record["alternative_ids"] = alternativeIds;
+    // Start position as the post's photo, end position as its background.
+    if (!exercise.images.empty()) record["photo"] = builder.imageURL(exercise.images[0]);
+    if (exercise.images.size() > 1) {
+      record["background_photo"] = builder.imageURL(exercise.images[1]);
+    }
     exercisePosts.push_back(std::move(record));
   }
 

@@ -41,6 +41,13 @@ inline constexpr std::uint64_t kSeedProductIdBase = 50000;   // up to 49999 prod
 // exercise type.
 inline constexpr std::size_t kSeedAlternativesPerSide = 3;
 
+// Where the exercise dataset's images are published: its repository's image folder, served
+// as raw files. An exercise's image path ("Slug/0.jpg") is appended to it. The dataset's
+// own files name no image host, so this default can be replaced through
+// HandbookSeedOptions::exerciseImageBaseURL (e.g. a mirror on the application's media host).
+inline constexpr const char* kSeedExerciseImageBaseURL =
+    "https://raw.githubusercontent.com/yuhonas/free-exercise-db/main/exercises/";
+
 struct HandbookSeedOptions {
   // "en" gives the English handbook. Any other code (letters, digits, "-" or "_", at most
   // 16) gives TEST DATA for that language: the same records and ids, with every shown text
@@ -53,6 +60,10 @@ struct HandbookSeedOptions {
   // `limit` foods (in id order), for small test dictionaries; alternatives are then chosen
   // among the kept exercises only. Categories and filter tags are always complete.
   std::size_t limit = 0;
+  // Base of the exercise image addresses: an absolute http or https URL without query or
+  // fragment; a missing final "/" is added. An exercise's first image becomes its "photo",
+  // its second its "background_photo"; an exercise without images has neither key.
+  std::string exerciseImageBaseURL = kSeedExerciseImageBaseURL;
 };
 
 // Holds the read datasets. Immutable after load, so one instance may be read from any
@@ -73,9 +84,11 @@ class HandbookSeedSource {
   // The update dictionary: {"status": "changed", "version", "categories", "filter_tags",
   // "post_articles", "post_faqs", "post_exercises", "post_products", "post_pharmacies",
   // "post_sport_foods"} (the last two empty lists). Every record carries "id", "status"
-  // ("published"), "language" and "title". Deterministic: the same source and options give
-  // the same tree, and its dump is the same byte for byte.
-  // Throws std::invalid_argument for a malformed language code; nothing else fails.
+  // ("published"), "language" and "title". Exercise posts carry image addresses but no video
+  // keys (the dataset has no videos). Deterministic: the same source and options give the
+  // same tree, and its dump is the same byte for byte.
+  // Throws std::invalid_argument for a malformed language code or image base URL; nothing
+  // else fails.
   // Returns an owned tree.
   nlohmann::json updateDictionary(const HandbookSeedOptions& options = {}) const;
 

@@ -100,6 +100,21 @@ class EntryReader {
   std::size_t line_;
 };
 
+// A path that stays inside the image folder once appended to its address.
+bool isRelativeImagePath(std::string_view path) {
+  if (path.empty() || path.front() == '/' || path.find('\\') != std::string_view::npos) {
+    return false;
+  }
+  std::size_t start = 0;
+  while (start <= path.size()) {
+    std::size_t end = std::min(path.find('/', start), path.size());
+    std::string_view part = path.substr(start, end - start);
+    if (part.empty() || part == "." || part == "..") return false;
+    start = end + 1;
+  }
+  return true;
+}
+
 }  // namespace
 
 std::vector<SeedExercise> readSeedExercises(const std::filesystem::path& file) {
@@ -134,6 +149,12 @@ std::vector<SeedExercise> readSeedExercises(const std::filesystem::path& file) {
     exercise.primaryMuscles = reader.texts("primaryMuscles", true);
     exercise.secondaryMuscles = reader.texts("secondaryMuscles", false);
     exercise.instructions = reader.texts("instructions", false);
+    exercise.images = reader.texts("images", false);
+    for (const auto& image : exercise.images) {
+      if (!isRelativeImagePath(image)) {
+        reader.fail("image \"" + image + "\" is not a relative path");
+      }
+    }
     if (!slugs.insert(exercise.slug).second) {
       reader.fail("exercise id \"" + exercise.slug + "\" appears twice");
     }

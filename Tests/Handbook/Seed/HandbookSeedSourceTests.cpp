@@ -10,6 +10,7 @@
 #include <set>
 #include <sstream>
 
+#include "Handbook/Entities/HandbookMedia.h"
 #include "SeedFixtures.h"
 #include "Support/TempDir.h"
 
@@ -159,6 +160,38 @@ TEST_F(HandbookSeedFixtureTest, ExercisePostsFollowTheDataset) {
   EXPECT_EQ(stretching["title"], "Stretching");
 }
 
+const char* const kVideoKeys[] = {"video",      "preview_video",      "watch_video",
+                                  "dark_video", "dark_preview_video", "dark_watch_video"};
+
+TEST_F(HandbookSeedFixtureTest, ExerciseImagesBecomePhotoAddressesAndNoVideosAppear) {
+  const std::string base = kSeedExerciseImageBaseURL;
+  auto dictionary = this->dictionary();
+  auto bench = test::findRecord(dictionary, "post_exercises", kSeedExerciseIdBase + 1);
+  EXPECT_EQ(bench.at("photo"), base + "Barbell_Bench_Press/0.jpg");
+  EXPECT_EQ(bench.at("background_photo"), base + "Barbell_Bench_Press/1.jpg");
+  auto fly = test::findRecord(dictionary, "post_exercises", kSeedExerciseIdBase + 3);
+  EXPECT_EQ(fly.at("photo"), base + "Dumbbell%20Fly/0%20%28side%29.jpg");
+  EXPECT_FALSE(fly.contains("background_photo"));
+  for (std::uint64_t index : {4, 5, 6}) {  // no "images" key, or an empty list
+    auto post = test::findRecord(dictionary, "post_exercises", kSeedExerciseIdBase + index);
+    EXPECT_FALSE(post.contains("photo")) << post["title"];
+    EXPECT_FALSE(post.contains("background_photo")) << post["title"];
+  }
+  for (const auto& post : dictionary["post_exercises"])
+    for (const char* key : kVideoKeys) EXPECT_FALSE(post.contains(key)) << key;
+
+  HandbookSeedOptions options;
+  options.exerciseImageBaseURL = "http://media.example.org/seed";
+  EXPECT_EQ(test::findRecord(this->dictionary(options), "post_exercises", kSeedExerciseIdBase + 1)
+                .at("photo"),
+            "http://media.example.org/seed/Barbell_Bench_Press/0.jpg");
+  for (const char* bad : {"", "media.example.org/", "ftp://h/", "https://", "https:///x",
+                          "https://h/x?y=1", "https://h/x#y", "https://h/a b/"}) {
+    options.exerciseImageBaseURL = bad;
+    EXPECT_THROW(this->dictionary(options), std::invalid_argument) << bad;
+  }
+}
+
 TEST_F(HandbookSeedFixtureTest, AlternativesShareMuscleAndEquipmentClass) {
   auto dictionary = this->dictionary();
   auto alternativesOf = [&](std::uint64_t index) {
@@ -249,6 +282,7 @@ TEST_F(HandbookSeedFixtureTest, OtherLanguageMarksEveryShownText) {
     }
   }
   EXPECT_EQ(marked["post_exercises"][0]["execution_order"][0], "[ru] Lower the bar.");
+  EXPECT_EQ(marked["post_exercises"][0]["photo"], english["post_exercises"][0]["photo"]);
 
   for (const char* bad : {"", "r u", "../x", "abcdefghijklmnopq"}) {
     options.language = bad;
@@ -289,6 +323,20 @@ TEST(HandbookSeedProjectDataTest, ShippedSeedsGiveAReadableDictionary) {
     }
   }
   EXPECT_GT(withAlternatives, source.exercises().size() / 2);
+
+  // Every shipped exercise has a start and an end image, each at its own address below the
+  // image folder.
+  std::set<std::string> addresses;
+  for (const auto& post : dictionary["post_exercises"]) {
+    for (const char* key : {"photo", "background_photo"}) {
+      ASSERT_TRUE(post.contains(key)) << key << " of " << post["title"];
+      const auto& url = post[key].get_ref<const std::string&>();
+      EXPECT_EQ(url.rfind(kSeedExerciseImageBaseURL, 0), 0u) << url;
+      EXPECT_TRUE(handbook_url::isValidURL(url)) << url;
+      EXPECT_TRUE(addresses.insert(url).second) << url;
+    }
+    for (const char* key : kVideoKeys) EXPECT_FALSE(post.contains(key)) << key;
+  }
 }
 
 // dmctl of this build: DM_BINARY_DIR when set, else beside the test binaries' directory.
@@ -336,6 +384,68 @@ TEST(HandbookSeedCommandTest, WritesTheDictionary) {
             std::string::npos)
       << test::readFile(dir / "stderr");
   EXPECT_FALSE(std::filesystem::exists(dir / "bad.json"));
+}
+
+// A pack built from the fixture, installed where the store looks for packs, read back by
+// `handbook post`: the addresses the entities derive from the seeded keys, and the indexes.
+TEST(HandbookSeedCommandTest, PostShowsImagesVideosAndIndexesOfTheSeededStore) {
+  auto dmctlPath = dmctlBinary();
+  if (dmctlPath.empty()) GTEST_SKIP() << "dmctl is not built";
+  test::TempDir dir;
+  test::writeSeedSource(dir / "seeds");
+  auto packs = dir / "data" / "ApplicationSupport" / "SeedPacks";
+  std::filesystem::create_directories(packs);
+  auto run = [&](const std::string& arguments) {
+    std::string command = "'" + dmctlPath.string() + "' " + arguments + " > '" +
+                          (dir / "stdout").string() + "' 2> '" + (dir / "stderr").string() + "'";
+    return std::system(command.c_str());
+  };
+  ASSERT_EQ(
+      run("--data-dir '" + (dir / "build").string() +
+          "' handbook build-seed --image-base https://m.example.org/x --source '" +
+          (dir / "seeds").string() + "' --out '" + (packs / "Handbook_en.sqlite").string() + "'"),
+      0)
+      << test::readFile(dir / "stderr");
+  auto post = [&](std::uint64_t id) {
+    EXPECT_EQ(run("--data-dir '" + (dir / "data").string() + "' --json handbook post " +
+                  std::to_string(id)),
+              0)
+        << test::readFile(dir / "stderr");
+    return json::parse(test::readFile(dir / "stdout"));
+  };
+
+  auto bench = post(kSeedExerciseIdBase + 1);
+  EXPECT_EQ(bench["photoURL"], "https://m.example.org/x/Barbell_Bench_Press/0.jpg");
+  EXPECT_EQ(bench["thumbnailPhoto"], "https://m.example.org/x/Barbell_Bench_Press/0_thumb_3x.jpg");
+  EXPECT_EQ(bench["backgroundPhotoURL"], "https://m.example.org/x/Barbell_Bench_Press/1.jpg");
+  EXPECT_TRUE(bench["videoURL"].is_null());
+  EXPECT_TRUE(bench["previewVideoURL"].is_null());
+  std::set<std::string> tags;
+  for (const auto& tag : bench["tags"]) tags.insert(tag["title"].get<std::string>());
+  EXPECT_TRUE(tags.count("Chest")) << bench["tags"];
+  auto plank = post(kSeedExerciseIdBase + 5);
+  EXPECT_TRUE(plank["photoURL"].is_null());
+  EXPECT_TRUE(plank["thumbnailPhoto"].is_null());
+
+  auto rice = post(kSeedProductIdBase + 2);
+  ASSERT_EQ(rice["indexes"].size(), 4u);
+  EXPECT_DOUBLE_EQ(rice["indexes"][1]["value"].get<double>(), 3.5612);
+  EXPECT_EQ(rice["indexes"][1]["stringValue"], "3.56");
+  EXPECT_EQ(rice["indexes"][1]["status"], 5);  // above 3 kcal per gram
+  EXPECT_FALSE(rice["indexes"][1]["title"].get<std::string>().empty());
+  EXPECT_TRUE(rice["indexes"][0]["value"].is_null());  // the table has no glycaemic index
+  EXPECT_TRUE(rice["indexes"][0]["stringValue"].is_null());
+  EXPECT_EQ(rice["indexes"][0]["status"], 0);
+  EXPECT_FALSE(rice["nutrients"].empty());
+
+  ASSERT_EQ(run("--data-dir '" + (dir / "data").string() + "' handbook post " +
+                std::to_string(kSeedExerciseIdBase + 1)),
+            0);
+  auto text = test::readFile(dir / "stdout");
+  EXPECT_NE(text.find("videoURL: none\n"), std::string::npos) << text;
+  EXPECT_NE(text.find("photoURL: https://m.example.org/x/Barbell_Bench_Press/0.jpg\n"),
+            std::string::npos)
+      << text;
 }
 
 }  // namespace

@@ -8,7 +8,8 @@
 
 namespace dm::test {
 
-// A handful of exercises covering each classification path (see SeedFixtures.cpp).
+// A handful of exercises covering each classification path (see SeedFixtures.cpp); the
+// barbell press has two images, the fly one whose path needs escaping, the rest none.
 extern const char* const kFixtureExercisesJson;
 // Three foods: one without energy, one with quoted fields, one with only vitamin D3.
 extern const char* const kFixtureFoodsCsv;

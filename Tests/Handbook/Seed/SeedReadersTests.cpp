@@ -89,6 +89,9 @@ TEST(SeedReadersTest, MalformedExerciseJsonNamesTheLine) {
       {"[{\"id\": \"a\", \"name\": \"A\", \"category\": \"strength\", \"equipment\": \"\", "
        "\"primaryMuscles\": [\"chest\"]}]",
        1, "unknown equipment"},
+      {"[{\"id\": \"a\", \"name\": \"A\", \"category\": \"strength\", \"primaryMuscles\": "
+       "[\"chest\"], \"images\": \"a/0.jpg\"}]",
+       1, "\"images\" must be a list"},
   };
   for (const auto& c : cases) {
     test::TempDir dir;
@@ -98,6 +101,26 @@ TEST(SeedReadersTest, MalformedExerciseJsonNamesTheLine) {
     EXPECT_EQ(error.line(), c.line) << c.json;
     EXPECT_NE(error.problem().find(c.problem), std::string::npos) << error.what();
   }
+}
+
+// An image path is appended to a web address, so it must stay below the image folder.
+TEST(SeedReadersTest, ImagePathsMustBeRelative) {
+  for (const char* path :
+       {"", "/a/0.jpg", "a/../../0.jpg", "./0.jpg", "a//0.jpg", "a\\0.jpg", "a/"}) {
+    nlohmann::json exercises = nlohmann::json::parse(test::kFixtureExercisesJson);
+    exercises[1]["images"] = {"Fine/0.jpg", path};
+    test::TempDir dir;
+    test::writeSeedSource(dir.path(), exercises.dump(1));
+    auto error = loadError(dir.path());
+    EXPECT_EQ(error.file(), exercisesPath(dir)) << path;
+    EXPECT_NE(error.problem().find("is not a relative path"), std::string::npos) << error.what();
+  }
+  test::TempDir dir;
+  test::writeSeedSource(dir.path());
+  auto source = HandbookSeedSource::load(dir.path());
+  EXPECT_EQ(source.exercises()[0].images,
+            (std::vector<std::string>{"Barbell_Bench_Press/0.jpg", "Barbell_Bench_Press/1.jpg"}));
+  EXPECT_TRUE(source.exercises()[5].images.empty());  // Push_Up: an empty list
 }
 
 TEST(SeedReadersTest, MalformedFoodTableNamesTheLine) {
