@@ -30,6 +30,13 @@ class DomNode {
     return DomNode(child);
   }
 
+  // Elements of an array (0 for other values), for reserving.
+  std::size_t size() const {
+    simdjson::dom::array array;
+    if (element_.get_array().get(array) != simdjson::SUCCESS) return 0;
+    return array.size();
+  }
+
   template <class F>
   void forEachElement(F&& f) const {
     simdjson::dom::array array;
@@ -135,6 +142,8 @@ class TreeNode {
     if (it == json_->end()) return std::nullopt;
     return TreeNode(*it);
   }
+
+  std::size_t size() const { return json_->is_array() ? json_->size() : 0; }
 
   template <class F>
   void forEachElement(F&& f) const {

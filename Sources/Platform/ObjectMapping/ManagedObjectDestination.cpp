@@ -104,11 +104,15 @@ Value ManagedObjectDestination::value(ObjectRef target, FieldId field) {
 
 void ManagedObjectDestination::setValue(ObjectRef target, FieldId field, Value value) {
   ManagedObject* managed = object(target);
+  if (createdHere(managed)) {
+    // No undo entry and so no copy of the old value; setValueAt skips equal values itself.
+    managed->setValueAt(field, std::move(value));
+    return;
+  }
   Value previous = managed->valueAt(field);
   // Skip equal values of the same kind (equality alone takes true for 1).
   if (previous.storage().index() == value.storage().index() && previous == value) return;
   managed->setValueAt(field, std::move(value));
-  if (createdHere(managed)) return;
   UndoEntry entry{UndoEntry::Kind::Value, managed, field};
   entry.value = std::move(previous);
   undo_.push_back(std::move(entry));

@@ -244,6 +244,7 @@ class Planner {
     if (value->isObject()) {
       if (auto target = planRecord(*value, mapping, 1)) out.push_back(*target);
     } else if (value->isArray()) {
+      reserveFor(value->size(), mapping);
       long index = 0;
       value->forEachElement([&](const Node& element) {
         path_.push_back({{}, index++});
@@ -266,6 +267,18 @@ class Planner {
   };
 
   bool full() const { return issues_.size() >= options_.maxIssues; }
+
+  // Grows the plan once for a top-level array instead of doubling through it.
+  void reserveFor(std::size_t count, const CompiledMapping& mapping) {
+    plan_.targets.reserve(plan_.targets.size() + count);
+    plan_.records.reserve(plan_.records.size() + count);
+    plan_.values.reserve(plan_.values.size() + count * mapping.attributes.size());
+    if (mapping.identity) {
+      mapping.identity->targets.reserve(mapping.identity->targets.size() + count);
+      mapping.identity->keys.reserve(mapping.identity->keys.size() + count);
+      mapping.identity->keyTargets.reserve(mapping.identity->keyTargets.size() + count);
+    }
+  }
 
   std::string renderPath(std::string_view last = {}) const {
     std::string text;
@@ -511,6 +524,13 @@ class Applier {
     std::vector<std::vector<ObjectRef>> matches;
   };
 
+  bool suppliesField(const PlannedRecord& record, FieldId field) const {
+    for (auto i = record.valuesBegin; i < record.valuesEnd; ++i) {
+      if (plan_.values[i].field == field) return true;
+    }
+    return false;
+  }
+
   // Foreign keys are resolved after every record exists, so payload order does not matter.
   void connect() {
     std::vector<Pending> pending;
@@ -520,7 +540,10 @@ class Applier {
         const ObjectRef object = plan_.targets[record.target].ref;
         Value key = destination_.value(object, connection.sourceField);
         if (key.isNull()) {
-          pending.push_back({object, &connection, SIZE_MAX});
+          // Only an explicit null in the item clears: a missing key must not undo what a
+          // nested mapping has just connected.
+          if (suppliesField(record, connection.sourceField))
+            pending.push_back({object, &connection, SIZE_MAX});
           continue;
         }
         Group& group = groups[{connection.targetClass, connection.targetField}];

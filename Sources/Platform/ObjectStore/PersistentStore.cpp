@@ -388,8 +388,11 @@ void PersistentStore::migrate() {
                   std::string(reinterpret_cast<const char*>(sqlite3_column_text(stmt, 0))) +
                   " that the model no longer has");
       }
-      exec("CREATE INDEX IF NOT EXISTS " + quoteName(root->name() + "__entity") + " ON " + table +
-           "(_entity)");
+      // A table of one entity never filters on _entity usefully; the index would only cost
+      // every insert.
+      if (root->selfAndDescendants().size() > 1)
+        exec("CREATE INDEX IF NOT EXISTS " + quoteName(root->name() + "__entity") + " ON " + table +
+             "(_entity)");
       for (const EntityDescription* e : root->selfAndDescendants()) {
         for (const auto& a : e->attributes())
           if (a.indexed)

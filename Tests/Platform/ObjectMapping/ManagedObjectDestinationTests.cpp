@@ -118,6 +118,38 @@ TEST_F(ManagedObjectDestinationTest, NestedRecordsAndForeignKeysConnectInTheStor
   EXPECT_EQ(days[1]->objectsForKey("exercises")[0]->valueForKey("entityID"), Value(1));
 }
 
+TEST_F(ManagedObjectDestinationTest, MissingForeignKeyKeepsTheNestedParentButNullClears) {
+  // The nested mapping connects by the foreign key too, but its items may omit the key.
+  auto nested = ObjectMapping::entityMapping("Exercise");
+  nested->addAttributeMappings(
+      std::map<std::string, std::string>{{"id", "entityID"}, {"day_id", "trainingDayId"}});
+  nested->setIdentificationAttributes({"entityID"});
+  nested->addConnection("trainingDay", "trainingDayId", "entityID");
+  day->addRelationshipMapping("exercises", "exercises", nested);
+  map(R"([{"id":7,"exercises":[{"id":1},{"id":2,"day_id":7}]},
+          {"id":8,"exercises":[{"id":3,"day_id":7}]}])",
+      day);
+  context->save();
+
+  open();
+  auto days = all("Day");
+  ASSERT_EQ(days.size(), 2u);
+  auto exercises = all("Exercise");
+  ASSERT_EQ(exercises.size(), 3u);
+  EXPECT_EQ(exercises[0]->objectForKey("trainingDay"), days[0]);  // absent key: kept
+  EXPECT_EQ(exercises[1]->objectForKey("trainingDay"), days[0]);
+  EXPECT_EQ(exercises[2]->objectForKey("trainingDay"), days[0]);  // the key wins over nesting
+
+  // An explicit null clears; an absent key with no stored key leaves it alone.
+  map(R"([{"id":1,"day_id":null},{"id":2}])", nested);
+  context->save();
+  open();
+  exercises = all("Exercise");
+  EXPECT_EQ(exercises[0]->objectForKey("trainingDay"), nullptr);
+  ASSERT_NE(exercises[1]->objectForKey("trainingDay"), nullptr);
+  EXPECT_EQ(exercises[1]->objectForKey("trainingDay")->valueForKey("entityID"), Value(7));
+}
+
 TEST_F(ManagedObjectDestinationTest, FailuresLeaveTheContextAsItWas) {
   map(R"([{"id":7,"title":"Legs"}])", day);
   map(R"([{"id":1,"name":"Squat","day_id":7}])", exercise);
