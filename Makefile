@@ -46,9 +46,10 @@ tsan: deps
 	  ctest --output-on-failure -j $(JOBS) -R 'ConcurrencyTest' $(CTEST_ARGS)
 
 fuzz: deps
-	@CC=clang-14 CXX=clang++-14 cmake -S . -B build-fuzz -G Ninja -DCMAKE_BUILD_TYPE=RelWithDebInfo \
-	  -DDM_BUILD_FUZZERS=ON -DDM_BUILD_TESTS=OFF -DDM_BUILD_BENCHMARKS=OFF >/dev/null
-	@cmake --build build-fuzz -j $(JOBS)
+	@CC=clang-14 CXX=clang++-14 cmake -S . -B build-fuzz -G Ninja -DCMAKE_BUILD_TYPE=Release \
+	  -DCMAKE_CXX_FLAGS_RELEASE="-O1 -gline-tables-only" -DCMAKE_C_FLAGS_RELEASE="-O1 -gline-tables-only" \
+	  -DDM_BUILD_FUZZERS=ON -DDM_SANITIZE=address -DDM_BUILD_TESTS=OFF -DDM_BUILD_BENCHMARKS=OFF >/dev/null
+	@cmake --build build-fuzz -j $(JOBS) --target fuzzers
 	@scripts/run-fuzzers build-fuzz $(FUZZ_SECONDS)
 
 install: build

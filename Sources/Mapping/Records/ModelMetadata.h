@@ -54,7 +54,7 @@ class ModelMetadata {
   std::mutex mutex_;
   bool built_ = false;                              // guarded by mutex_
   std::map<std::string, std::string> entityNames_;  // immutable once built_
-  const std::map<std::string, std::string> empty_;
+  const std::map<std::string, std::string> empty_{};
 };
 
 }  // namespace dm

@@ -38,7 +38,7 @@ void Logger::setShared(std::shared_ptr<Logger> logger) {
   sharedSlot() = logger ? std::move(logger) : std::make_shared<StderrLogger>();
 }
 
-void Logger::log(LogLevel level, std::string_view message, const std::source_location& location) {
+void Logger::log(LogLevel level, std::string_view message, const SourceLocation& location) {
   log(level, message,
       LogLocation{location.file_name(), static_cast<unsigned>(location.line()),
                   location.function_name()});
@@ -74,11 +74,11 @@ void RecordingLogger::clear() {
   entries_.clear();
 }
 
-void logWarning(std::string_view message, const std::source_location& location) {
+void logWarning(std::string_view message, const SourceLocation& location) {
   Logger::shared()->log(LogLevel::Warning, message, location);
 }
 
-void logError(std::string_view message, const std::source_location& location) {
+void logError(std::string_view message, const SourceLocation& location) {
   Logger::shared()->log(LogLevel::Error, message, location);
 }
 
@@ -90,7 +90,7 @@ void logError(std::string_view message, const LogLocation& location) {
   Logger::shared()->log(LogLevel::Error, message, location);
 }
 
-void debugOutput(std::string_view message, const std::source_location& location) {
+void debugOutput(std::string_view message, const SourceLocation& location) {
   Logger::shared()->log(LogLevel::Debug, message, location);
 }
 

@@ -13,6 +13,25 @@ namespace dm {
 
 enum class LogLevel { Debug, Warning, Error };
 
+#if defined(__cpp_lib_source_location)
+using SourceLocation = std::source_location;
+#else
+// clang before 15 lacks the builtin libstdc++'s std::source_location needs.
+struct SourceLocation {
+  static constexpr SourceLocation current(const char* file = __builtin_FILE(),
+                                          unsigned line = __builtin_LINE(),
+                                          const char* function = __builtin_FUNCTION()) {
+    return SourceLocation{file, line, function};
+  }
+  constexpr const char* file_name() const { return file_; }
+  constexpr unsigned line() const { return line_; }
+  constexpr const char* function_name() const { return function_; }
+  const char* file_ = "";
+  unsigned line_ = 0;
+  const char* function_ = "";
+};
+#endif
+
 // A source location given explicitly, for log lines whose reported file and line are
 // part of the contract (the host's crash reports group by them).
 struct LogLocation {
@@ -26,7 +45,7 @@ class Logger {
  public:
   virtual ~Logger() = default;
   virtual void log(LogLevel level, std::string_view message, const LogLocation& location) = 0;
-  void log(LogLevel level, std::string_view message, const std::source_location& location);
+  void log(LogLevel level, std::string_view message, const SourceLocation& location);
 
   // The process-wide logger (writes to stderr unless the host replaced it).
   // Thread-safe; the returned pointer stays valid while the caller holds it.
@@ -66,13 +85,12 @@ class RecordingLogger final : public Logger {
 };
 
 void logWarning(std::string_view message,
-                const std::source_location& location = std::source_location::current());
-void logError(std::string_view message,
-              const std::source_location& location = std::source_location::current());
+                const SourceLocation& location = SourceLocation::current());
+void logError(std::string_view message, const SourceLocation& location = SourceLocation::current());
 void logWarning(std::string_view message, const LogLocation& location);
 void logError(std::string_view message, const LogLocation& location);
 // Debug output: texts that users never see ("Failed to load: ...").
 void debugOutput(std::string_view message,
-                 const std::source_location& location = std::source_location::current());
+                 const SourceLocation& location = SourceLocation::current());
 
 }  // namespace dm

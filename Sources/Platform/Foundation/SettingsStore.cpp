@@ -43,16 +43,43 @@ const char* kindName(const nlohmann::json& value, bool isDate) {
   }
 }
 
+// Deeper trees are refused: copying and writing a tree recurse once per level.
+constexpr std::size_t kMaximumDepth = 512;
+
 // True when the tree can be written as JSON and read back equal.
-bool storable(const nlohmann::json& value) {
+bool storable(const nlohmann::json& value, std::size_t depth = 0) {
   if (value.is_binary() || value.is_discarded()) return false;
   if (value.is_number_float()) return std::isfinite(value.get<double>());
   if (value.is_structured()) {
+    if (depth >= kMaximumDepth) return false;
     for (const auto& element : value) {
-      if (!storable(element)) return false;
+      if (!storable(element, depth + 1)) return false;
     }
   }
   return true;
+}
+
+// Scans JSON text for brackets nested deeper than kMaximumDepth (strings skipped), so a
+// hostile file is refused before a tree that deep exists.
+bool nestedTooDeep(std::string_view text) {
+  std::size_t depth = 0;
+  bool inString = false;
+  for (std::size_t i = 0; i < text.size(); ++i) {
+    char c = text[i];
+    if (inString) {
+      if (c == '\\')
+        ++i;
+      else if (c == '"')
+        inString = false;
+    } else if (c == '"') {
+      inString = true;
+    } else if (c == '[' || c == '{') {
+      if (++depth > kMaximumDepth + 3) return true;  // the file adds three levels
+    } else if ((c == ']' || c == '}') && depth > 0) {
+      --depth;
+    }
+  }
+  return false;
 }
 
 std::string systemError(const char* what) {
@@ -217,13 +244,18 @@ void SettingsStore::load() {
     case FileSystem::ReadStatus::Ok:
       break;
   }
+  if (nestedTooDeep(contents)) {
+    report("nested deeper than " + std::to_string(kMaximumDepth) + " levels");
+    return;
+  }
   auto root = nlohmann::json::parse(contents, nullptr, /*allow_exceptions=*/false);
   if (root.is_discarded()) {
     report("not valid JSON (" + std::to_string(contents.size()) + " bytes)");
     return;
   }
-  if (!root.is_object() || root.value("format", 0) != kFileFormat || !root.contains("values") ||
-      !root["values"].is_object()) {
+  // value("format", 0) would throw on a non-number and overflow on a huge real.
+  if (!root.is_object() || !root.contains("format") || !root["format"].is_number_integer() ||
+      root["format"] != kFileFormat || !root.contains("values") || !root["values"].is_object()) {
     report("unexpected layout or format version");
     return;
   }

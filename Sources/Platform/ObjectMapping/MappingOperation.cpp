@@ -467,7 +467,8 @@ class Applier {
       : destination_(destination), plan_(plan), compiler_(compiler) {}
 
   void run() {
-    for (auto& [signature, cache] : compiler_.caches()) {
+    for (auto& entry : compiler_.caches()) {
+      auto& cache = entry.second;  // not a structured binding: clang 14 cannot capture those
       if (cache->keys.empty()) continue;
       destination_.findObjects(cache->cls, cache->fields, cache->keys,
                                [&](std::size_t i, ObjectRef object) {
@@ -553,7 +554,9 @@ class Applier {
         pending.push_back({object, &connection, it->second});
       }
     }
-    for (auto& [signature, group] : groups) {
+    for (auto& entry : groups) {
+      const auto& signature = entry.first;
+      auto& group = entry.second;  // not a structured binding: clang 14 cannot capture those
       group.matches.resize(group.keys.size());
       destination_.findObjects(
           signature.first, {signature.second}, group.keys,

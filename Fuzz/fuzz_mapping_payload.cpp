@@ -1,0 +1,76 @@
+// Maps the input as a JSON payload (exercises with their nested day, and days with their
+// nested exercises) into an in-memory destination. A refused payload must leave the
+// destination exactly as it was.
+#include <cstddef>
+#include <cstdint>
+#include <map>
+#include <memory>
+#include <string>
+#include <string_view>
+
+#include "Platform/ObjectMapping/InMemoryDestination.h"
+#include "Platform/ObjectMapping/MappingError.h"
+#include "Platform/ObjectMapping/MappingOperation.h"
+
+namespace {
+
+using Kind = dm::FieldKind;
+
+void registerClasses(dm::InMemoryDestination& store) {
+  store.registerClass({"Day",
+                       {{"entityID", Kind::Integer64}, {"title", Kind::String}},
+                       {{"exercises", "Exercise", true}}});
+  store.registerClass({"Exercise",
+                       {{"entityID", Kind::Integer64},
+                        {"name", Kind::String},
+                        {"trainingDayId", Kind::Integer64},
+                        {"weight", Kind::Double},
+                        {"sets", Kind::Integer16},
+                        {"done", Kind::Boolean},
+                        {"at", Kind::Date},
+                        {"city", Kind::String},
+                        {"extra", Kind::Tree}},
+                       {{"trainingDay", "Day", false}}});
+}
+
+std::shared_ptr<dm::ObjectMapping> exerciseMapping() {
+  auto exercise = dm::ObjectMapping::entityMapping("Exercise");
+  exercise->addAttributeMappings(std::map<std::string, std::string>{{"id", "entityID"},
+                                                                    {"name", "name"},
+                                                                    {"day_id", "trainingDayId"},
+                                                                    {"weight", "weight"},
+                                                                    {"sets", "sets"},
+                                                                    {"done", "done"},
+                                                                    {"at", "at"},
+                                                                    {"address.city", "city"},
+                                                                    {"extra", "extra"}});
+  exercise->setIdentificationAttributes({"entityID"});
+  auto day = dm::ObjectMapping::entityMapping("Day");
+  day->addAttributeMappings(
+      std::map<std::string, std::string>{{"id", "entityID"}, {"title", "title"}});
+  day->setIdentificationAttributes({"entityID"});
+  exercise->addRelationshipMapping("day", "trainingDay", day);
+  day->addRelationshipMapping("exercises", "exercises", exercise);
+  return exercise;
+}
+
+}  // namespace
+
+extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
+  static const std::shared_ptr<dm::ObjectMapping> mapping = exerciseMapping();
+  dm::InMemoryDestination store;
+  registerClasses(store);
+  // One existing record, so a refused payload has something it could have damaged.
+  dm::ObjectRef existing = store.insert("Exercise");
+  store.set(existing, "entityID", dm::Value(1));
+  store.set(existing, "name", dm::Value("kept"));
+
+  std::string_view json(reinterpret_cast<const char*>(data), size);
+  try {
+    dm::MappingOperation(store).map(json, "", mapping);
+  } catch (const dm::MappingError&) {
+    if (store.count("Exercise") != 1 || store.count("Day") != 0) __builtin_trap();
+    if (!(store.get(existing, "name") == dm::Value("kept"))) __builtin_trap();
+  }
+  return 0;
+}

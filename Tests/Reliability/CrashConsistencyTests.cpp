@@ -1,0 +1,173 @@
+// Stores under SIGKILL: after every kill the settings file holds one complete version and
+// the main store holds whole batches only (count and checksum agreeing), never older than
+// the last write that returned.
+#include <gtest/gtest.h>
+
+#include <filesystem>
+#include <map>
+#include <string>
+
+#include <nlohmann/json.hpp>
+
+#include "Platform/Foundation/Directories.h"
+#include "Platform/Foundation/SettingsStore.h"
+#include "Platform/Foundation/WorkQueue.h"
+#include "Platform/ObjectStore/FetchRequest.h"
+#include "Platform/ObjectStore/ManagedObjectContext.h"
+#include "Platform/ObjectStore/RecordStore.h"
+#include "Reliability/CrashHarness.h"
+#include "Support/TempDir.h"
+#include "UserData/CoreData/ManagedObjectStore.h"
+
+namespace dm {
+namespace {
+
+constexpr int kKills = 120;
+
+// ---- Settings ----
+
+// Sizes vary so the kill lands in writes of different lengths.
+std::string payloadFor(std::int64_t step) {
+  std::string payload(static_cast<std::size_t>(step % 40 + 1) * 1500, 'a');
+  for (std::size_t i = 0; i < payload.size(); i += 97)
+    payload[i] = static_cast<char>('a' + (step + static_cast<std::int64_t>(i)) % 26);
+  return payload;
+}
+
+TEST(CrashWriter, Settings) {
+  if (!test::isCrashWriter()) GTEST_SKIP() << "runs only inside the crash loop";
+  SettingsStore store(std::filesystem::path(test::crashDirectory()) / SettingsStore::kFileName);
+  for (std::int64_t step = test::crashLastStep() + 1;; ++step) {
+    std::string payload = payloadFor(step);
+    store.setObject(
+        "state",
+        {{"step", step}, {"payload", payload}, {"checksum", test::crashChecksum(step, payload)}});
+    store.setInteger("lastStep", step);
+    test::reportDurable(step);
+  }
+}
+
+test::CrashCheck checkSettings(const std::filesystem::path& file) {
+  if (!std::filesystem::exists(file)) return {};
+  auto raw = nlohmann::json::parse(test::readFile(file), nullptr, false);
+  if (raw.is_discarded()) return {0, "the settings file is not valid JSON"};
+  SettingsStore store(file);
+  auto state = store.objectForKey("state");
+  if (!state) return {0, "the file lost the state value"};
+  if (!state->is_object() || !(*state)["step"].is_number_integer() ||
+      !(*state)["payload"].is_string() || !(*state)["checksum"].is_number_unsigned())
+    return {0, "the state value is malformed: " + state->dump().substr(0, 200)};
+  auto step = (*state)["step"].get<std::int64_t>();
+  const auto& payload = (*state)["payload"].get_ref<const std::string&>();
+  if ((*state)["checksum"].get<std::uint64_t>() != test::crashChecksum(step, payload) ||
+      payload != payloadFor(step))
+    return {0, "step " + std::to_string(step) + " has a payload of another version"};
+  // The second key is written after the first: it may lag by one, never lead.
+  std::int64_t last = store.integerForKey("lastStep");
+  if (last != step && last != step - 1)
+    return {0, "lastStep " + std::to_string(last) + " beside state step " + std::to_string(step)};
+  return {last, ""};
+}
+
+TEST(CrashConsistencyTest, SettingsFileIsAlwaysOneCompleteVersion) {
+  test::TempDir dir;
+  const auto file = dir / SettingsStore::kFileName;
+  auto report = test::runCrashLoop(
+      "CrashWriter.Settings", dir.path().string(), [&] { return checkSettings(file); }, kKills,
+      20261123u);
+  EXPECT_EQ(report.failure, "");
+  EXPECT_EQ(report.kills, kKills);
+  EXPECT_GT(report.lastStep, kKills);
+}
+
+// ---- Main store ----
+// Batch n saves 1 + n % 7 owners (entityID n*100 + i) and a marker owner (entityID -n)
+// named "<count>:<checksum of the batch's names>", all through one context save.
+
+std::shared_ptr<const ManagedObjectModel> testModel() {
+  static auto model =
+      ManagedObjectModel::fromJson(test::readFile(test::fixturePath("Models/TestModel.json")));
+  return model;
+}
+
+std::string ownerName(std::int64_t batch, int i) {
+  return "batch " + std::to_string(batch) + " owner " + std::to_string(i) + " " +
+         std::string(static_cast<std::size_t>(batch % 13) * 40, 'x');
+}
+
+TEST(CrashWriter, MainStore) {
+  if (!test::isCrashWriter()) GTEST_SKIP() << "runs only inside the crash loop";
+  MainQueue::shared().adoptCurrentThread();
+  Directories::setDataRoot(test::crashDirectory());
+  auto store = ManagedObjectStore::initWithManagedObjectModel(testModel());
+  auto context = store->mainQueueManagedObjectContext();
+  for (std::int64_t batch = test::crashLastStep() + 1;; ++batch) {
+    const int count = 1 + static_cast<int>(batch % 7);
+    std::string names;
+    for (int i = 0; i < count; ++i) {
+      ManagedObject* owner = context->insertNewObject("Owner");
+      owner->setValueForKey("entityID", batch * 100 + i);
+      owner->setValueForKey("name", ownerName(batch, i));
+      names += ownerName(batch, i);
+    }
+    ManagedObject* marker = context->insertNewObject("Owner");
+    marker->setValueForKey("entityID", -batch);
+    marker->setValueForKey(
+        "name", std::to_string(count) + ":" + std::to_string(test::crashChecksum(batch, names)));
+    RecordStore::saveToPersistentStoreAndWait(*context);
+    test::reportDurable(batch);
+  }
+}
+
+test::CrashCheck checkMainStore(const std::filesystem::path& root) {
+  ManagedObjectStore::resetSharedInstance();
+  Directories::setDataRoot(root);
+  auto store = ManagedObjectStore::initWithManagedObjectModel(testModel());
+  if (!store || store->isInMemory()) return {0, "the store file could not be opened"};
+  std::map<std::int64_t, std::string> markers;
+  std::map<std::int64_t, std::vector<std::string>> owners;  // by batch, in entityID order
+  auto context = store->persistentStoreManagedObjectContext();
+  context->performAndWait([&] {
+    FetchRequest request(store->managedObjectModel()->entityNamed("Owner"));
+    request.sortDescriptors.push_back({"entityID", true});
+    for (auto* object : context->executeFetchRequest(request)) {
+      std::int64_t id = object->valueForKey("entityID").asInt64();
+      std::string name = object->valueForKey("name").asString();
+      if (id < 0)
+        markers[-id] = name;
+      else
+        owners[id / 100].push_back(name);
+    }
+  });
+  ManagedObjectStore::resetSharedInstance();
+  MainQueue::shared().runUntilIdle();
+  std::int64_t last = 0;
+  for (const auto& [batch, marker] : markers) {
+    if (batch != last + 1) return {0, "batch " + std::to_string(last + 1) + " is missing"};
+    std::string names;
+    for (const auto& name : owners[batch]) names += name;
+    std::string expected = std::to_string(owners[batch].size()) + ":" +
+                           std::to_string(test::crashChecksum(batch, names));
+    if (marker != expected)
+      return {0, "batch " + std::to_string(batch) + " is torn: marker " + marker + ", found " +
+                     expected};
+    last = batch;
+  }
+  if (owners.size() != markers.size()) return {0, "owners saved without their batch marker"};
+  return {last, ""};
+}
+
+TEST(CrashConsistencyTest, MainStoreHoldsWholeBatchesOnly) {
+  test::TempDir dir;
+  MainQueue::shared().adoptCurrentThread();
+  auto report = test::runCrashLoop(
+      "CrashWriter.MainStore", dir.path().string(), [&] { return checkMainStore(dir.path()); },
+      kKills, 7u);
+  Directories::setShared(nullptr);
+  EXPECT_EQ(report.failure, "");
+  EXPECT_EQ(report.kills, kKills);
+  EXPECT_GT(report.lastStep, kKills);
+}
+
+}  // namespace
+}  // namespace dm

@@ -1,0 +1,130 @@
+// Start writer, SIGKILL, check.
+#include "Reliability/CrashHarness.h"
+
+#include <fcntl.h>
+#include <poll.h>
+#include <signal.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <cstdlib>
+#include <random>
+
+namespace dm::test {
+
+namespace {
+
+const char* const kWriterFd = "DM_CRASH_FD";
+const char* const kWriterDir = "DM_CRASH_DIR";
+const char* const kWriterLast = "DM_CRASH_LAST";
+
+// false when the writer ended or made no progress for two minutes.
+bool readStep(int fd, std::int64_t& step) {
+  char* out = reinterpret_cast<char*>(&step);
+  std::size_t got = 0;
+  while (got < sizeof step) {
+    pollfd p{fd, POLLIN, 0};
+    if (::poll(&p, 1, 120000) <= 0) return false;
+    ssize_t n = ::read(fd, out + got, sizeof step - got);
+    if (n <= 0) return false;
+    got += static_cast<std::size_t>(n);
+  }
+  return true;
+}
+
+}  // namespace
+
+bool isCrashWriter() {
+  return std::getenv(kWriterFd) != nullptr;
+}
+
+std::string crashDirectory() {
+  const char* dir = std::getenv(kWriterDir);
+  return dir ? dir : "";
+}
+
+std::int64_t crashLastStep() {
+  const char* last = std::getenv(kWriterLast);
+  return last ? std::strtoll(last, nullptr, 10) : 0;
+}
+
+void reportDurable(std::int64_t step) {
+  static const int fd = std::atoi(std::getenv(kWriterFd));
+  if (::write(fd, &step, sizeof step) != static_cast<ssize_t>(sizeof step)) ::_exit(3);
+}
+
+std::uint64_t crashChecksum(std::int64_t step, const std::string& payload) {
+  std::uint64_t hash = 1469598103934665603ull ^ static_cast<std::uint64_t>(step);
+  for (unsigned char c : payload) hash = (hash ^ c) * 1099511628211ull;
+  return hash;
+}
+
+CrashReport runCrashLoop(const std::string& writerTest, const std::string& directory,
+                         const CrashChecker& checker, int kills, std::uint32_t seed) {
+  std::mt19937 random(seed);
+  CrashReport report;
+  CrashCheck initial = checker();
+  if (!initial.error.empty()) {
+    report.failure = "before the first kill: " + initial.error;
+    return report;
+  }
+  report.lastStep = initial.lastStep;
+  const std::string filter = "--gtest_filter=" + writerTest;
+  for (int round = 0; round < kills; ++round) {
+    const std::string where = "round " + std::to_string(round) + ": ";
+    int fds[2];
+    if (::pipe2(fds, O_CLOEXEC) != 0) {
+      report.failure = where + "pipe failed";
+      return report;
+    }
+    const std::string start = std::to_string(report.lastStep);
+    const std::string fd = std::to_string(fds[1]);
+    pid_t child = ::fork();
+    if (child < 0) {
+      report.failure = where + "fork failed";
+      return report;
+    }
+    if (child == 0) {
+      ::fcntl(fds[1], F_SETFD, 0);  // the write end survives exec
+      int devnull = ::open("/dev/null", O_WRONLY);
+      if (devnull >= 0) ::dup2(devnull, STDOUT_FILENO);
+      ::setenv(kWriterFd, fd.c_str(), 1);
+      ::setenv(kWriterDir, directory.c_str(), 1);
+      ::setenv(kWriterLast, start.c_str(), 1);
+      ::execl("/proc/self/exe", "/proc/self/exe", filter.c_str(), static_cast<char*>(nullptr));
+      ::_exit(127);
+    }
+    ::close(fds[1]);
+    const int steps = std::uniform_int_distribution<int>(1, 4)(random);
+    std::int64_t durable = report.lastStep;
+    bool writing = true;
+    for (int i = 0; i < steps && writing; ++i) writing = readStep(fds[0], durable);
+    volatile std::uint64_t spin = 0;
+    const auto spins = std::uniform_int_distribution<std::uint64_t>(0, 300000)(random);
+    for (std::uint64_t i = 0; i < spins; ++i) spin = spin + i;
+    ::kill(child, SIGKILL);
+    int status = 0;
+    ::waitpid(child, &status, 0);
+    ::close(fds[0]);
+    if (!writing || !WIFSIGNALED(status)) {
+      report.failure = where + "the writer stopped or stalled before the kill";
+      return report;
+    }
+    ++report.kills;
+    CrashCheck check = checker();
+    if (!check.error.empty()) {
+      report.failure = where + check.error;
+      return report;
+    }
+    if (check.lastStep < durable) {
+      report.failure = where + "step " + std::to_string(durable) +
+                       " was reported durable but only step " + std::to_string(check.lastStep) +
+                       " is on disk";
+      return report;
+    }
+    report.lastStep = check.lastStep;
+  }
+  return report;
+}
+
+}  // namespace dm::test
