@@ -1,5 +1,5 @@
-// `dmctl map`: maps a payload with a record class's response mapping into the main store file
-// and lists the records it created or updated.
+// `dmctl map`: maps a payload with a record class's response mapping into the main store (or,
+// with --model, a store file of that model) and lists the records it created or updated.
 #include <cstdio>
 #include <fstream>
 #include <sstream>
@@ -13,6 +13,8 @@
 #include "Platform/ObjectMapping/ManagedObjectDestination.h"
 #include "Platform/ObjectMapping/MappingOperation.h"
 #include "Platform/ObjectMapping/ValueTransformer.h"
+#include "Profile/ProfileStoreServices.h"
+#include "UserData/CoreData/ManagedObjectStore.h"
 #include "dmctl/Command.h"
 
 namespace dmctl {
@@ -82,22 +84,32 @@ void run(const MapArguments& arguments, const GlobalOptions& options) {
   std::string payload = readText(arguments.file);
 
   auto path = dm::Directories::shared()->documentsDirectory() / "Korvalo.sqlite";
-  std::shared_ptr<dm::PersistentRecordStore> store;
-  try {
-    store = dm::PersistentRecordStore::open(model, dm::StoreType::SQLite, path.string());
-  } catch (const dm::StoreError& error) {
-    throw CommandError("cannot open " + path.string() + ": " + error.what());
-  }
+  std::shared_ptr<dm::ManagedObjectContext> context;
+  std::shared_ptr<dm::ManagedObjectStore> mainStore;
   auto injector = dm::Injector::defaultInjector();
-  injector->registerProvider<dm::RecordStore>("objectStore", [store](dm::Injector&) {
-    return std::static_pointer_cast<dm::RecordStore>(store);
-  });
+  if (arguments.model.empty()) {
+    // The application's own store: its recovery, and the services that come with it.
+    mainStore = dm::ManagedObjectStore::initWithModelName(dm::ManagedObjectStore::modelName);
+    if (!mainStore) throw CommandError("the main store is unavailable");
+    context = mainStore->persistentStoreManagedObjectContext();
+    dm::installProfileStoreServices(mainStore, context);
+  } else {
+    std::shared_ptr<dm::PersistentRecordStore> store;
+    try {
+      store = dm::PersistentRecordStore::open(model, dm::StoreType::SQLite, path.string());
+    } catch (const dm::StoreError& error) {
+      throw CommandError("cannot open " + path.string() + ": " + error.what());
+    }
+    injector->registerProvider<dm::RecordStore>("objectStore", [store](dm::Injector&) {
+      return std::static_pointer_cast<dm::RecordStore>(store);
+    });
+    context = store->defaultContext();
+  }
   auto mapper = dm::ModelMapper::shared();
   if (!mapper) throw CommandError("the mapping registry is unavailable");
   auto mapping = mapper->responseMappingForClass(cls);
 
   std::string failure;
-  auto context = store->defaultContext();
   context->performAndWait([&] {
     try {
       dm::ManagedObjectDestination destination(*context);

@@ -1,0 +1,21 @@
+// Profile photo records and their addresses.
+#include "Profile/ProfileCommonPhotoEntity.h"
+
+#include "Profile/MediaAddresses.h"
+
+namespace dm {
+
+namespace {
+const EntityClassRegistration<ProfileCommonPhotoEntity> kRegistration("ProfileCommonPhotoEntity",
+                                                                      "BaseUUIDEntity");
+}  // namespace
+
+std::string ProfileCommonPhotoEntity::absoluteUrl() const {
+  return photo();
+}
+
+std::string ProfileCommonPhotoEntity::thumbUrl() const {
+  return MediaAddresses::shared()->thumbnailAddress(photo());
+}
+
+}  // namespace dm

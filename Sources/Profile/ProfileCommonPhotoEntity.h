@@ -1,0 +1,35 @@
+// A photo on a user's profile (or an achievement photo), ordered by its sequence.
+#pragma once
+
+#include <optional>
+#include <string>
+
+#include "Mapping/EntityStatus.h"
+#include "Models/KorvaloEntities.h"
+
+namespace dm {
+
+// Threads and ownership as ManagedObject. Generated accessors: photo, sequence.
+class ProfileCommonPhotoEntity : public ProfileCommonPhotoEntityGenerated {
+ public:
+  // `photo` as it stands ("" when absent).
+  std::string absoluteUrl() const;
+  // The thumbnail address of `photo` from the media-address service; "" when none.
+  std::string thumbUrl() const;
+  EntityStatus status() const { return entityStatus(); }
+
+  // A picture held in memory before upload; never stored. The handle is the host's.
+  const std::string& image() const { return image_; }
+  void setImage(std::string image) { image_ = std::move(image); }
+
+  class Class : public BaseUUIDEntity::Class {
+   public:
+    using BaseUUIDEntity::Class::Class;
+    std::optional<std::string> rootKeyPath() const override { return "photos"; }
+  };
+
+ private:
+  std::string image_;
+};
+
+}  // namespace dm

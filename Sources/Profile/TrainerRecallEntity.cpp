@@ -1,0 +1,17 @@
+// Trainer recall records.
+#include "Profile/TrainerRecallEntity.h"
+
+#include "Platform/Foundation/Clock.h"
+
+namespace dm {
+
+namespace {
+const EntityClassRegistration<TrainerRecallEntity> kRegistration("TrainerRecallEntity",
+                                                                 "BaseUUIDEntity");
+}  // namespace
+
+void TrainerRecallEntity::markUsed() {
+  setLastUsed(Clock::shared()->now());
+}
+
+}  // namespace dm

@@ -1,0 +1,9 @@
+// Trainer recall statistics records.
+#include "Profile/TrainerRecallStatsEntity.h"
+
+namespace dm {
+namespace {
+const EntityClassRegistration<TrainerRecallStatsEntity> kRegistration("TrainerRecallStatsEntity",
+                                                                      "BaseUUIDEntity");
+}  // namespace
+}  // namespace dm
