@@ -31,13 +31,11 @@ constexpr const char* kModel = R"({
        {"name": "trainingDay", "destination": "Day", "inverse": "exercises"}]}
   ]})";
 
-class HostilePayloadTest : public ::testing::Test {
- protected:
-  void SetUp() override {
-    Logger::setShared(logger);
-    static auto model = ManagedObjectModel::fromJson(kModel);
-    store = PersistentStore::open(model, StoreType::SQLite, (dir / "hostile.sqlite").string());
-    context = ManagedObjectContext::createRoot(store, ConcurrencyType::MainQueue, "hostile");
+// Exercises nest their day and days their exercises: the two mappings hold each other, so
+// they are built once and kept for the process.
+std::shared_ptr<ObjectMapping> exerciseMapping() {
+  static const std::shared_ptr<ObjectMapping> mapping = [] {
+    std::shared_ptr<ObjectMapping> exercise;
     exercise = ObjectMapping::entityMapping("Exercise");
     exercise->addAttributeMappings(std::map<std::string, std::string>{
         {"id", "entityID"}, {"name", "name"}, {"sets", "sets"}, {"weight", "weight"}});
@@ -48,6 +46,19 @@ class HostilePayloadTest : public ::testing::Test {
     day->setIdentificationAttributes({"entityID"});
     exercise->addRelationshipMapping("day", "trainingDay", day);
     day->addRelationshipMapping("exercises", "exercises", exercise);
+    return exercise;
+  }();
+  return mapping;
+}
+
+class HostilePayloadTest : public ::testing::Test {
+ protected:
+  void SetUp() override {
+    Logger::setShared(logger);
+    static auto model = ManagedObjectModel::fromJson(kModel);
+    store = PersistentStore::open(model, StoreType::SQLite, (dir / "hostile.sqlite").string());
+    context = ManagedObjectContext::createRoot(store, ConcurrencyType::MainQueue, "hostile");
+    exercise = exerciseMapping();
     map(R"([{"id":1,"name":"Squat","sets":3,"weight":80.5,"day":{"id":7,"title":"Legs"}}])");
     context->save();
   }

@@ -46,9 +46,26 @@ const char* kindName(const nlohmann::json& value, bool isDate) {
 // Deeper trees are refused: copying and writing a tree recurse once per level.
 constexpr std::size_t kMaximumDepth = 512;
 
+// Texts that are not UTF-8 would be written with replacement characters and read back
+// as something else.
+bool validUtf8(const std::string& text) {
+  try {
+    (void)nlohmann::json(text).dump();
+    return true;
+  } catch (const nlohmann::json::type_error&) {
+    return false;
+  }
+}
+
 // True when the tree can be written as JSON and read back equal.
 bool storable(const nlohmann::json& value, std::size_t depth = 0) {
   if (value.is_binary() || value.is_discarded()) return false;
+  if (value.is_string()) return validUtf8(value.get_ref<const std::string&>());
+  if (value.is_object()) {
+    for (const auto& item : value.items()) {
+      if (!validUtf8(item.key())) return false;
+    }
+  }
   if (value.is_number_float()) return std::isfinite(value.get<double>());
   if (value.is_structured()) {
     if (depth >= kMaximumDepth) return false;
@@ -478,6 +495,10 @@ void SettingsStore::setBool(std::string_view key, bool value) {
 }
 
 void SettingsStore::setString(std::string_view key, std::string_view value) {
+  if (!validUtf8(std::string(value))) {
+    logWarning("Settings text for \"" + std::string(key) + "\" refused: not UTF-8");
+    return;
+  }
   store(key, Entry{std::string(value), false});
 }
 
