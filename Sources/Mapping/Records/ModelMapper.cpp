@@ -62,11 +62,7 @@ std::shared_ptr<ObjectMapping> ModelMapper::nestedMapping(const std::string& cla
   auto key = std::make_pair(className, requestMapping);
   if (auto found = inProgress.find(key); found != inProgress.end()) return found->second;
   const RecordClass* cls = RecordClasses::classNamed(className);
-  if (!cls) {
-    logWarning("ModelMapper: no record class named \"" + className + "\"");
-    return requestMapping ? ObjectMapping::requestMapping()
-                          : ObjectMapping::objectMapping(className);
-  }
+  if (!cls) return emptyMapping(nullptr, requestMapping, className);
   if (requestMapping) {
     return build(cls, cls->serializationAttributeMappings(),
                  cls->serializationRelationshipMappings(), true, inProgress);
@@ -74,49 +70,84 @@ std::shared_ptr<ObjectMapping> ModelMapper::nestedMapping(const std::string& cla
   return build(cls, cls->attributeMappings(), cls->relationshipMappings(), false, inProgress);
 }
 
+std::shared_ptr<ObjectMapping> ModelMapper::emptyMapping(const RecordClass* targetClass,
+                                                         bool requestMapping,
+                                                         const std::string& missingClassName) {
+  if (!targetClass) {
+    if (missingClassName.empty()) return ObjectMapping::requestMapping();  // a dictionary
+    logWarning("ModelMapper: no record class named \"" + missingClassName + "\"");
+    return requestMapping ? ObjectMapping::requestMapping()
+                          : ObjectMapping::objectMapping(missingClassName);
+  }
+  if (requestMapping) return ObjectMapping::requestMapping();
+  if (const auto* entityClass = dynamic_cast<const BaseMappableEntity::Class*>(targetClass)) {
+    return ObjectMapping::entityMapping(entityClass->entityName());
+  }
+  return ObjectMapping::objectMapping(targetClass->name());
+}
+
 std::shared_ptr<ObjectMapping> ModelMapper::build(const RecordClass* targetClass,
                                                   const MappingDictionary& attributes,
                                                   const RelationshipDictionary& relationships,
                                                   bool requestMapping, InProgress& inProgress) {
-  const auto* entityClass = dynamic_cast<const BaseMappableEntity::Class*>(targetClass);
-  std::shared_ptr<ObjectMapping> mapping;
-  if (requestMapping || !targetClass) {
-    mapping = ObjectMapping::requestMapping();
-  } else if (entityClass) {
-    mapping = ObjectMapping::entityMapping(entityClass->entityName());
-  } else {
-    mapping = ObjectMapping::objectMapping(targetClass->name());
-  }
+  auto mapping = emptyMapping(targetClass, requestMapping);
   // Registered before the relationships are built, so a class that nests itself finds it.
   if (targetClass) inProgress[{targetClass->name(), requestMapping}] = mapping;
+  fill(*mapping, targetClass, attributes, relationships, requestMapping, inProgress);
+  return mapping;
+}
 
+void ModelMapper::fill(ObjectMapping& mapping, const RecordClass* targetClass,
+                       const MappingDictionary& attributes,
+                       const RelationshipDictionary& relationships, bool requestMapping,
+                       InProgress& inProgress) {
   for (const auto& [field, serverKey] : attributes) {
     if (relationships.count(field)) continue;
     if (requestMapping) {
-      mapping->addAttributeMapping(field, serverKey);
+      mapping.addAttributeMapping(field, serverKey);
     } else {
-      mapping->addAttributeMapping(serverKey, field);
+      mapping.addAttributeMapping(serverKey, field);
     }
   }
   for (const auto& [field, className] : relationships) {
     auto serverKey = attributes.find(field);
     if (serverKey == attributes.end()) continue;
-    auto nested = nestedMapping(className, requestMapping, inProgress);
     if (requestMapping) {
-      mapping->addRelationshipMapping(field, serverKey->second, nested);
+      addNested(mapping, field, serverKey->second, className, true, inProgress);
     } else {
-      mapping->addRelationshipMapping(serverKey->second, field, nested);
+      addNested(mapping, serverKey->second, field, className, false, inProgress);
     }
   }
+  const auto* entityClass = dynamic_cast<const BaseMappableEntity::Class*>(targetClass);
   if (!requestMapping && entityClass) {
     if (auto identification = entityClass->identificationAttributes()) {
-      mapping->setIdentificationAttributes(*identification);
+      mapping.setIdentificationAttributes(*identification);
     }
     for (const auto& [relationship, key] : entityClass->foreignKeyRelations()) {
-      mapping->addConnection(relationship, key.sourceAttribute, key.destinationAttribute);
+      mapping.addConnection(relationship, key.sourceAttribute, key.destinationAttribute);
     }
   }
-  return mapping;
+}
+
+void ModelMapper::addNested(ObjectMapping& parent, const std::string& source,
+                            const std::string& destination, const std::string& className,
+                            bool requestMapping, InProgress& inProgress) {
+  auto key = std::make_pair(className, requestMapping);
+  if (auto found = inProgress.find(key); found != inProgress.end()) {
+    parent.addRelationshipMapping(source, destination, found->second);
+    return;
+  }
+  const RecordClass* cls = RecordClasses::classNamed(className);
+  auto nested = emptyMapping(cls, requestMapping, className);
+  parent.addRelationshipMapping(source, destination, nested);
+  if (!cls) return;
+  inProgress[key] = nested;
+  if (requestMapping) {
+    fill(*nested, cls, cls->serializationAttributeMappings(),
+         cls->serializationRelationshipMappings(), true, inProgress);
+  } else {
+    fill(*nested, cls, cls->attributeMappings(), cls->relationshipMappings(), false, inProgress);
+  }
 }
 
 }  // namespace dm

@@ -62,8 +62,8 @@ class ModelMapper {
   //   foreign-key connections.
   // A class name that resolves to no registered class gets a nested mapping for that name,
   // which the mapping engine reports as an unknown class when used. Classes that nest
-  // themselves (directly or through others) share one mapping per class, which then refers to
-  // itself and lives for the process.
+  // themselves (directly or through others) share one mapping per class; the edge that
+  // closes such a cycle is a weak back reference, so the graph is freed with its root.
   std::shared_ptr<ObjectMapping> mappingForClass(const RecordClass* targetClass,
                                                  const MappingDictionary& attributes,
                                                  const RelationshipDictionary& relationships,
@@ -71,10 +71,22 @@ class ModelMapper {
 
  private:
   using InProgress = std::map<std::pair<std::string, bool>, std::shared_ptr<ObjectMapping>>;
+  // A mapping of the right kind for `targetClass`; without a class, one for
+  // `missingClassName` (warned about), which the engine reports as unknown when used.
+  static std::shared_ptr<ObjectMapping> emptyMapping(const RecordClass* targetClass,
+                                                     bool requestMapping,
+                                                     const std::string& missingClassName = {});
   std::shared_ptr<ObjectMapping> build(const RecordClass* targetClass,
                                        const MappingDictionary& attributes,
                                        const RelationshipDictionary& relationships,
                                        bool requestMapping, InProgress& inProgress);
+  // Fills `mapping`. A nested mapping is attached to its parent before it is filled, so an
+  // edge back to a mapping still being built is the one that closes the cycle.
+  void fill(ObjectMapping& mapping, const RecordClass* targetClass,
+            const MappingDictionary& attributes, const RelationshipDictionary& relationships,
+            bool requestMapping, InProgress& inProgress);
+  void addNested(ObjectMapping& parent, const std::string& source, const std::string& destination,
+                 const std::string& className, bool requestMapping, InProgress& inProgress);
   std::shared_ptr<ObjectMapping> nestedMapping(const std::string& className, bool requestMapping,
                                                InProgress& inProgress);
 

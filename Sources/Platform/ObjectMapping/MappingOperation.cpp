@@ -127,11 +127,12 @@ class Compiler {
         issue(where, name + " has no relationship " + relationship.destination.text);
         continue;
       }
-      if (!relationship.mapping) {
+      const auto nestedMapping = relationship.mapping();
+      if (!nestedMapping) {
         issue(where, name + "." + relationship.destination.text + " has no nested mapping");
         continue;
       }
-      const CompiledMapping* nested = compile(*relationship.mapping, relationship.source.text);
+      const CompiledMapping* nested = compile(*nestedMapping, relationship.source.text);
       if (!nested) continue;
       out.relationships.push_back(
           {&relationship.source, description->id, description->toMany, nested});

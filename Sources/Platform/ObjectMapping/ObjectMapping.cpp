@@ -1,6 +1,8 @@
 // ObjectMapping: declaration only; key paths are split here so that operations never do.
 #include "Platform/ObjectMapping/ObjectMapping.h"
 
+#include <unordered_set>
+
 namespace dm {
 
 ObjectMapping::ObjectMapping(Kind kind, std::string className)
@@ -35,7 +37,28 @@ void ObjectMapping::addAttributeMappings(const std::vector<std::string>& names) 
 
 void ObjectMapping::addRelationshipMapping(std::string_view source, std::string_view destination,
                                            std::shared_ptr<const ObjectMapping> mapping) {
-  relationships_.push_back({KeyPath(source), KeyPath(destination), std::move(mapping)});
+  RelationshipMapping relationship{KeyPath(source), KeyPath(destination), nullptr, {}};
+  if (mapping && isReachableFrom(*mapping)) {
+    relationship.backReference = mapping;
+  } else {
+    relationship.owned = std::move(mapping);
+  }
+  relationships_.push_back(std::move(relationship));
+}
+
+bool ObjectMapping::isReachableFrom(const ObjectMapping& start) const {
+  std::vector<const ObjectMapping*> pending{&start};
+  std::unordered_set<const ObjectMapping*> seen;
+  while (!pending.empty()) {
+    const ObjectMapping* current = pending.back();
+    pending.pop_back();
+    if (current == this) return true;
+    if (!seen.insert(current).second) continue;
+    for (const auto& relationship : current->relationships_) {
+      if (relationship.owned) pending.push_back(relationship.owned.get());
+    }
+  }
+  return false;
 }
 
 void ObjectMapping::setIdentificationAttributes(std::vector<std::string> attributes) {

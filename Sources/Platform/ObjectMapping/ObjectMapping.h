@@ -21,8 +21,10 @@ namespace dm {
 // In object and entity mappings sources are payload key paths and destinations field names;
 // in request mappings sources are field names and destinations key paths of the body.
 // Build a mapping completely before handing it to an operation; afterwards it is read-only
-// and may be shared between threads. A mapping that nests itself (replies of a comment)
-// holds a reference to itself and lives for the process.
+// and may be shared between threads. Nested mappings are owned by the mappings that nest
+// them, except where an edge would close a cycle (a comment's replies nest the comment
+// mapping again): such a back reference is weak, so a cyclic graph is freed with its root.
+// Keep the root alive while any of its nested mappings is in use.
 class ObjectMapping {
  public:
   enum class Kind { Object, Entity, Request };
@@ -34,7 +36,15 @@ class ObjectMapping {
   struct RelationshipMapping {
     KeyPath source;
     KeyPath destination;
-    std::shared_ptr<const ObjectMapping> mapping;
+    // The nested mapping; null when none was given or when a back reference's owner is
+    // gone.
+    std::shared_ptr<const ObjectMapping> mapping() const {
+      return owned ? owned : backReference.lock();
+    }
+    bool isBackReference() const { return !owned && !backReference.expired(); }
+
+    std::shared_ptr<const ObjectMapping> owned;
+    std::weak_ptr<const ObjectMapping> backReference;
   };
   // Connects `relationship` to the record of the relationship's class whose
   // `destinationAttribute` equals this record's `sourceAttribute` (trainingDay by
@@ -59,6 +69,8 @@ class ObjectMapping {
   void addAttributeMappings(const std::map<std::string, std::string>& sourceToDestination);
   // Adds identity mappings (each name maps to itself).
   void addAttributeMappings(const std::vector<std::string>& names);
+  // Holds `mapping` strongly unless `mapping` already reaches this mapping through owned
+  // edges (or is this mapping); then the edge is a weak back reference.
   void addRelationshipMapping(std::string_view source, std::string_view destination,
                               std::shared_ptr<const ObjectMapping> mapping);
   // Only meaningful for entity mappings; ignored by the others.
@@ -74,6 +86,9 @@ class ObjectMapping {
   explicit ObjectMapping(Kind kind, std::string className = {});
 
  private:
+  // Whether `this` is reachable from `start` through owned edges.
+  bool isReachableFrom(const ObjectMapping& start) const;
+
   Kind kind_;
   std::string className_;
   std::vector<AttributeMapping> attributes_;

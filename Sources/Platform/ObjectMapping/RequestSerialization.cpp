@@ -49,19 +49,20 @@ nlohmann::json serializeObject(const ObjectMapping& mapping, const MappingSource
       throw MappingError(Code::UnknownClass, where,
                          "record has no relationship " + relationship.source.text);
     }
-    if (!relationship.mapping) {
+    const auto nested = relationship.mapping();
+    if (!nested) {
       throw MappingError(Code::UnknownClass, path, "relationship has no nested mapping");
     }
     if (toMany) {
       nlohmann::json array = nlohmann::json::array();
       for (std::size_t i = 0; i < related->size(); ++i) {
-        array.push_back(serializeObject(*relationship.mapping, source, (*related)[i], options,
+        array.push_back(serializeObject(*nested, source, (*related)[i], options,
                                         depth + 1, path + "[" + std::to_string(i) + "]"));
       }
       put(body, relationship.destination, std::move(array));
     } else if (!related->empty()) {
       put(body, relationship.destination,
-          serializeObject(*relationship.mapping, source, related->front(), options, depth + 1,
+          serializeObject(*nested, source, related->front(), options, depth + 1,
                           path));
     } else if (!options.omitNullValues) {
       put(body, relationship.destination, nullptr);

@@ -122,11 +122,11 @@ TEST(ModelMapperTest, ResponseMappingOfAnEntity) {
   const auto* items = relationship(*mapping, "items");
   ASSERT_TRUE(items);
   EXPECT_EQ(items->destination.text, "items");
-  EXPECT_EQ(items->mapping->className(), "RecordsItem");
-  EXPECT_EQ(items->mapping->identificationAttributes(), std::vector<std::string>{"entityID"});
-  ASSERT_EQ(items->mapping->connections().size(), 1u);
-  EXPECT_EQ(items->mapping->connections()[0].relationship, "workout");
-  EXPECT_EQ(items->mapping->connections()[0].sourceAttribute, "workoutId");
+  EXPECT_EQ(items->mapping()->className(), "RecordsItem");
+  EXPECT_EQ(items->mapping()->identificationAttributes(), std::vector<std::string>{"entityID"});
+  ASSERT_EQ(items->mapping()->connections().size(), 1u);
+  EXPECT_EQ(items->mapping()->connections()[0].relationship, "workout");
+  EXPECT_EQ(items->mapping()->connections()[0].sourceAttribute, "workoutId");
   const auto* coach = relationship(*mapping, "trainer");
   ASSERT_TRUE(coach);
   EXPECT_EQ(coach->destination.text, "coach");
@@ -145,7 +145,7 @@ TEST(ModelMapperTest, RequestMappingsNeverIdentify) {
   const auto* coach = relationship(*mapping, "coach");
   ASSERT_TRUE(coach);
   EXPECT_EQ(coach->destination.text, "trainer");
-  EXPECT_EQ(coach->mapping->kind(), ObjectMapping::Kind::Request);
+  EXPECT_EQ(coach->mapping()->kind(), ObjectMapping::Kind::Request);
 
   auto transient = mapper->responseMappingForClass(classNamed("RecordsCommentRequest"));
   EXPECT_EQ(transient->kind(), ObjectMapping::Kind::Object);
@@ -165,7 +165,7 @@ TEST(ModelMapperTest, RelationshipsWithoutServerKeyOrClassAreHandled) {
   auto unknown = mapper->mappingForClass(&classNamed("RecordsCoachEntity"), {{"x", "x"}},
                                          {{"x", "NoSuchClass"}}, false);
   ASSERT_EQ(unknown->relationshipMappings().size(), 1u);
-  EXPECT_EQ(unknown->relationshipMappings()[0].mapping->className(), "NoSuchClass");
+  EXPECT_EQ(unknown->relationshipMappings()[0].mapping()->className(), "NoSuchClass");
 }
 
 TEST(ModelMapperTest, ClassesThatNestThemselvesShareOneMapping) {
@@ -174,7 +174,7 @@ TEST(ModelMapperTest, ClassesThatNestThemselvesShareOneMapping) {
   auto request = mapper->requestMappingForClass(classNamed("RecordsCommentRequest"));
   const auto* replies = relationship(*request, "replies");
   ASSERT_TRUE(replies);
-  EXPECT_EQ(replies->mapping.get(), request.get());
+  EXPECT_EQ(replies->mapping().get(), request.get());
 }
 
 TEST(RecordClassCachesConcurrencyTest, FirstUseFromManyThreadsAgrees) {

@@ -224,6 +224,27 @@ TEST_F(MappingOperationTest, MalformedPayloadsLeaveTheDestinationUnchanged) {
   EXPECT_EQ(mapError("[]", noField).code(), MappingError::Code::UnknownClass);
 }
 
+TEST(ObjectMappingTest, CyclicGraphsAreFreedWithTheirRoot) {
+  std::weak_ptr<ObjectMapping> watchComment, watchReply;
+  {
+    auto comment = ObjectMapping::objectMapping("Comment");
+    auto reply = ObjectMapping::objectMapping("Reply");
+    comment->addRelationshipMapping("replies", "replies", reply);
+    reply->addRelationshipMapping("parent", "parent", comment);  // closes the cycle
+    reply->addRelationshipMapping("self", "self", reply);
+    watchComment = comment;
+    watchReply = reply;
+    EXPECT_FALSE(comment->relationshipMappings()[0].isBackReference());
+    EXPECT_TRUE(reply->relationshipMappings()[0].isBackReference());
+    EXPECT_TRUE(reply->relationshipMappings()[1].isBackReference());
+    EXPECT_EQ(reply->relationshipMappings()[0].mapping(), comment);
+    reply.reset();
+    EXPECT_FALSE(watchReply.expired());  // still owned by the root
+  }
+  EXPECT_TRUE(watchComment.expired());
+  EXPECT_TRUE(watchReply.expired());
+}
+
 TEST_F(MappingOperationTest, DepthLimitRefusesDeepNestingWithoutOverflow) {
   store.registerClass({"Node", {{"v", Kind::Integer64}}, {{"next", "Node", false}}});
   auto chain = ObjectMapping::objectMapping("Node");
