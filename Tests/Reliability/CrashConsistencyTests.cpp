@@ -1,6 +1,6 @@
-// Stores under SIGKILL: after every kill the settings file holds one complete version and
-// the main store holds whole batches only (count and checksum agreeing), never older than
-// the last write that returned.
+// Stores under SIGKILL: after every kill the settings file holds one complete version, and
+// the main store and the handbook store pass SQLite's integrity check and hold whole batches
+// only (count and checksum agreeing), never older than the last write that returned.
 #include <gtest/gtest.h>
 
 #include <filesystem>
@@ -9,6 +9,10 @@
 
 #include <nlohmann/json.hpp>
 
+#include "Handbook/Adapter/HandbookAdapter.h"
+#include "Handbook/Entities/HandbookPostProductEntity.h"
+#include "Handbook/Storage/SeedPackSource.h"
+#include "Handbook/Storage/SeedStorage.h"
 #include "Platform/Foundation/Directories.h"
 #include "Platform/Foundation/SettingsStore.h"
 #include "Platform/Foundation/WorkQueue.h"
@@ -141,6 +145,12 @@ test::CrashCheck checkMainStore(const std::filesystem::path& root) {
   });
   ManagedObjectStore::resetSharedInstance();
   MainQueue::shared().runUntilIdle();
+  if (auto error = test::sqliteIntegrityError(
+          (Directories::shared()->documentsDirectory() / ManagedObjectStore::dataBaseFileName)
+              .string());
+      !error.empty()) {
+    return {0, "integrity check: " + error};
+  }
   std::int64_t last = 0;
   for (const auto& [batch, marker] : markers) {
     if (batch != last + 1) return {0, "batch " + std::to_string(last + 1) + " is missing"};
@@ -164,6 +174,111 @@ TEST(CrashConsistencyTest, MainStoreHoldsWholeBatchesOnly) {
       "CrashWriter.MainStore", dir.path().string(), [&] { return checkMainStore(dir.path()); },
       kKills, 7u);
   Directories::setShared(nullptr);
+  EXPECT_EQ(report.failure, "");
+  EXPECT_EQ(report.kills, kKills);
+  EXPECT_GT(report.lastStep, kKills);
+}
+
+// ---- Handbook store ----
+// Batch n is one server update: 1 + n % 5 products (id n*100 + i) and a marker product (id
+// n*100 + 99) titled "<count>:<checksum of the batch's titles>", applied and saved through
+// the adapter's update path.
+
+HandbookStorage::Options handbookOptions(const std::filesystem::path& root) {
+  SeedStorage::Options seed;
+  seed.settings = SettingsStore::inMemory();
+  seed.currentLocalization = "en";
+  seed.currentVersion = "1.0";
+  seed.packSource = std::make_shared<DirectorySeedPackSource>(root / "packs");
+  HandbookStorage::Options options;
+  options.applicationSupportDirectory = root / "support";
+  options.seedStorage = SeedStorage::create(seed);
+  return options;
+}
+
+std::string productTitle(std::int64_t batch, int i) {
+  return "product " + std::to_string(batch) + "." + std::to_string(i) + " " +
+         std::string(static_cast<std::size_t>(batch % 11) * 60, 'p');
+}
+
+TEST(CrashWriter, HandbookStore) {
+  if (!test::isCrashWriter()) GTEST_SKIP() << "runs only inside the crash loop";
+  MainQueue::shared().adoptCurrentThread();
+  const std::filesystem::path root = test::crashDirectory();
+  std::filesystem::create_directories(root / "packs");
+  HandbookAdapter adapter(handbookOptions(root));
+  for (std::int64_t batch = test::crashLastStep() + 1;; ++batch) {
+    const int count = 1 + static_cast<int>(batch % 5);
+    nlohmann::json products = nlohmann::json::array();
+    std::string titles;
+    for (int i = 0; i < count; ++i) {
+      products.push_back({{"id", batch * 100 + i}, {"title", productTitle(batch, i)}});
+      titles += productTitle(batch, i);
+    }
+    products.push_back(
+        {{"id", batch * 100 + 99},
+         {"title", std::to_string(count) + ":" +
+                       std::to_string(test::crashChecksum(batch, titles))}});
+    nlohmann::json update{{"status", "changed"}, {"version", batch}, {"post_products", products}};
+    if (!adapter.getHandbookUpdateEntityFromPayload(update.dump())) {
+      ADD_FAILURE() << "update " << batch << " was refused";
+      return;
+    }
+    adapter.saveAndWait();
+    test::reportDurable(batch);
+  }
+}
+
+test::CrashCheck checkHandbookStore(const std::filesystem::path& root) {
+  std::map<std::int64_t, std::string> markers;
+  std::map<std::int64_t, std::vector<std::string>> products;  // by batch, in id order
+  {
+    auto storage = HandbookStorage::create(handbookOptions(root));
+    if (storage->isInMemory()) return {0, "the handbook store could not be opened"};
+    storage->performOnSavingContextAndWait([&](ManagedObjectContext& context) {
+      FetchRequest request(storage->entityNamed("HandbookPostProductEntity"));
+      request.sortDescriptors.push_back({"entityID", true});
+      for (ManagedObject* object : context.executeFetchRequest(request)) {
+        std::int64_t id = object->valueForKey("entityID").asInt64();
+        std::string title = object->valueForKey("title").asString();
+        if (id % 100 == 99)
+          markers[id / 100] = title;
+        else
+          products[id / 100].push_back(title);
+      }
+    });
+  }
+  MainQueue::shared().runUntilIdle();
+  if (auto error = test::sqliteIntegrityError(
+          (root / "support" / HandbookStorage::kStoreDirectoryName /
+           HandbookStorage::kStoreFileName)
+              .string());
+      !error.empty()) {
+    return {0, "integrity check: " + error};
+  }
+  std::int64_t last = 0;
+  for (const auto& [batch, marker] : markers) {
+    if (batch != last + 1) return {0, "update " + std::to_string(last + 1) + " is missing"};
+    std::string titles;
+    for (const auto& title : products[batch]) titles += title;
+    std::string expected = std::to_string(products[batch].size()) + ":" +
+                           std::to_string(test::crashChecksum(batch, titles));
+    if (marker != expected)
+      return {0, "update " + std::to_string(batch) + " is torn: marker " + marker +
+                     ", found " + expected};
+    last = batch;
+  }
+  if (products.size() != markers.size()) return {0, "products saved without their marker"};
+  return {last, ""};
+}
+
+TEST(CrashConsistencyTest, HandbookStoreHoldsWholeUpdatesOnly) {
+  test::TempDir dir;
+  MainQueue::shared().adoptCurrentThread();
+  std::filesystem::create_directories(dir / "packs");
+  auto report = test::runCrashLoop(
+      "CrashWriter.HandbookStore", dir.path().string(),
+      [&] { return checkHandbookStore(dir.path()); }, kKills, 11u);
   EXPECT_EQ(report.failure, "");
   EXPECT_EQ(report.kills, kKills);
   EXPECT_GT(report.lastStep, kKills);

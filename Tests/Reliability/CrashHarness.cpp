@@ -7,6 +7,8 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <sqlite3.h>
+
 #include <cstdlib>
 #include <random>
 
@@ -51,6 +53,29 @@ std::int64_t crashLastStep() {
 void reportDurable(std::int64_t step) {
   static const int fd = std::atoi(std::getenv(kWriterFd));
   if (::write(fd, &step, sizeof step) != static_cast<ssize_t>(sizeof step)) ::_exit(3);
+}
+
+std::string sqliteIntegrityError(const std::string& file) {
+  sqlite3* db = nullptr;
+  if (sqlite3_open_v2(file.c_str(), &db, SQLITE_OPEN_READWRITE, nullptr) != SQLITE_OK) {
+    std::string error = db ? sqlite3_errmsg(db) : "out of memory";
+    sqlite3_close(db);
+    return "cannot open " + file + ": " + error;
+  }
+  std::string result;
+  sqlite3_stmt* statement = nullptr;
+  if (sqlite3_prepare_v2(db, "PRAGMA integrity_check", -1, &statement, nullptr) != SQLITE_OK) {
+    result = sqlite3_errmsg(db);
+  } else {
+    while (sqlite3_step(statement) == SQLITE_ROW) {
+      const auto* text = reinterpret_cast<const char*>(sqlite3_column_text(statement, 0));
+      std::string line = text ? text : "";
+      if (line != "ok") result += line + "; ";
+    }
+  }
+  sqlite3_finalize(statement);
+  sqlite3_close(db);
+  return result;
 }
 
 std::uint64_t crashChecksum(std::int64_t step, const std::string& payload) {

@@ -40,6 +40,10 @@ std::int64_t crashLastStep();
 // Tells the parent that `step` is on disk.
 void reportDurable(std::int64_t step);
 
+// Empty when SQLite's integrity check passes on `file`, else what it reported. Run it with
+// no writer alive.
+std::string sqliteIntegrityError(const std::string& file);
+
 // A checksum over a counter and a payload, for writers to store beside their data.
 std::uint64_t crashChecksum(std::int64_t step, const std::string& payload);
 
