@@ -241,6 +241,11 @@ void PersistentStore::openConnection() {
     throw StoreError(StoreErrorCode::CannotOpen, message);
   }
   sqlite3_extended_result_codes(db_, 1);
+  if (!registerPredicateSqlFunctions(db_)) {
+    sqlite3_close_v2(db_);
+    db_ = nullptr;
+    throw StoreError(StoreErrorCode::CannotOpen, "Cannot register predicate functions on " + path_);
+  }
   try {
     // The first real read notices a file that is not a database.
     exec(type_ == StoreType::InMemory ? "PRAGMA journal_mode=MEMORY" : "PRAGMA journal_mode=WAL");

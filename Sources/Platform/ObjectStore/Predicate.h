@@ -12,6 +12,8 @@
 
 #include "Platform/ObjectStore/Value.h"
 
+struct sqlite3;
+
 namespace dm {
 
 class ManagedObject;
@@ -116,7 +118,20 @@ struct SqlCondition {
 // Compiles a predicate. Values are always bound, never spliced into the text.
 // Comparisons follow the in-memory evaluation's NULL semantics: "x = NULL" is
 // "x IS NULL", "x != v" is true where x is NULL and v is not.
+// Texts compare as byte strings in both forms: a NUL byte is an ordinary character.
+// LIKE compiles to a call of the SQL function kPredicateLikeFunction, which every
+// connection running compiled conditions must have (registerPredicateSqlFunctions).
 SqlCondition compileToSql(const Predicate& predicate, PredicateSqlResolver& resolver);
+
+inline constexpr const char* kPredicateLikeFunction = "dm_like";
+// Registers the SQL functions compiled conditions call on `db`. Returns false (and leaves
+// the connection usable for everything else) when SQLite refuses. Call on the connection's
+// own thread.
+bool registerPredicateSqlFunctions(sqlite3* db);
+
+// The LIKE match of both forms: '*' matches any run of characters, '?' exactly one UTF-8
+// character; everything else matches itself.
+bool predicateWildcardMatch(std::string_view text, std::string_view pattern);
 
 // What in-memory evaluation needs from an object: the value at a key path.
 class PredicateValueSource {

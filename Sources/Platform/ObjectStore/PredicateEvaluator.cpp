@@ -73,9 +73,10 @@ std::vector<std::string_view> characters(std::string_view text) {
   return out;
 }
 
-// '*' matches any run of characters, '?' exactly one; everything else matches itself.
+}  // namespace
+
 // Backtracks only to the last '*', so the cost stays O(text x pattern).
-bool wildcardMatch(std::string_view text, std::string_view pattern) {
+bool predicateWildcardMatch(std::string_view text, std::string_view pattern) {
   const auto s = characters(text);
   const auto p = characters(pattern);
   std::size_t si = 0, pi = 0, star = std::string_view::npos, mark = 0;
@@ -96,6 +97,8 @@ bool wildcardMatch(std::string_view text, std::string_view pattern) {
   while (pi < p.size() && p[pi] == "*") ++pi;
   return pi == p.size();
 }
+
+namespace {
 
 bool equalOperands(const Operand& a, const Operand& b, bool caseInsensitive) {
   if (a.list || b.list) throw PredicateError("A list is only allowed on the right side of IN");
@@ -144,7 +147,7 @@ bool matchText(const Operand& a, Op op, const Operand& b, bool caseInsensitive) 
   }
   switch (op) {
     case Op::Like:
-      return wildcardMatch(text, pattern);
+      return predicateWildcardMatch(text, pattern);
     case Op::Contains:
       return text.find(pattern) != std::string::npos;
     case Op::BeginsWith:

@@ -7,6 +7,8 @@
 // which drops its affinity so SQLite compares without converting, as evaluation does.
 // Case-insensitive comparisons fold ASCII letters only; the diacritic option is accepted
 // but does not change the comparison.
+#include <sqlite3.h>
+
 #include <cmath>
 #include <cstdio>
 
@@ -57,34 +59,6 @@ std::string asciiLowercase(std::string text) {
     if (c >= 'A' && c <= 'Z') c = static_cast<char>(c - 'A' + 'a');
   }
   return text;
-}
-
-// GLOB pattern text matching `literal` exactly.
-std::string globEscaped(const std::string& literal) {
-  std::string out;
-  for (char c : literal) {
-    if (c == '*' || c == '?' || c == '[') {
-      out += '[';
-      out += c;
-      out += ']';
-    } else {
-      out += c;
-    }
-  }
-  return out;
-}
-
-// A LIKE pattern ('*' and '?' wildcards, everything else literal) as a GLOB pattern.
-std::string globFromLike(const std::string& pattern) {
-  std::string out;
-  for (char c : pattern) {
-    if (c == '[') {
-      out += "[[]";
-    } else {
-      out += c;
-    }
-  }
-  return out;
 }
 
 void appendJsonString(std::string& out, const std::string& text) {
@@ -377,40 +351,29 @@ class Compiler {
       return caseInsensitive ? "lower(" + sql + ")" : sql;
     };
     const std::string text = a.isColumn() ? folded(a.sql) : bind(fold(a.value, caseInsensitive));
-    if (!b.isColumn()) {
-      const std::string literal = fold(b.value, caseInsensitive).asString();
-      std::string pattern;
-      switch (op) {
-        case Op::Like:
-          pattern = globFromLike(literal);
-          break;
-        case Op::Contains:
-          pattern = "*" + globEscaped(literal) + "*";
-          break;
-        case Op::BeginsWith:
-          pattern = globEscaped(literal) + "*";
-          break;
-        default:
-          pattern = "*" + globEscaped(literal);
-          break;
-      }
-      return out + text + " GLOB " + bind(Value(std::move(pattern))) + ")";
-    }
-    const std::string pattern = folded(b.sql);
+    // A bound pattern is bound once per use: every "?" takes its own parameter.
+    auto pattern = [&] {
+      return b.isColumn() ? folded(b.sql) : bind(fold(b.value, caseInsensitive));
+    };
+    // Bytes, not characters: SQLite's text functions stop at a NUL byte, blob ones do not.
+    const std::string textBytes = "CAST(" + text + " AS BLOB)";
+    auto patternBytes = [&] { return "CAST(" + pattern() + " AS BLOB)"; };
     switch (op) {
       case Op::Like:
-        out += text + " GLOB replace(" + pattern + ", '[', '[[]')";
+        out += std::string(kPredicateLikeFunction) + "(" + text + ", " + pattern() + ")";
         break;
       case Op::Contains:
-        out += "instr(" + text + ", " + pattern + ") > 0";
+        out += "instr(" + textBytes + ", " + patternBytes() + ") > 0";
         break;
       // The first occurrence is at the start exactly when the text begins with it.
       case Op::BeginsWith:
-        out += "instr(" + text + ", " + pattern + ") = 1";
+        out += "instr(" + textBytes + ", " + patternBytes() + ") = 1";
         break;
+      // Parameters bind in the order their "?" appear: the text comes first.
       default:
-        out += "(length(" + pattern + ") = 0 OR substr(" + text + ", -length(" + pattern +
-               ")) = " + pattern + ")";
+        out += "(substr(" + textBytes + ", -length(" + patternBytes() + ")) = ";
+        out += patternBytes();
+        out += " OR length(" + patternBytes() + ") = 0)";
         break;
     }
     return out + ")";
@@ -428,6 +391,38 @@ class Compiler {
 
 SqlCondition compileToSql(const Predicate& predicate, PredicateSqlResolver& resolver) {
   return Compiler(resolver).run(predicate);
+}
+
+namespace {
+
+void likeFunction(sqlite3_context* context, int, sqlite3_value** arguments) {
+  if (sqlite3_value_type(arguments[0]) != SQLITE_TEXT ||
+      sqlite3_value_type(arguments[1]) != SQLITE_TEXT) {
+    sqlite3_result_int(context, 0);
+    return;
+  }
+  // Pointer first, then length: the documented order for a value's text.
+  const auto* text = reinterpret_cast<const char*>(sqlite3_value_text(arguments[0]));
+  const auto textLength = static_cast<std::size_t>(sqlite3_value_bytes(arguments[0]));
+  const auto* pattern = reinterpret_cast<const char*>(sqlite3_value_text(arguments[1]));
+  const auto patternLength = static_cast<std::size_t>(sqlite3_value_bytes(arguments[1]));
+  if (!text || !pattern) {
+    sqlite3_result_error_nomem(context);
+    return;
+  }
+  sqlite3_result_int(context, predicateWildcardMatch(std::string_view(text, textLength),
+                                                     std::string_view(pattern, patternLength))
+                                  ? 1
+                                  : 0);
+}
+
+}  // namespace
+
+bool registerPredicateSqlFunctions(sqlite3* db) {
+  return sqlite3_create_function_v2(db, kPredicateLikeFunction, 2,
+                                    SQLITE_UTF8 | SQLITE_DETERMINISTIC | SQLITE_INNOCUOUS,
+                                    nullptr, likeFunction, nullptr, nullptr,
+                                    nullptr) == SQLITE_OK;
 }
 
 }  // namespace dm

@@ -35,6 +35,7 @@ class Fixture : public ::testing::Test {
  protected:
   void SetUp() override {
     ASSERT_EQ(sqlite3_open((dir_ / "t.sqlite").c_str(), &db_), SQLITE_OK);
+    ASSERT_TRUE(registerPredicateSqlFunctions(db_));
     exec(
         "CREATE TABLE p (id INTEGER PRIMARY KEY, name TEXT, code INTEGER);"
         "CREATE TABLE t (id INTEGER PRIMARY KEY, i INTEGER, d REAL, s TEXT, b INTEGER, dt REAL,"
@@ -313,6 +314,31 @@ TEST_F(PredicateSqlAgreementTest, ValuesAreBoundNeverSpliced) {
   EXPECT_EQ(select("s LIKE %@", {Value("*DROP TABLE*")}), Ids{4});
   EXPECT_EQ(run("SELECT count(*) FROM t", {}), Ids{10});
   EXPECT_EQ(run("SELECT count(*) FROM p", {}), Ids{3});
+}
+
+TEST_F(PredicateSqlAgreementTest, TextsWithNulBytesCompareAsBytes) {
+  const auto bytes = [](const char* text, std::size_t size) {
+    return Value(std::string(text, size));
+  };
+  const Value text = bytes("ab\0cd", 5);
+  const Value other = bytes("\0c", 2);
+  rows_.push_back({11,
+                   {{"i", Value()}, {"d", Value()}, {"s", text}, {"b", Value()},
+                    {"dt", Value()}, {"s2", other}},
+                   -1});
+  run("INSERT INTO t (id, s, s2) VALUES (?, ?, ?)", {Value(11LL), text, other});
+
+  EXPECT_EQ(select("s CONTAINS %@", {other}), Ids{11});
+  EXPECT_EQ(select("s BEGINSWITH %@", {bytes("ab\0", 3)}), Ids{11});
+  EXPECT_EQ(select("s ENDSWITH[c] %@", {bytes("\0CD", 3)}), Ids{11});
+  EXPECT_EQ(select("s LIKE %@", {bytes("ab\0?d", 5)}), Ids{11});
+  // The NUL does not end the text: "ab" alone is neither equal nor a LIKE match.
+  EXPECT_EQ(select("s LIKE 'ab' OR s = 'ab'"), Ids{});
+  EXPECT_EQ(select("s LIKE 'ab*'"), Ids{11});
+  EXPECT_EQ(select("s CONTAINS s2"), (Ids{1, 4, 5, 6, 7, 9, 11}));
+  // A bound text beside a bound pattern used several times: parameters stay in order.
+  EXPECT_EQ(select("%@ ENDSWITH s2 AND s ENDSWITH %@", {Value("xxapp"), Value("e")}), Ids{1});
+  EXPECT_EQ(select("s ENDSWITH %@ AND s2 = %@", {Value(""), Value("")}), Ids{5});
 }
 
 TEST_F(PredicateSqlAgreementTest, UnknownKeysAreRejectedByTheResolver) {
