@@ -155,9 +155,14 @@ ManagedObject* ManagedObjectContext::insertNewObject(std::string_view entityName
 
 ManagedObject* ManagedObjectContext::insertNewObject(const EntityDescription& entity) {
   checkQueue("insert");
-  if (model().entityNamed(entity.name()) != &entity)
-    throw std::invalid_argument("Entity " + entity.name() + " is not in this store's model");
-  if (entity.isAbstract()) throw std::invalid_argument("Entity " + entity.name() + " is abstract");
+  // Inserts come in long runs of one entity: check its model once per run, not per object.
+  if (&entity != lastInsertedEntity_) {
+    if (model().entityNamed(entity.name()) != &entity)
+      throw std::invalid_argument("Entity " + entity.name() + " is not in this store's model");
+    if (entity.isAbstract())
+      throw std::invalid_argument("Entity " + entity.name() + " is abstract");
+    lastInsertedEntity_ = &entity;
+  }
   Lock lock(mutex_);
   ManagedObject* object = createObject(entity, ObjectID{&entity, nextTemporaryKey++, true});
   const auto& attributes = entity.attributes();
@@ -663,6 +668,26 @@ void ManagedObjectContext::applyChangesFromChildLocked(const ManagedObjectContex
     }
     touched.emplace_back(object, c);
   }
+  // Updated rows that neither this context nor an ancestor holds are read in one query per
+  // table rather than one each.
+  std::unordered_map<const EntityDescription*, std::vector<std::int64_t>> unread;
+  for (const ManagedObject* c : child.changeList_) {
+    if (c->flags_ & (ManagedObject::kDeleted | ManagedObject::kInserted) ||
+        !(c->flags_ & ManagedObject::kChanged) || objects_.count(c->id_))
+      continue;
+    bool held = false;
+    for (ManagedObjectContext* p = parent_.get(); p && !held; p = p->parent_.get()) {
+      Lock lock(p->mutex_);
+      auto it = p->objects_.find(c->id_);
+      held = it != p->objects_.end() && (it->second->flags_ & (ManagedObject::kDeleted |
+                                                                ManagedObject::kFault)) !=
+                                            ManagedObject::kFault;
+    }
+    if (!held) unread[c->id_.entity->rootEntity()].push_back(c->id_.key);
+  }
+  for (const auto& [table, keys] : unread)
+    for (const ObjectSnapshot& row : store_->loadRows(*table, keys))
+      registerSnapshotLocked(row, false);
   for (const ManagedObject* c : child.changeList_) {
     if (c->flags_ & (ManagedObject::kDeleted | ManagedObject::kInserted) ||
         !(c->flags_ & ManagedObject::kChanged))

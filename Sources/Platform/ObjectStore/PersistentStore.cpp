@@ -547,6 +547,28 @@ bool PersistentStore::loadRow(const EntityDescription& entity, std::int64_t key,
   return false;
 }
 
+std::vector<ObjectSnapshot> PersistentStore::loadRows(const EntityDescription& entity,
+                                                      const std::vector<std::int64_t>& keys) {
+  std::lock_guard lock(mutex_);
+  std::vector<ObjectSnapshot> rows;
+  if (keys.empty()) return rows;
+  const auto& layout = layoutFor(entity);
+  sqlite3_stmt* stmt =
+      statement("SELECT " + layout.selectList + " FROM " + quoteName(entity.tableName()) +
+                " t0 WHERE t0._pk IN (SELECT value FROM json_each(?))");
+  StatementReset reset{stmt};
+  std::string json = keysJson(keys);
+  sqlite3_bind_text(stmt, 1, json.data(), static_cast<int>(json.size()), SQLITE_STATIC);
+  rows.reserve(keys.size());
+  int rc;
+  while ((rc = sqlite3_step(stmt)) == SQLITE_ROW) {
+    rows.emplace_back();
+    readRow(stmt, layout, false, rows.back());
+  }
+  if (rc != SQLITE_DONE) fail(StoreErrorCode::FetchFailed, "Cannot read rows");
+  return rows;
+}
+
 std::vector<ObjectID> PersistentStore::loadToMany(const ObjectID& owner,
                                                   const RelationshipDescription& rel) {
   std::lock_guard lock(mutex_);

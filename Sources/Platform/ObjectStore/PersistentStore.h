@@ -85,6 +85,10 @@ class PersistentStore {
   std::int64_t allocateKeys(const EntityDescription& entity, std::size_t count);
   // The row's snapshot, or false when there is no such row.
   bool loadRow(const EntityDescription& entity, std::int64_t key, ObjectSnapshot& out);
+  // The stored rows of the entity's table with these keys, in one query; keys without a
+  // row are skipped. Throws StoreError(FetchFailed).
+  std::vector<ObjectSnapshot> loadRows(const EntityDescription& entity,
+                                       const std::vector<std::int64_t>& keys);
   // Members of a to-many relationship as stored.
   std::vector<ObjectID> loadToMany(const ObjectID& owner, const RelationshipDescription& rel);
   // Writes the changes in one transaction (a savepoint of the open bulk write when `writer`
