@@ -322,7 +322,7 @@ ManagedObject* ManagedObjectContext::objectForKeyLocked(const EntityDescription&
   } else if (!store_->loadRow(entity, key, snapshot)) {
     return nullptr;
   }
-  return registerSnapshotLocked(snapshot, false);
+  return registerSnapshotLocked(std::move(snapshot), false);
 }
 
 // An object for an identifier met in a snapshot: registered, a fault of a concrete entity,
@@ -333,17 +333,25 @@ static bool isConcrete(const EntityDescription* entity) {
 
 ManagedObject* ManagedObjectContext::registerSnapshotLocked(const ObjectSnapshot& snapshot,
                                                             bool overwrite) {
-  auto it = objects_.find(snapshot.id);
-  if (it != objects_.end()) {
-    ManagedObject* object = it->second.get();
-    if ((object->flags_ & ManagedObject::kFault) || overwrite) {
-      if (!snapshot.values.empty()) applySnapshotLocked(object, snapshot);
-    }
-    return object;
-  }
-  ManagedObject* object = createObject(*snapshot.id.entity, snapshot.id);
+  ManagedObject* object = registeredOrFaultLocked(snapshot.id);
+  if (!snapshot.values.empty() && ((object->flags_ & ManagedObject::kFault) || overwrite))
+    applySnapshotLocked(object, snapshot);
+  return object;
+}
+
+ManagedObject* ManagedObjectContext::registerSnapshotLocked(ObjectSnapshot&& snapshot,
+                                                            bool overwrite) {
+  // Rows read for this context alone: their values move into the object.
+  ManagedObject* object = registeredOrFaultLocked(snapshot.id);
+  if (!snapshot.values.empty() && ((object->flags_ & ManagedObject::kFault) || overwrite))
+    applyStateLocked(object, std::move(snapshot.values), snapshot);
+  return object;
+}
+
+ManagedObject* ManagedObjectContext::registeredOrFaultLocked(const ObjectID& id) {
+  if (auto it = objects_.find(id); it != objects_.end()) return it->second.get();
+  ManagedObject* object = createObject(*id.entity, id);
   object->flags_ = ManagedObject::kFault;
-  if (!snapshot.values.empty()) applySnapshotLocked(object, snapshot);
   return object;
 }
 
@@ -686,8 +694,8 @@ void ManagedObjectContext::applyChangesFromChildLocked(const ManagedObjectContex
     if (!held) unread[c->id_.entity->rootEntity()].push_back(c->id_.key);
   }
   for (const auto& [table, keys] : unread)
-    for (const ObjectSnapshot& row : store_->loadRows(*table, keys))
-      registerSnapshotLocked(row, false);
+    for (ObjectSnapshot& row : store_->loadRows(*table, keys))
+      registerSnapshotLocked(std::move(row), false);
   for (const ManagedObject* c : child.changeList_) {
     if (c->flags_ & (ManagedObject::kDeleted | ManagedObject::kInserted) ||
         !(c->flags_ & ManagedObject::kChanged))
@@ -1091,8 +1099,8 @@ std::vector<ManagedObject*> ManagedObjectContext::fetchLocked(const FetchRequest
   }
   std::vector<ManagedObject*> results;
   results.reserve(rows.size() + matches.size());
-  for (const ObjectSnapshot& row : rows) {
-    ManagedObject* object = registerSnapshotLocked(row, false);
+  for (ObjectSnapshot& row : rows) {
+    ManagedObject* object = registerSnapshotLocked(std::move(row), false);
     if (object->flags_ & ManagedObject::kDeleted) continue;
     if (inMemoryFilter && request.predicate &&
         !evaluate(*request.predicate, ManagedObjectValueSource(*object)))
@@ -1186,9 +1194,10 @@ std::unordered_map<Value, ManagedObject*, ValueHash> ManagedObjectContext::objec
       Predicate::comparison(std::move(left), Predicate::Operator::In, std::move(right));
   std::vector<ObjectSnapshot> rows = store_->query(request, excluded, false, false);
   out.reserve(rows.size() + matches.size());
-  for (const ObjectSnapshot& row : rows) {
-    ManagedObject* object = registerSnapshotLocked(row, false);
-    if (!(object->flags_ & ManagedObject::kDeleted)) out.emplace(row.values[index], object);
+  for (ObjectSnapshot& row : rows) {
+    Value key = row.values[index];  // the file's value matched; the row's values move on
+    ManagedObject* object = registerSnapshotLocked(std::move(row), false);
+    if (!(object->flags_ & ManagedObject::kDeleted)) out.emplace(std::move(key), object);
   }
   for (auto& [owner, o] : matches) {
     ManagedObject* object =

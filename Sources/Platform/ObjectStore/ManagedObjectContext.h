@@ -202,6 +202,8 @@ class ManagedObjectContext : public std::enable_shared_from_this<ManagedObjectCo
 
   ManagedObject* createObject(const EntityDescription& entity, const ObjectID& id);
   ManagedObject* registerSnapshotLocked(const ObjectSnapshot& snapshot, bool overwrite);
+  ManagedObject* registerSnapshotLocked(ObjectSnapshot&& snapshot, bool overwrite);
+  ManagedObject* registeredOrFaultLocked(const ObjectID& id);
   void applySnapshotLocked(ManagedObject* object, const ObjectSnapshot& snapshot);
   // Takes `values` as the object's values and the relationships of `relations`.
   void applyStateLocked(ManagedObject* object, std::vector<Value> values,
