@@ -74,12 +74,13 @@ TEST(BulkWriteTest, RollbackAfterSeveralChunksRestoresFileAndContext) {
   auto* owner = f.root->insertNewObject("Owner");
   owner->setValueForKey("name", "before");
   f.root->save();
+  const ObjectID ownerID = owner->objectID();
   std::vector<ManagedObject*> kept;
   {
     BulkWrite bulk = f.root->beginBulkWrite();
     saveChunk(*f.root, 0, 50);
     f.root->reset();
-    owner = f.root->existingObjectWithID(owner->objectID());
+    owner = f.root->existingObjectWithID(ownerID);
     owner->setValueForKey("name", "during");
     auto* sample = f.root->insertNewObject("Sample");
     sample->setObjectForKey("owner", owner);
