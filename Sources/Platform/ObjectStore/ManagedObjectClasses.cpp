@@ -19,7 +19,9 @@ struct Entry {
 // Looked up by string_view without building a std::string: create() runs once per object.
 struct NameHash {
   using is_transparent = void;
-  std::size_t operator()(std::string_view name) const { return std::hash<std::string_view>()(name); }
+  std::size_t operator()(std::string_view name) const {
+    return std::hash<std::string_view>()(name);
+  }
 };
 
 struct Registry {

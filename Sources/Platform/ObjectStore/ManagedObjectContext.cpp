@@ -562,8 +562,8 @@ std::vector<std::shared_ptr<ManagedObjectContext>> ManagedObjectContext::mergeRe
     // Siblings that merge from the parent see what was just pushed into it.
     Lock parentLock(parent_->mutex_);
     for (const auto& weak : parent_->children_)
-      if (auto sibling = weak.lock(); sibling && sibling.get() != this &&
-                                      sibling->automaticallyMergesChangesFromParent())
+      if (auto sibling = weak.lock();
+          sibling && sibling.get() != this && sibling->automaticallyMergesChangesFromParent())
         out.push_back(std::move(sibling));
   }
   return out;
@@ -579,7 +579,8 @@ void ManagedObjectContext::save() {
   // Copies of the saved state are made only for contexts that merge them; the store and the
   // parent read the objects in place. Inside a bulk write nobody hears of the saves until
   // the commit.
-  auto recipients = bulk_ ? std::vector<std::shared_ptr<ManagedObjectContext>>{} : mergeRecipients();
+  auto recipients =
+      bulk_ ? std::vector<std::shared_ptr<ManagedObjectContext>>{} : mergeRecipients();
   std::shared_ptr<SaveChangeSet> changes;
   ContextChanges saved;
   std::exception_ptr bulkFailure;
@@ -616,8 +617,7 @@ void ManagedObjectContext::save() {
       }
     }
     if (!bulkFailure) {
-      if (!recipients.empty())
-        changes = std::make_shared<SaveChangeSet>(collectChangesLocked());
+      if (!recipients.empty()) changes = std::make_shared<SaveChangeSet>(collectChangesLocked());
       for (ManagedObject* o : changeList_) {
         if (o->flags_ & ManagedObject::kDeleted)
           saved.deleted.push_back(o);
@@ -687,9 +687,9 @@ void ManagedObjectContext::applyChangesFromChildLocked(const ManagedObjectContex
     for (ManagedObjectContext* p = parent_.get(); p && !held; p = p->parent_.get()) {
       Lock lock(p->mutex_);
       auto it = p->objects_.find(c->id_);
-      held = it != p->objects_.end() && (it->second->flags_ & (ManagedObject::kDeleted |
-                                                                ManagedObject::kFault)) !=
-                                            ManagedObject::kFault;
+      held = it != p->objects_.end() &&
+             (it->second->flags_ & (ManagedObject::kDeleted | ManagedObject::kFault)) !=
+                 ManagedObject::kFault;
     }
     if (!held) unread[c->id_.entity->rootEntity()].push_back(c->id_.key);
   }
@@ -820,9 +820,11 @@ void ManagedObjectContext::endBulkWrite(bool commit) {
   // Merging contexts learn what changed by identifier; they reload what they hold.
   auto changes = std::make_shared<SaveChangeSet>();
   changes->inserted.reserve(state->inserted.size());
-  for (const ObjectID& id : state->inserted) changes->inserted.push_back(ObjectSnapshot{id, {}, {}, {}});
+  for (const ObjectID& id : state->inserted)
+    changes->inserted.push_back(ObjectSnapshot{id, {}, {}, {}});
   changes->updated.reserve(state->updated.size());
-  for (const ObjectID& id : state->updated) changes->updated.push_back(ObjectSnapshot{id, {}, {}, {}});
+  for (const ObjectID& id : state->updated)
+    changes->updated.push_back(ObjectSnapshot{id, {}, {}, {}});
   changes->deleted = std::move(state->deleted);
   std::shared_ptr<const SaveChangeSet> shared = changes;
   for (auto& recipient : recipients) {
@@ -998,7 +1000,8 @@ void ManagedObjectContext::processPendingChanges() {
   if (!changes.empty()) post(ContextNotification::ObjectsDidChange, changes);
 }
 
-ContextObserverToken ManagedObjectContext::addObserver(ContextNotification kind, Observer observer) {
+ContextObserverToken ManagedObjectContext::addObserver(ContextNotification kind,
+                                                       Observer observer) {
   Lock lock(mutex_);
   std::uint64_t id = nextObserverID_++;
   observers_.push_back({id, kind, std::make_shared<Observer>(std::move(observer))});

@@ -250,7 +250,7 @@ class ManagedObjectContext : public std::enable_shared_from_this<ManagedObjectCo
   std::vector<std::weak_ptr<ManagedObjectContext>> children_;
   std::vector<ObserverEntry> observers_;
   std::uint64_t nextObserverID_ = 1;
-  std::unique_ptr<BulkWriteState> bulk_;  // set while a bulk write is open
+  std::unique_ptr<BulkWriteState> bulk_;                   // set while a bulk write is open
   const EntityDescription* lastInsertedEntity_ = nullptr;  // queue only; passed the checks
 };
 

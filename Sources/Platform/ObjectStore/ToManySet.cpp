@@ -17,7 +17,8 @@ void ToManySet::compact() const {
 }
 
 void ToManySet::buildIndex() const {
-  if (!positions_) positions_ = std::make_unique<std::unordered_map<const ManagedObject*, std::size_t>>();
+  if (!positions_)
+    positions_ = std::make_unique<std::unordered_map<const ManagedObject*, std::size_t>>();
   positions_->clear();
   positions_->reserve(items_.size());
   for (std::size_t i = 0; i < items_.size(); ++i)

@@ -39,8 +39,8 @@ TEST(BulkWriteTest, ChunksCommitTogetherWhileObjectsAreReleased) {
   StoreFixture f(dir);
   Reader reader(f.path);
   std::size_t didSave = 0;
-  auto token = f.root->addObserver(ContextNotification::DidSave,
-                                   [&](const ContextChanges&) { ++didSave; });
+  auto token =
+      f.root->addObserver(ContextNotification::DidSave, [&](const ContextChanges&) { ++didSave; });
   {
     BulkWrite bulk = f.root->beginBulkWrite();
     EXPECT_TRUE(bulk.isActive());
@@ -88,7 +88,7 @@ TEST(BulkWriteTest, RollbackAfterSeveralChunksRestoresFileAndContext) {
     kept = saveChunk(*f.root, 50, 50);
     kept[0]->setValueForKey("label", "unsaved edit");
     f.root->insertNewObject("Tag");  // never saved
-  }  // destroyed uncommitted
+  }                                  // destroyed uncommitted
   EXPECT_FALSE(f.root->isInBulkWrite());
   EXPECT_FALSE(f.root->hasChanges());
   for (auto* tag : kept) EXPECT_TRUE(tag->isDeleted());
@@ -170,11 +170,11 @@ TEST(BulkWriteTest, MergingChildrenHearOfTheImportOnlyAtCommit) {
   auto* seen = child->existingObjectWithID(owner->objectID());
   EXPECT_EQ(seen->valueForKey("name").asString(), "old");
   std::size_t inserted = 0, updated = 0;
-  auto token = child->addObserver(ContextNotification::ObjectsDidChange,
-                                  [&](const ContextChanges& c) {
-                                    inserted += c.inserted.size();
-                                    updated += c.updated.size();
-                                  });
+  auto token =
+      child->addObserver(ContextNotification::ObjectsDidChange, [&](const ContextChanges& c) {
+        inserted += c.inserted.size();
+        updated += c.updated.size();
+      });
   BulkWrite bulk = f.root->beginBulkWrite();
   owner->setValueForKey("name", "new");
   saveChunk(*f.root, 0, 20);

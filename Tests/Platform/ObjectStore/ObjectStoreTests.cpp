@@ -259,6 +259,35 @@ TEST(ObjectStoreTest, LongToManySetsKeepOrderThroughAddsRemovesAndReopen) {
   EXPECT_EQ(tags[0]->objectsForKey("samples").size(), 50u);
 }
 
+TEST(ObjectStoreTest, ChildPushesRowsTheParentNeverLoaded) {
+  TempDir dir;
+  StoreFixture f(dir);
+  for (const char* name : {"a", "b", "c"})
+    f.root->insertNewObject("Owner")->setValueForKey("name", name);
+  f.root->save();
+  f.root->reset();  // the parent holds none of the rows now
+  auto child = ManagedObjectContext::createChild(f.root, ConcurrencyType::MainQueue, "child");
+  auto owners = child->executeFetchRequest(all(f.entity("Owner"), "name"));
+  ASSERT_EQ(owners.size(), 3u);
+  owners[0]->setValueForKey("name", "A");
+  owners[1]->setValueForKey("title", "second");
+  child->deleteObject(owners[2]);
+  child->save();
+
+  ASSERT_EQ(f.root->updatedObjects().size(), 2u);
+  ASSERT_EQ(f.root->deletedObjects().size(), 1u);
+  auto* first = f.root->objectRegisteredForID(owners[0]->objectID());
+  ASSERT_NE(first, nullptr);
+  EXPECT_EQ(first->changedKeys(), std::vector<std::string>({"name", "samples", "profile"}));
+  EXPECT_EQ(first->valueForKey("name").asString(), "A");
+  f.root->save();
+  f.open();
+  owners = f.root->executeFetchRequest(all(f.entity("Owner"), "name"));
+  ASSERT_EQ(owners.size(), 2u);
+  EXPECT_EQ(owners[0]->valueForKey("name").asString(), "A");
+  EXPECT_EQ(owners[1]->valueForKey("title").asString(), "second");
+}
+
 TEST(ObjectStoreTest, FaultsLoadOnAccessAndRefreshDropsChanges) {
   TempDir dir;
   StoreFixture f(dir);
