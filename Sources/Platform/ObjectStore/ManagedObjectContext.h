@@ -128,7 +128,8 @@ class ManagedObjectContext : public std::enable_shared_from_this<ManagedObjectCo
 
   // Commits the changes: a root context writes them to the store in one transaction, a
   // child pushes them into its parent. On failure throws StoreError; nothing was written
-  // and the changes are still pending here.
+  // and the changes are still pending here. Inside a bulk write the root writes into the
+  // bulk's transaction, and a failure rolls the whole bulk write back (see BulkWrite).
   void save();
   // Opens a bulk write on this root context (see BulkWrite and docs/bulk-writes.md): its
   // saves then go into one transaction that the returned scope commits or rolls back, so
