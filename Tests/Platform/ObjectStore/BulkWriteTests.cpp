@@ -1,7 +1,9 @@
 // Bulk writes: many chunked saves committed or rolled back as one.
 #include <gtest/gtest.h>
 
+#include <atomic>
 #include <stdexcept>
+#include <thread>
 
 #include "Platform/ObjectStore/ManagedObjectContext.h"
 #include "Platform/ObjectStore/PersistentStore.h"
@@ -186,6 +188,38 @@ TEST(BulkWriteTest, MergingChildrenHearOfTheImportOnlyAtCommit) {
   EXPECT_EQ(inserted, 20u);
   EXPECT_EQ(updated, 1u);
   EXPECT_EQ(seen->valueForKey("name").asString(), "new");
+}
+
+TEST(BulkWriteConcurrencyTest, ReadersOnOtherConnectionsSeeAllOrNothing) {
+  TempDir dir;
+  StoreFixture f(dir);
+  auto store = PersistentStore::open(testModel(), StoreType::SQLite, f.path);
+  auto reader = ManagedObjectContext::createRoot(store, ConcurrencyType::PrivateQueue, "reader");
+  const FetchRequest tags(store->model().entityNamed("Tag"));
+  std::atomic<bool> committed{false};
+  std::vector<std::size_t> seen;
+  std::thread watcher([&] {
+    while (true) {
+      bool last = committed.load();
+      std::size_t n = 0;
+      reader->performAndWait([&] { n = reader->countForFetchRequest(tags); });
+      seen.push_back(n);
+      if (last) return;
+    }
+  });
+  {
+    BulkWrite bulk = f.root->beginBulkWrite();
+    for (int chunk = 0; chunk < 20; ++chunk) {
+      saveChunk(*f.root, chunk * 100, 100);
+      f.root->reset();
+    }
+    bulk.commit();
+  }
+  committed = true;
+  watcher.join();
+  ASSERT_FALSE(seen.empty());
+  for (std::size_t n : seen) EXPECT_TRUE(n == 0 || n == 2000) << n;
+  EXPECT_EQ(seen.back(), 2000u);
 }
 
 }  // namespace
