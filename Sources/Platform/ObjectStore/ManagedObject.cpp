@@ -90,16 +90,12 @@ void ManagedObject::setValueAt(std::size_t index, Value value) {
 }
 
 void ManagedObject::markAttributeChanged(std::size_t index) {
-  if (changed_.empty())
-    changed_.resize(entity_->attributes().size() + entity_->relationships().size());
-  changed_[index] = true;
+  changed_.set(index);
   markChangedLocked();
 }
 
 void ManagedObject::markRelationshipChanged(std::size_t index) {
-  if (changed_.empty())
-    changed_.resize(entity_->attributes().size() + entity_->relationships().size());
-  changed_[entity_->attributes().size() + index] = true;
+  changed_.set(entity_->attributes().size() + index);
   markChangedLocked();
 }
 
@@ -157,8 +153,8 @@ ManagedObject::ToMany& ManagedObject::loadToManyLocked(std::size_t index) const 
   fireFaultLocked();
   ToMany& slot = toMany_.at(index);
   if (!slot.loaded) {
-    slot.items = context_->loadToManyLocked(const_cast<ManagedObject*>(this),
-                                            entity_->relationships()[index]);
+    slot.assign(context_->loadToManyLocked(const_cast<ManagedObject*>(this),
+                                           entity_->relationships()[index]));
     slot.loaded = true;
   }
   return slot;
@@ -201,7 +197,7 @@ std::vector<ManagedObject*> ManagedObject::toManyAt(std::size_t index) const {
   if (!entity_->relationships().at(index).toMany)
     throw std::invalid_argument("Relationship " + entity_->relationships()[index].name +
                                 " is to-one");
-  return loadToManyLocked(index).items;
+  return loadToManyLocked(index).members();
 }
 
 void ManagedObject::addObjectForKey(std::string_view relationship, ManagedObject* object) {
@@ -237,16 +233,13 @@ void ManagedObject::rawSetToOne(std::size_t index, ManagedObject* object) {
 
 void ManagedObject::rawAddToMany(std::size_t index, ManagedObject* object) {
   auto& slot = loadToManyLocked(index);
-  if (std::find(slot.items.begin(), slot.items.end(), object) == slot.items.end())
-    slot.items.push_back(object);
+  slot.add(object);
   markRelationshipChanged(index);
 }
 
 void ManagedObject::rawRemoveFromMany(std::size_t index, ManagedObject* object) {
   auto& slot = loadToManyLocked(index);
-  auto it = std::find(slot.items.begin(), slot.items.end(), object);
-  if (it == slot.items.end()) return;
-  slot.items.erase(it);
+  if (!slot.remove(object)) return;
   markRelationshipChanged(index);
 }
 
@@ -301,8 +294,9 @@ std::vector<std::string> ManagedObject::changedKeys() const {
   Lock lock(context_->stateMutex());
   std::vector<std::string> keys;
   const auto& attributes = entity_->attributes();
-  for (std::size_t i = 0; i < changed_.size(); ++i) {
-    if (!changed_[i]) continue;
+  const std::size_t count = attributes.size() + entity_->relationships().size();
+  for (std::size_t i = 0; i < count; ++i) {
+    if (!changed_.test(i)) continue;
     keys.push_back(i < attributes.size() ? attributes[i].name
                                          : entity_->relationships()[i - attributes.size()].name);
   }

@@ -9,6 +9,7 @@
 #include "Platform/ObjectStore/ManagedObjectModel.h"
 #include "Platform/ObjectStore/ObjectID.h"
 #include "Platform/ObjectStore/Predicate.h"
+#include "Platform/ObjectStore/ToManySet.h"
 
 namespace dm {
 
@@ -77,14 +78,42 @@ class ManagedObject {
  private:
   friend class ManagedObjectContext;
   friend class ObjectGraph;
+  friend class PersistentStore;  // writes rows straight from the object at save
 
   struct ToOne {
     ManagedObject* object = nullptr;
     std::int64_t pendingKey = 0;  // row key still to resolve (0: none)
   };
-  struct ToMany {
-    bool loaded = false;
-    std::vector<ManagedObject*> items;
+  using ToMany = ToManySet;
+  // Which properties changed since the last save: bit i for attribute i, bit
+  // (attributes + j) for relationship j. Inline for up to 64 properties, so the common
+  // entity costs no allocation.
+  class PropertyMask {
+   public:
+    bool none() const { return inline_ == 0 && overflow_.empty(); }
+    bool test(std::size_t i) const {
+      if (i < 64) return inline_ >> i & 1;
+      i -= 64;
+      return i / 64 < overflow_.size() && (overflow_[i / 64] >> (i % 64) & 1);
+    }
+    void set(std::size_t i) {
+      if (i < 64) {
+        inline_ |= std::uint64_t{1} << i;
+        return;
+      }
+      i -= 64;
+      if (overflow_.size() <= i / 64) overflow_.resize(i / 64 + 1);
+      overflow_[i / 64] |= std::uint64_t{1} << (i % 64);
+    }
+    void clear() {
+      inline_ = 0;
+      overflow_.clear();
+      overflow_.shrink_to_fit();
+    }
+
+   private:
+    std::uint64_t inline_ = 0;
+    std::vector<std::uint64_t> overflow_;
   };
   enum Flag : std::uint8_t {
     kFault = 1,
@@ -118,8 +147,7 @@ class ManagedObject {
   mutable std::vector<Value> values_;
   mutable std::vector<ToOne> toOne_;
   mutable std::vector<ToMany> toMany_;
-  // Bit i: attribute i changed; bit (attributes + j): relationship j changed.
-  std::vector<bool> changed_;
+  PropertyMask changed_;
 };
 
 // Reads key paths of an object for in-memory predicate evaluation. Same threads as the

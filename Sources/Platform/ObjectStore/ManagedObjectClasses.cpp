@@ -1,7 +1,9 @@
 // The record class registry.
 #include "Platform/ObjectStore/ManagedObjectClasses.h"
 
+#include <functional>
 #include <mutex>
+#include <string_view>
 #include <unordered_map>
 
 #include "Platform/ObjectStore/ManagedObject.h"
@@ -14,9 +16,17 @@ struct Entry {
   bool isDefault = false;
 };
 
+// Looked up by string_view without building a std::string: create() runs once per object.
+struct NameHash {
+  using is_transparent = void;
+  std::size_t operator()(std::string_view name) const {
+    return std::hash<std::string_view>()(name);
+  }
+};
+
 struct Registry {
   std::mutex mutex;
-  std::unordered_map<std::string, Entry> entries;  // guarded by mutex
+  std::unordered_map<std::string, Entry, NameHash, std::equal_to<>> entries;  // guarded by mutex
 };
 
 Registry& registry() {
@@ -39,7 +49,7 @@ std::unique_ptr<ManagedObject> ManagedObjectClasses::create(std::string_view cla
   Factory factory;
   {
     std::lock_guard lock(r.mutex);
-    auto it = r.entries.find(std::string(className));
+    auto it = r.entries.find(className);
     if (it != r.entries.end()) factory = it->second.factory;
   }
   return factory ? factory() : std::make_unique<ManagedObject>();

@@ -6,7 +6,9 @@
 #include <atomic>
 #include <cstdio>
 #include <cstdlib>
+#include <exception>
 #include <sstream>
+#include <stdexcept>
 #include <thread>
 #include <unordered_set>
 
@@ -30,6 +32,13 @@ std::string currentThreadDescription() {
 
 enum class AncestorState { NotFound, Found, Deleted };
 }  // namespace
+
+// What a root context remembers while its bulk write is open: the rows its saves touched,
+// to undo them in memory on rollback and to tell merging children on commit.
+struct BulkWriteState {
+  bool failed = false;
+  std::vector<ObjectID> inserted, updated, deleted;
+};
 
 // ---------------------------------------------------------------- tokens
 
@@ -71,6 +80,7 @@ ManagedObjectContext::ManagedObjectContext(Private, std::shared_ptr<PersistentSt
 }
 
 ManagedObjectContext::~ManagedObjectContext() {
+  // A BulkWrite holds the context, so none can be open here; a failed one may be.
   if (ownQueue_ && ownQueue_->isCurrent()) {
     // The last owner let go inside one of our own blocks: the queue cannot join itself.
     std::thread([queue = std::move(ownQueue_)]() mutable { queue.reset(); }).detach();
@@ -145,9 +155,14 @@ ManagedObject* ManagedObjectContext::insertNewObject(std::string_view entityName
 
 ManagedObject* ManagedObjectContext::insertNewObject(const EntityDescription& entity) {
   checkQueue("insert");
-  if (model().entityNamed(entity.name()) != &entity)
-    throw std::invalid_argument("Entity " + entity.name() + " is not in this store's model");
-  if (entity.isAbstract()) throw std::invalid_argument("Entity " + entity.name() + " is abstract");
+  // Inserts come in long runs of one entity: check its model once per run, not per object.
+  if (&entity != lastInsertedEntity_) {
+    if (model().entityNamed(entity.name()) != &entity)
+      throw std::invalid_argument("Entity " + entity.name() + " is not in this store's model");
+    if (entity.isAbstract())
+      throw std::invalid_argument("Entity " + entity.name() + " is abstract");
+    lastInsertedEntity_ = &entity;
+  }
   Lock lock(mutex_);
   ManagedObject* object = createObject(entity, ObjectID{&entity, nextTemporaryKey++, true});
   const auto& attributes = entity.attributes();
@@ -191,7 +206,7 @@ void ManagedObjectContext::deleteObjectLocked(ManagedObject* object) {
     const auto& rel = relationships[i];
     std::vector<ManagedObject*> related;
     if (rel.toMany) {
-      related = object->loadToManyLocked(i).items;
+      related = object->loadToManyLocked(i).members();
       for (ManagedObject* other : related) object->removeFromManyLocked(i, other);
     } else if (ManagedObject* other = object->resolveToOneLocked(i)) {
       related.push_back(other);
@@ -262,16 +277,18 @@ bool ManagedObjectContext::findAncestorToMany(const ObjectID& id,
     if (it == p->objects_.end()) continue;
     const ManagedObject* object = it->second.get();
     if (object->flags_ & ManagedObject::kFault || !object->toMany_[rel.index].loaded) continue;
-    for (const ManagedObject* member : object->toMany_[rel.index].items) out.push_back(member->id_);
+    for (const ManagedObject* member : object->toMany_[rel.index].members())
+      out.push_back(member->id_);
     return true;
   }
   return false;
 }
 
-ObjectSnapshot ManagedObjectContext::snapshotOfLocked(const ManagedObject* object) const {
+ObjectSnapshot ManagedObjectContext::snapshotOfLocked(const ManagedObject* object,
+                                                      bool withValues) const {
   ObjectSnapshot s;
   s.id = object->id_;
-  s.values = object->values_;
+  if (withValues) s.values = object->values_;
   const auto& relationships = object->entity_->relationships();
   s.toOne.resize(relationships.size());
   s.toMany.resize(relationships.size());
@@ -279,9 +296,10 @@ ObjectSnapshot ManagedObjectContext::snapshotOfLocked(const ManagedObject* objec
     if (relationships[i].toMany) {
       const auto& slot = object->toMany_[i];
       if (!slot.loaded) continue;
+      const auto& members = slot.members();
       std::vector<ObjectID> ids;
-      ids.reserve(slot.items.size());
-      for (const ManagedObject* member : slot.items) ids.push_back(member->id_);
+      ids.reserve(members.size());
+      for (const ManagedObject* member : members) ids.push_back(member->id_);
       s.toMany[i] = std::move(ids);
     } else {
       const auto& slot = object->toOne_[i];
@@ -304,7 +322,7 @@ ManagedObject* ManagedObjectContext::objectForKeyLocked(const EntityDescription&
   } else if (!store_->loadRow(entity, key, snapshot)) {
     return nullptr;
   }
-  return registerSnapshotLocked(snapshot, false);
+  return registerSnapshotLocked(std::move(snapshot), false);
 }
 
 // An object for an identifier met in a snapshot: registered, a fault of a concrete entity,
@@ -315,27 +333,41 @@ static bool isConcrete(const EntityDescription* entity) {
 
 ManagedObject* ManagedObjectContext::registerSnapshotLocked(const ObjectSnapshot& snapshot,
                                                             bool overwrite) {
-  auto it = objects_.find(snapshot.id);
-  if (it != objects_.end()) {
-    ManagedObject* object = it->second.get();
-    if ((object->flags_ & ManagedObject::kFault) || overwrite) {
-      if (!snapshot.values.empty()) applySnapshotLocked(object, snapshot);
-    }
-    return object;
-  }
-  ManagedObject* object = createObject(*snapshot.id.entity, snapshot.id);
+  ManagedObject* object = registeredOrFaultLocked(snapshot.id);
+  if (!snapshot.values.empty() && ((object->flags_ & ManagedObject::kFault) || overwrite))
+    applySnapshotLocked(object, snapshot);
+  return object;
+}
+
+ManagedObject* ManagedObjectContext::registerSnapshotLocked(ObjectSnapshot&& snapshot,
+                                                            bool overwrite) {
+  // Rows read for this context alone: their values move into the object.
+  ManagedObject* object = registeredOrFaultLocked(snapshot.id);
+  if (!snapshot.values.empty() && ((object->flags_ & ManagedObject::kFault) || overwrite))
+    applyStateLocked(object, std::move(snapshot.values), snapshot);
+  return object;
+}
+
+ManagedObject* ManagedObjectContext::registeredOrFaultLocked(const ObjectID& id) {
+  if (auto it = objects_.find(id); it != objects_.end()) return it->second.get();
+  ManagedObject* object = createObject(*id.entity, id);
   object->flags_ = ManagedObject::kFault;
-  if (!snapshot.values.empty()) applySnapshotLocked(object, snapshot);
   return object;
 }
 
 void ManagedObjectContext::applySnapshotLocked(ManagedObject* object,
                                                const ObjectSnapshot& snapshot) {
+  applyStateLocked(object, snapshot.values, snapshot);
+}
+
+void ManagedObjectContext::applyStateLocked(ManagedObject* object, std::vector<Value> values,
+                                            const ObjectSnapshot& snapshot) {
   const auto& relationships = object->entity_->relationships();
-  object->values_ = snapshot.values;
+  object->values_ = std::move(values);
   object->values_.resize(object->entity_->attributes().size());
   object->toOne_.assign(relationships.size(), {});
-  object->toMany_.assign(relationships.size(), {});
+  object->toMany_.clear();
+  object->toMany_.resize(relationships.size());
   object->flags_ &= ~ManagedObject::kFault;
   for (std::size_t i = 0; i < relationships.size(); ++i) {
     if (relationships[i].toMany) {
@@ -349,7 +381,7 @@ void ManagedObjectContext::applySnapshotLocked(ManagedObject* object,
           member = registerSnapshotLocked(ObjectSnapshot{id, {}, {}, {}}, false);
         else
           member = objectForKeyLocked(*id.entity, id.key);
-        if (member && !(member->flags_ & ManagedObject::kDeleted)) slot.items.push_back(member);
+        if (member && !(member->flags_ & ManagedObject::kDeleted)) slot.add(member);
       }
       slot.loaded = true;
     } else if (i < snapshot.toOne.size() && !snapshot.toOne[i].isNull()) {
@@ -399,6 +431,10 @@ void ManagedObjectContext::refreshObject(ManagedObject* object, bool mergeChange
   checkQueue("refresh");
   Lock lock(mutex_);
   if (!object || object->context_ != this || (object->flags_ & ManagedObject::kInserted)) return;
+  refreshLocked(object, mergeChanges);
+}
+
+void ManagedObjectContext::refreshLocked(ManagedObject* object, bool mergeChanges) {
   bool changed = object->flags_ & (ManagedObject::kChanged | ManagedObject::kDeleted);
   if (mergeChanges && changed) {
     // Keep local edits, refresh everything else.
@@ -409,9 +445,9 @@ void ManagedObjectContext::refreshObject(ManagedObject* object, bool mergeChange
     ObjectSnapshot mine = snapshotOfLocked(object);
     std::size_t na = object->entity_->attributes().size();
     for (std::size_t i = 0; i < na; ++i)
-      if (object->changed_.empty() || !object->changed_[i]) mine.values[i] = fresh.values[i];
+      if (!object->changed_.test(i)) mine.values[i] = fresh.values[i];
     for (std::size_t i = 0; i < mine.toOne.size(); ++i)
-      if (object->changed_.empty() || !object->changed_[na + i]) {
+      if (!object->changed_.test(na + i)) {
         mine.toOne[i] = fresh.toOne[i];
         mine.toMany[i].reset();
       }
@@ -514,11 +550,40 @@ SaveChangeSet ManagedObjectContext::collectChangesLocked() {
   return changes;
 }
 
+std::vector<std::shared_ptr<ManagedObjectContext>> ManagedObjectContext::mergeRecipients() {
+  std::vector<std::shared_ptr<ManagedObjectContext>> out;
+  {
+    Lock lock(mutex_);
+    for (const auto& weak : children_)
+      if (auto child = weak.lock(); child && child->automaticallyMergesChangesFromParent())
+        out.push_back(std::move(child));
+  }
+  if (parent_) {
+    // Siblings that merge from the parent see what was just pushed into it.
+    Lock parentLock(parent_->mutex_);
+    for (const auto& weak : parent_->children_)
+      if (auto sibling = weak.lock();
+          sibling && sibling.get() != this && sibling->automaticallyMergesChangesFromParent())
+        out.push_back(std::move(sibling));
+  }
+  return out;
+}
+
 void ManagedObjectContext::save() {
   checkQueue("save");
   processPendingChanges();
-  auto changes = std::make_shared<SaveChangeSet>();
+  if (bulk_ && bulk_->failed)
+    throw StoreError(StoreErrorCode::SaveFailed,
+                     "The bulk write of context \"" + label_ +
+                         "\" failed and was rolled back; close it before saving again");
+  // Copies of the saved state are made only for contexts that merge them; the store and the
+  // parent read the objects in place. Inside a bulk write nobody hears of the saves until
+  // the commit.
+  auto recipients =
+      bulk_ ? std::vector<std::shared_ptr<ManagedObjectContext>>{} : mergeRecipients();
+  std::shared_ptr<SaveChangeSet> changes;
   ContextChanges saved;
+  std::exception_ptr bulkFailure;
   {
     Lock lock(mutex_);
     if (changeList_.empty()) return;
@@ -526,26 +591,58 @@ void ManagedObjectContext::save() {
     for (ManagedObject* o : changeList_)
       if (o->flags_ & ManagedObject::kInserted) inserted.push_back(o);
     obtainPermanentIDsLocked(inserted);
-    *changes = collectChangesLocked();
     if (parent_) {
       Lock parentLock(parent_->mutex_);
-      parent_->applyChangesFromChildLocked(*changes);
+      parent_->applyChangesFromChildLocked(*this);
     } else {
-      store_->save(*changes);  // throws with nothing written; our changes stay pending
+      SaveBatch batch;
+      for (ManagedObject* o : changeList_) {
+        if (o->flags_ & ManagedObject::kDeleted)
+          batch.deleted.push_back(o->id_);
+        else if (o->flags_ & ManagedObject::kInserted)
+          batch.inserted.push_back(o);
+        else if (o->flags_ & ManagedObject::kChanged)
+          batch.updated.push_back(o);
+      }
+      try {
+        store_->save(batch, this);  // throws with nothing written; our changes stay pending
+      } catch (const StoreError&) {
+        if (!bulk_) throw;
+        bulkFailure = std::current_exception();
+      }
+      if (bulk_ && !bulkFailure) {
+        for (const ManagedObject* o : batch.inserted) bulk_->inserted.push_back(o->id_);
+        for (const ManagedObject* o : batch.updated) bulk_->updated.push_back(o->id_);
+        for (const ObjectID& id : batch.deleted) bulk_->deleted.push_back(id);
+      }
     }
-    for (ManagedObject* o : changeList_) {
-      if (o->flags_ & ManagedObject::kDeleted)
-        saved.deleted.push_back(o);
-      else if (o->flags_ & ManagedObject::kInserted)
-        saved.inserted.push_back(o);
-      else
-        saved.updated.push_back(o);
-      o->flags_ &=
-          ~(ManagedObject::kInserted | ManagedObject::kChanged | ManagedObject::kInChangeList);
-      o->changed_.clear();
-      if (o->flags_ & ManagedObject::kDeleted) forgetObjectLocked(o);
+    if (!bulkFailure) {
+      if (!recipients.empty()) changes = std::make_shared<SaveChangeSet>(collectChangesLocked());
+      for (ManagedObject* o : changeList_) {
+        if (o->flags_ & ManagedObject::kDeleted)
+          saved.deleted.push_back(o);
+        else if (o->flags_ & ManagedObject::kInserted)
+          saved.inserted.push_back(o);
+        else
+          saved.updated.push_back(o);
+        o->flags_ &=
+            ~(ManagedObject::kInserted | ManagedObject::kChanged | ManagedObject::kInChangeList);
+        o->changed_.clear();
+        if (o->flags_ & ManagedObject::kDeleted) forgetObjectLocked(o);
+      }
+      changeList_.clear();
     }
-    changeList_.clear();
+  }
+  if (bulkFailure) {
+    // All or nothing: one failed chunk undoes the whole bulk write.
+    store_->rollbackBulkWrite(this);
+    {
+      Lock lock(mutex_);
+      discardBulkWriteLocked();
+      bulk_->failed = true;
+    }
+    processPendingChanges();
+    std::rethrow_exception(bulkFailure);
   }
   post(ContextNotification::DidSave, saved);
   if (parent_) {
@@ -554,65 +651,83 @@ void ManagedObjectContext::save() {
       if (auto parent = weakParent.lock()) parent->processPendingChanges();
     });
   }
+  if (!changes) return;
   std::shared_ptr<const SaveChangeSet> shared = changes;
-  std::vector<std::shared_ptr<ManagedObjectContext>> children;
-  {
-    Lock lock(mutex_);
-    for (const auto& weak : children_)
-      if (auto child = weak.lock()) children.push_back(std::move(child));
-  }
-  if (parent_) {
-    // Siblings that merge from the parent see what was just pushed into it.
-    Lock parentLock(parent_->mutex_);
-    for (const auto& weak : parent_->children_)
-      if (auto sibling = weak.lock(); sibling && sibling.get() != this)
-        children.push_back(std::move(sibling));
-  }
-  for (auto& child : children) {
-    if (!child->automaticallyMergesChangesFromParent()) continue;
-    std::weak_ptr<ManagedObjectContext> weakChild = child;
-    child->perform([weakChild, shared] {
-      if (auto c = weakChild.lock()) c->mergeChanges(shared);
+  for (auto& recipient : recipients) {
+    std::weak_ptr<ManagedObjectContext> weak = recipient;
+    recipient->perform([weak, shared] {
+      if (auto c = weak.lock()) c->mergeChanges(shared);
     });
   }
 }
 
-void ManagedObjectContext::applyChangesFromChildLocked(const SaveChangeSet& changes) {
-  std::vector<std::pair<ManagedObject*, const ObjectSnapshot*>> touched;
-  for (const auto& s : changes.inserted) {
-    auto it = objects_.find(s.id);
+void ManagedObjectContext::applyChangesFromChildLocked(const ManagedObjectContext& child) {
+  // Values are copied straight from the child's objects; relationships go by identifier.
+  std::vector<std::pair<ManagedObject*, const ManagedObject*>> touched;
+  touched.reserve(child.changeList_.size());
+  for (const ManagedObject* c : child.changeList_) {
+    if (c->flags_ & ManagedObject::kDeleted || !(c->flags_ & ManagedObject::kInserted)) continue;
+    auto it = objects_.find(c->id_);
     ManagedObject* object =
-        it != objects_.end() ? it->second.get() : createObject(*s.id.entity, s.id);
+        it != objects_.end() ? it->second.get() : createObject(*c->entity_, c->id_);
     if (it == objects_.end()) {
       object->flags_ = ManagedObject::kInserted | ManagedObject::kPendingNotification;
       pendingInserted_.push_back(object);
     }
-    touched.emplace_back(object, &s);
+    touched.emplace_back(object, c);
   }
-  for (const auto& s : changes.updated) {
-    ManagedObject* object = objectForKeyLocked(*s.id.entity, s.id.key);
-    if (object) touched.emplace_back(object, &s);
-  }
-  for (auto& [object, s] : touched) {
-    ObjectSnapshot old;
-    bool hadValues = !(object->flags_ & ManagedObject::kFault) && !object->values_.empty();
-    ObjectSnapshot merged = *s;
-    if (hadValues) {
-      old = snapshotOfLocked(object);
-      // Relationships the child never loaded keep what this context had loaded.
-      for (std::size_t i = 0; i < old.toMany.size(); ++i)
-        if (old.toMany[i] && (i >= merged.toMany.size() || !merged.toMany[i]))
-          merged.toMany[i] = old.toMany[i];
+  // Updated rows that neither this context nor an ancestor holds are read in one query per
+  // table rather than one each.
+  std::unordered_map<const EntityDescription*, std::vector<std::int64_t>> unread;
+  for (const ManagedObject* c : child.changeList_) {
+    if (c->flags_ & (ManagedObject::kDeleted | ManagedObject::kInserted) ||
+        !(c->flags_ & ManagedObject::kChanged) || objects_.count(c->id_))
+      continue;
+    bool held = false;
+    for (ManagedObjectContext* p = parent_.get(); p && !held; p = p->parent_.get()) {
+      Lock lock(p->mutex_);
+      auto it = p->objects_.find(c->id_);
+      held = it != p->objects_.end() &&
+             (it->second->flags_ & (ManagedObject::kDeleted | ManagedObject::kFault)) !=
+                 ManagedObject::kFault;
     }
-    applySnapshotLocked(object, merged);
+    if (!held) unread[c->id_.entity->rootEntity()].push_back(c->id_.key);
+  }
+  for (const auto& [table, keys] : unread)
+    for (ObjectSnapshot& row : store_->loadRows(*table, keys))
+      registerSnapshotLocked(std::move(row), false);
+  for (const ManagedObject* c : child.changeList_) {
+    if (c->flags_ & (ManagedObject::kDeleted | ManagedObject::kInserted) ||
+        !(c->flags_ & ManagedObject::kChanged))
+      continue;
+    if (ManagedObject* object = objectForKeyLocked(*c->id_.entity, c->id_.key))
+      touched.emplace_back(object, c);
+  }
+  for (auto& [object, c] : touched) {
+    bool hadValues = !(object->flags_ & ManagedObject::kFault) && !object->values_.empty();
+    ObjectSnapshot relations = child.snapshotOfLocked(c, false);
+    std::vector<Value> old;
+    if (hadValues) {
+      // Relationships the child never loaded keep what this context had loaded.
+      for (std::size_t i = 0; i < relations.toMany.size(); ++i)
+        if (!relations.toMany[i] && i < object->toMany_.size() && object->toMany_[i].loaded) {
+          std::vector<ObjectID> ids;
+          for (const ManagedObject* m : object->toMany_[i].members()) ids.push_back(m->id_);
+          relations.toMany[i] = std::move(ids);
+        }
+      old = std::move(object->values_);
+    }
+    applyStateLocked(object, c->values_, relations);
     std::size_t na = object->entity_->attributes().size();
     for (std::size_t i = 0; i < na; ++i)
-      if (!hadValues || !(old.values[i].storage() == object->values_[i].storage()))
+      if (!hadValues || i >= old.size() || !(old[i].storage() == object->values_[i].storage()))
         object->markAttributeChanged(i);
     for (std::size_t i = 0; i < object->entity_->relationships().size(); ++i)
       object->markRelationshipChanged(i);
   }
-  for (const ObjectID& id : changes.deleted) {
+  for (const ManagedObject* c : child.changeList_) {
+    if (!(c->flags_ & ManagedObject::kDeleted)) continue;
+    const ObjectID& id = c->id_;
     auto it = objects_.find(id);
     ManagedObject* object = it != objects_.end()
                                 ? it->second.get()
@@ -631,6 +746,130 @@ void ManagedObjectContext::applyChangesFromChildLocked(const SaveChangeSet& chan
     std::erase(pendingUpdated_, object);
     pendingDeleted_.push_back(object);
   }
+}
+
+// ---------------------------------------------------------------- bulk writes
+
+BulkWrite ManagedObjectContext::beginBulkWrite() {
+  checkQueue("beginBulkWrite");
+  if (parent_)
+    throw std::logic_error("Context \"" + label_ +
+                           "\" is a child; only a root context writes to the store in bulk");
+  {
+    Lock lock(mutex_);
+    if (bulk_) throw std::logic_error("Context \"" + label_ + "\" already has a bulk write open");
+    if (!changeList_.empty())
+      throw std::logic_error("Context \"" + label_ +
+                             "\" has unsaved changes; save or drop them before a bulk write");
+  }
+  store_->beginBulkWrite(this);
+  Lock lock(mutex_);
+  bulk_ = std::make_unique<BulkWriteState>();
+  return BulkWrite(shared_from_this());
+}
+
+bool ManagedObjectContext::isInBulkWrite() const {
+  Lock lock(mutex_);
+  return bulk_ != nullptr;
+}
+
+void ManagedObjectContext::endBulkWrite(bool commit) {
+  checkQueue("bulk write");
+  if (!bulk_) return;
+  if (!commit) {
+    if (!bulk_->failed) {
+      store_->rollbackBulkWrite(this);
+      {
+        Lock lock(mutex_);
+        discardBulkWriteLocked();
+      }
+      processPendingChanges();
+    }
+    Lock lock(mutex_);
+    bulk_.reset();
+    return;
+  }
+  if (bulk_->failed) {
+    bulk_.reset();
+    throw StoreError(StoreErrorCode::SaveFailed,
+                     "The bulk write failed earlier and was rolled back; nothing was written");
+  }
+  try {
+    save();  // the last chunk; a failure rolls the whole write back
+    store_->commitBulkWrite(this);
+  } catch (...) {
+    if (!bulk_->failed) {
+      store_->rollbackBulkWrite(this);
+      {
+        Lock lock(mutex_);
+        discardBulkWriteLocked();
+      }
+      processPendingChanges();
+    }
+    Lock lock(mutex_);
+    bulk_.reset();
+    throw;
+  }
+  std::unique_ptr<BulkWriteState> state;
+  {
+    Lock lock(mutex_);
+    state = std::move(bulk_);
+  }
+  auto recipients = mergeRecipients();
+  if (recipients.empty()) return;
+  // Merging contexts learn what changed by identifier; they reload what they hold.
+  auto changes = std::make_shared<SaveChangeSet>();
+  changes->inserted.reserve(state->inserted.size());
+  for (const ObjectID& id : state->inserted)
+    changes->inserted.push_back(ObjectSnapshot{id, {}, {}, {}});
+  changes->updated.reserve(state->updated.size());
+  for (const ObjectID& id : state->updated)
+    changes->updated.push_back(ObjectSnapshot{id, {}, {}, {}});
+  changes->deleted = std::move(state->deleted);
+  std::shared_ptr<const SaveChangeSet> shared = changes;
+  for (auto& recipient : recipients) {
+    std::weak_ptr<ManagedObjectContext> weak = recipient;
+    recipient->perform([weak, shared] {
+      if (auto c = weak.lock()) c->mergeChanges(shared);
+    });
+  }
+}
+
+void ManagedObjectContext::discardBulkWriteLocked() {
+  // Pending notifications describe states that no longer exist.
+  for (auto* list : {&pendingInserted_, &pendingUpdated_, &pendingDeleted_}) {
+    for (ManagedObject* o : *list) o->flags_ &= ~ManagedObject::kPendingNotification;
+    list->clear();
+  }
+  auto drop = [&](ManagedObject* o) {  // its row does not exist in the file
+    o->flags_ = ManagedObject::kDeleted | ManagedObject::kPendingNotification;
+    pendingDeleted_.push_back(o);
+    forgetObjectLocked(o);
+  };
+  auto refault = [&](ManagedObject* o) {  // reads the file's values when next touched
+    if (o->flags_ & ManagedObject::kPendingNotification) return;
+    o->flags_ = ManagedObject::kFault | ManagedObject::kPendingNotification;
+    o->changed_.clear();
+    o->values_.clear();
+    o->toOne_.clear();
+    o->toMany_.clear();
+    pendingUpdated_.push_back(o);
+  };
+  std::vector<ManagedObject*> unsaved;
+  unsaved.swap(changeList_);
+  for (ManagedObject* o : unsaved) {
+    if (o->flags_ & ManagedObject::kInserted)
+      drop(o);
+    else
+      refault(o);
+  }
+  for (const ObjectID& id : bulk_->inserted)
+    if (auto it = objects_.find(id); it != objects_.end()) drop(it->second.get());
+  for (const ObjectID& id : bulk_->updated)
+    if (auto it = objects_.find(id); it != objects_.end()) refault(it->second.get());
+  bulk_->inserted.clear();
+  bulk_->updated.clear();
+  bulk_->deleted.clear();
 }
 
 // ---------------------------------------------------------------- merging
@@ -652,21 +891,33 @@ void ManagedObjectContext::mergeChanges(const std::shared_ptr<const SaveChangeSe
         ManagedObject* object = it->second.get();
         if (object->flags_ & ManagedObject::kFault) continue;  // loads fresh when touched
         if (object->flags_ & ManagedObject::kDeleted) continue;
+        if (s.values.empty()) {
+          // Identifiers only (a committed bulk write): reload from the file, keeping local
+          // edits.
+          if (object->flags_ & ManagedObject::kInserted) continue;
+          bool pending = object->flags_ & ManagedObject::kPendingNotification;
+          refreshLocked(object, true);
+          if (!(object->flags_ & ManagedObject::kPendingNotification)) {
+            object->flags_ |= ManagedObject::kPendingNotification;
+            if (!pending) pendingUpdated_.push_back(object);
+          }
+          continue;
+        }
         ObjectSnapshot merged = s;
         for (std::size_t i = 0; i < merged.toMany.size(); ++i)
           if (!merged.toMany[i] && object->toMany_[i].loaded) {
             std::vector<ObjectID> ids;
-            for (const ManagedObject* m : object->toMany_[i].items) ids.push_back(m->id_);
+            for (const ManagedObject* m : object->toMany_[i].members()) ids.push_back(m->id_);
             merged.toMany[i] = std::move(ids);
           }
-        if (!object->changed_.empty()) {
+        if (!object->changed_.none()) {
           // Local unsaved edits win over merged values.
           ObjectSnapshot mine = snapshotOfLocked(object);
           std::size_t na = object->entity_->attributes().size();
           for (std::size_t i = 0; i < na; ++i)
-            if (object->changed_[i]) merged.values[i] = mine.values[i];
+            if (object->changed_.test(i)) merged.values[i] = mine.values[i];
           for (std::size_t i = 0; i < mine.toOne.size(); ++i)
-            if (object->changed_[na + i]) {
+            if (object->changed_.test(na + i)) {
               merged.toOne[i] = mine.toOne[i];
               merged.toMany[i] = mine.toMany[i];
             }
@@ -699,14 +950,14 @@ void ManagedObjectContext::mergeDeletedIDs(const std::vector<ObjectID>& ids) {
           if (!inverse) continue;
           std::vector<ManagedObject*> neighbours;
           if (relationships[i].toMany) {
-            if (object->toMany_[i].loaded) neighbours = object->toMany_[i].items;
+            if (object->toMany_[i].loaded) neighbours = object->toMany_[i].members();
           } else if (object->toOne_[i].object) {
             neighbours.push_back(object->toOne_[i].object);
           }
           for (ManagedObject* n : neighbours) {
             if (n->flags_ & ManagedObject::kFault) continue;
             if (inverse->toMany)
-              std::erase(n->toMany_[inverse->index].items, object);
+              n->toMany_[inverse->index].remove(object);
             else if (n->toOne_[inverse->index].object == object)
               n->toOne_[inverse->index] = {};
           }
@@ -749,7 +1000,8 @@ void ManagedObjectContext::processPendingChanges() {
   if (!changes.empty()) post(ContextNotification::ObjectsDidChange, changes);
 }
 
-ContextObserverToken ManagedObjectContext::addObserver(ContextNotification kind, Observer observer) {
+ContextObserverToken ManagedObjectContext::addObserver(ContextNotification kind,
+                                                       Observer observer) {
   Lock lock(mutex_);
   std::uint64_t id = nextObserverID_++;
   observers_.push_back({id, kind, std::make_shared<Observer>(std::move(observer))});
@@ -850,8 +1102,8 @@ std::vector<ManagedObject*> ManagedObjectContext::fetchLocked(const FetchRequest
   }
   std::vector<ManagedObject*> results;
   results.reserve(rows.size() + matches.size());
-  for (const ObjectSnapshot& row : rows) {
-    ManagedObject* object = registerSnapshotLocked(row, false);
+  for (ObjectSnapshot& row : rows) {
+    ManagedObject* object = registerSnapshotLocked(std::move(row), false);
     if (object->flags_ & ManagedObject::kDeleted) continue;
     if (inMemoryFilter && request.predicate &&
         !evaluate(*request.predicate, ManagedObjectValueSource(*object)))
@@ -945,9 +1197,10 @@ std::unordered_map<Value, ManagedObject*, ValueHash> ManagedObjectContext::objec
       Predicate::comparison(std::move(left), Predicate::Operator::In, std::move(right));
   std::vector<ObjectSnapshot> rows = store_->query(request, excluded, false, false);
   out.reserve(rows.size() + matches.size());
-  for (const ObjectSnapshot& row : rows) {
-    ManagedObject* object = registerSnapshotLocked(row, false);
-    if (!(object->flags_ & ManagedObject::kDeleted)) out.emplace(row.values[index], object);
+  for (ObjectSnapshot& row : rows) {
+    Value key = row.values[index];  // the file's value matched; the row's values move on
+    ManagedObject* object = registerSnapshotLocked(std::move(row), false);
+    if (!(object->flags_ & ManagedObject::kDeleted)) out.emplace(std::move(key), object);
   }
   for (auto& [owner, o] : matches) {
     ManagedObject* object =
@@ -962,9 +1215,15 @@ std::size_t ManagedObjectContext::batchDeleteExcept(const EntityDescription& ent
                                                     const std::vector<Value>& keptValues) {
   checkQueue("batchDelete");
   auto ids = std::make_shared<const std::vector<ObjectID>>(
-      store_->batchDeleteExcept(entity, std::string(attribute), keptValues));
+      store_->batchDeleteExcept(entity, std::string(attribute), keptValues, this));
   if (ids->empty()) return 0;
   mergeDeletedIDs(*ids);
+  if (bulk_) {
+    // Other contexts hear of it when the bulk write commits.
+    Lock lock(mutex_);
+    bulk_->deleted.insert(bulk_->deleted.end(), ids->begin(), ids->end());
+    return ids->size();
+  }
   for (auto& context : store_->contexts()) {
     if (context.get() == this) continue;
     std::weak_ptr<ManagedObjectContext> weak = context;

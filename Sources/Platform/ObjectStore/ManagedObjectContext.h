@@ -11,6 +11,7 @@
 #include <vector>
 
 #include "Platform/Foundation/WorkQueue.h"
+#include "Platform/ObjectStore/BulkWrite.h"
 #include "Platform/ObjectStore/FetchRequest.h"
 #include "Platform/ObjectStore/ManagedObject.h"
 #include "Platform/ObjectStore/ObjectID.h"
@@ -22,6 +23,7 @@ class PersistentStore;
 class ManagedObjectContext;
 struct ObjectSnapshot;
 struct SaveChangeSet;
+struct BulkWriteState;
 
 // Objects that changed, all registered in the context the notification is posted for.
 // Deleted objects stay readable while observers run.
@@ -126,8 +128,17 @@ class ManagedObjectContext : public std::enable_shared_from_this<ManagedObjectCo
 
   // Commits the changes: a root context writes them to the store in one transaction, a
   // child pushes them into its parent. On failure throws StoreError; nothing was written
-  // and the changes are still pending here.
+  // and the changes are still pending here. Inside a bulk write the root writes into the
+  // bulk's transaction, and a failure rolls the whole bulk write back (see BulkWrite).
   void save();
+  // Opens a bulk write on this root context (see BulkWrite and docs/bulk-writes.md): its
+  // saves then go into one transaction that the returned scope commits or rolls back, so
+  // objects may be released with reset() between chunks. Throws std::logic_error on a
+  // child context, with unsaved changes, or when this context already has one open;
+  // StoreError(SaveFailed) when another bulk write holds the store or the file is locked.
+  [[nodiscard]] BulkWrite beginBulkWrite();
+  // True while a bulk write of this context is open (including a failed one not yet closed).
+  bool isInBulkWrite() const;
   // Gives inserted objects their row keys without saving. Throws StoreError.
   void obtainPermanentIDs(const std::vector<ManagedObject*>& objects);
   // Posts ObjectsDidChange for the edits since the last call. Context queue only.
@@ -175,6 +186,7 @@ class ManagedObjectContext : public std::enable_shared_from_this<ManagedObjectCo
  private:
   friend class ManagedObject;
   friend class ContextObserverToken;
+  friend class BulkWrite;
   struct Private {};
 
  public:
@@ -191,7 +203,12 @@ class ManagedObjectContext : public std::enable_shared_from_this<ManagedObjectCo
 
   ManagedObject* createObject(const EntityDescription& entity, const ObjectID& id);
   ManagedObject* registerSnapshotLocked(const ObjectSnapshot& snapshot, bool overwrite);
+  ManagedObject* registerSnapshotLocked(ObjectSnapshot&& snapshot, bool overwrite);
+  ManagedObject* registeredOrFaultLocked(const ObjectID& id);
   void applySnapshotLocked(ManagedObject* object, const ObjectSnapshot& snapshot);
+  // Takes `values` as the object's values and the relationships of `relations`.
+  void applyStateLocked(ManagedObject* object, std::vector<Value> values,
+                        const ObjectSnapshot& relations);
   ManagedObject* objectForKeyLocked(const EntityDescription& entity, std::int64_t key);
   void fulfillFaultLocked(ManagedObject* object);
   std::vector<ManagedObject*> loadToManyLocked(ManagedObject* object,
@@ -199,12 +216,17 @@ class ManagedObjectContext : public std::enable_shared_from_this<ManagedObjectCo
   bool findAncestorSnapshot(const ObjectID& id, ObjectSnapshot& out) const;
   bool findAncestorToMany(const ObjectID& id, const RelationshipDescription& rel,
                           std::vector<ObjectID>& out) const;
-  ObjectSnapshot snapshotOfLocked(const ManagedObject* object) const;
+  ObjectSnapshot snapshotOfLocked(const ManagedObject* object, bool withValues = true) const;
   void noteChangedLocked(ManagedObject* object);
   void deleteObjectLocked(ManagedObject* object);
   void obtainPermanentIDsLocked(const std::vector<ManagedObject*>& objects);
   SaveChangeSet collectChangesLocked();
-  void applyChangesFromChildLocked(const SaveChangeSet& changes);
+  void applyChangesFromChildLocked(const ManagedObjectContext& child);
+  std::vector<std::shared_ptr<ManagedObjectContext>> mergeRecipients();
+  void refreshLocked(ManagedObject* object, bool mergeChanges);
+  void endBulkWrite(bool commit);
+  // Brings the context back to the file's state after its bulk write was rolled back.
+  void discardBulkWriteLocked();
   void mergeChanges(const std::shared_ptr<const SaveChangeSet>& changes);
   void mergeDeletedIDs(const std::vector<ObjectID>& ids);
   void forgetObjectLocked(ManagedObject* object);
@@ -229,6 +251,8 @@ class ManagedObjectContext : public std::enable_shared_from_this<ManagedObjectCo
   std::vector<std::weak_ptr<ManagedObjectContext>> children_;
   std::vector<ObserverEntry> observers_;
   std::uint64_t nextObserverID_ = 1;
+  std::unique_ptr<BulkWriteState> bulk_;                   // set while a bulk write is open
+  const EntityDescription* lastInsertedEntity_ = nullptr;  // queue only; passed the checks
 };
 
 }  // namespace dm

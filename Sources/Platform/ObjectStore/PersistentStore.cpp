@@ -552,6 +552,28 @@ bool PersistentStore::loadRow(const EntityDescription& entity, std::int64_t key,
   return false;
 }
 
+std::vector<ObjectSnapshot> PersistentStore::loadRows(const EntityDescription& entity,
+                                                      const std::vector<std::int64_t>& keys) {
+  std::lock_guard lock(mutex_);
+  std::vector<ObjectSnapshot> rows;
+  if (keys.empty()) return rows;
+  const auto& layout = layoutFor(entity);
+  sqlite3_stmt* stmt =
+      statement("SELECT " + layout.selectList + " FROM " + quoteName(entity.tableName()) +
+                " t0 WHERE t0._pk IN (SELECT value FROM json_each(?))");
+  StatementReset reset{stmt};
+  std::string json = keysJson(keys);
+  sqlite3_bind_text(stmt, 1, json.data(), static_cast<int>(json.size()), SQLITE_STATIC);
+  rows.reserve(keys.size());
+  int rc;
+  while ((rc = sqlite3_step(stmt)) == SQLITE_ROW) {
+    rows.emplace_back();
+    readRow(stmt, layout, false, rows.back());
+  }
+  if (rc != SQLITE_DONE) fail(StoreErrorCode::FetchFailed, "Cannot read rows");
+  return rows;
+}
+
 std::vector<ObjectID> PersistentStore::loadToMany(const ObjectID& owner,
                                                   const RelationshipDescription& rel) {
   std::lock_guard lock(mutex_);
@@ -580,10 +602,9 @@ void PersistentStore::hook(std::size_t& step) {
   ++step;
 }
 
-void PersistentStore::writeObject(const ObjectSnapshot& s, bool insert, std::size_t& step) {
-  const EntityDescription& entity = *s.id.entity;
+void PersistentStore::writeObject(const ManagedObject& o, bool insert, std::size_t& step) {
+  const EntityDescription& entity = *o.entity_;
   const auto& layout = layoutFor(entity);
-  const auto& attributes = entity.attributes();
   const auto& relationships = entity.relationships();
   // One prepared statement per entity and operation, kept on the layout.
   const EntityLayout& el = layout.entities.at(&entity);
@@ -594,68 +615,131 @@ void PersistentStore::writeObject(const ObjectSnapshot& s, bool insert, std::siz
   int n = 1;
   sqlite3_bind_text(stmt, n++, entity.name().c_str(), static_cast<int>(entity.name().size()),
                     SQLITE_STATIC);
-  for (std::size_t i = 0; i < attributes.size(); ++i) bindValue(stmt, n++, s.values[i]);
+  // Values are bound in place (texts and bytes without a copy): the object outlives the step.
+  const std::size_t attributeCount = entity.attributes().size();
+  for (std::size_t i = 0; i < attributeCount; ++i) {
+    if (i < o.values_.size())
+      bindValue(stmt, n++, o.values_[i]);
+    else
+      sqlite3_bind_null(stmt, n++);
+  }
   for (std::size_t i = 0; i < relationships.size(); ++i) {
     if (relationships[i].toMany) continue;
-    if (i < s.toOne.size() && !s.toOne[i].isNull()) {
-      if (s.toOne[i].temporary)
+    const ManagedObject::ToOne* slot = i < o.toOne_.size() ? &o.toOne_[i] : nullptr;
+    if (slot && slot->object) {
+      if (slot->object->id_.temporary)
         throw StoreError(StoreErrorCode::SaveFailed,
                          "Relationship " + relationships[i].name + " points at an unsaved object");
-      sqlite3_bind_int64(stmt, n++, s.toOne[i].key);
+      sqlite3_bind_int64(stmt, n++, slot->object->id_.key);
+    } else if (slot && slot->pendingKey) {
+      sqlite3_bind_int64(stmt, n++, slot->pendingKey);
     } else {
       sqlite3_bind_null(stmt, n++);
     }
   }
-  sqlite3_bind_int64(stmt, n, s.id.key);
+  sqlite3_bind_int64(stmt, n, o.id_.key);
   hook(step);
   if (sqlite3_step(stmt) != SQLITE_DONE)
-    fail(StoreErrorCode::SaveFailed, "Cannot write " + s.id.uriRepresentation());
+    fail(StoreErrorCode::SaveFailed, "Cannot write " + o.id_.uriRepresentation());
 }
 
-void PersistentStore::writeJoins(const ObjectSnapshot& s, std::size_t& step) {
-  const auto& relationships = s.id.entity->relationships();
+void PersistentStore::writeJoins(const ManagedObject& o, std::size_t& step) {
+  const auto& relationships = o.entity_->relationships();
   for (std::size_t i = 0; i < relationships.size(); ++i) {
     const auto& rel = relationships[i];
-    if (rel.joinTable.empty() || i >= s.toMany.size() || !s.toMany[i]) continue;
+    if (rel.joinTable.empty() || i >= o.toMany_.size() || !o.toMany_[i].loaded) continue;
     const char* mine = rel.joinSourceIsFirst ? "a" : "b";
     sqlite3_stmt* del =
         statement("DELETE FROM " + quoteName(rel.joinTable) + " WHERE " + mine + " = ?");
     {
       StatementReset reset{del};
-      sqlite3_bind_int64(del, 1, s.id.key);
+      sqlite3_bind_int64(del, 1, o.id_.key);
       hook(step);
       if (sqlite3_step(del) != SQLITE_DONE) fail(StoreErrorCode::SaveFailed, "Cannot write joins");
     }
     sqlite3_stmt* ins =
         statement("INSERT OR IGNORE INTO " + quoteName(rel.joinTable) + " (a, b) VALUES (?, ?)");
-    for (const ObjectID& other : *s.toMany[i]) {
+    for (const ManagedObject* other : o.toMany_[i].members()) {
       StatementReset reset{ins};
-      sqlite3_bind_int64(ins, rel.joinSourceIsFirst ? 1 : 2, s.id.key);
-      sqlite3_bind_int64(ins, rel.joinSourceIsFirst ? 2 : 1, other.key);
+      sqlite3_bind_int64(ins, rel.joinSourceIsFirst ? 1 : 2, o.id_.key);
+      sqlite3_bind_int64(ins, rel.joinSourceIsFirst ? 2 : 1, other->id_.key);
       hook(step);
       if (sqlite3_step(ins) != SQLITE_DONE) fail(StoreErrorCode::SaveFailed, "Cannot write joins");
     }
   }
 }
 
-void PersistentStore::save(const SaveChangeSet& changes) {
-  // Required values are checked before anything is written.
-  for (const auto* list : {&changes.inserted, &changes.updated})
-    for (const auto& s : *list) {
-      const auto& attributes = s.id.entity->attributes();
-      for (std::size_t i = 0; i < attributes.size(); ++i)
-        if (!attributes[i].optional && s.values[i].isNull())
-          throw StoreError(
-              StoreErrorCode::ValidationFailed,
-              "Attribute " + s.id.entity->name() + "." + attributes[i].name + " is required");
-    }
+void PersistentStore::beginWriteLocked(const void* writer) {
+  if (bulkOwner_ && writer != bulkOwner_)
+    throw StoreError(StoreErrorCode::SaveFailed,
+                     "Another context holds a bulk write on this store; save again after it ends");
+  try {
+    exec(bulkOwner_ ? "SAVEPOINT dm_write" : "BEGIN IMMEDIATE");
+  } catch (const StoreError& e) {
+    throw StoreError(StoreErrorCode::SaveFailed, e.what());
+  }
+}
+
+void PersistentStore::commitWriteLocked() {
+  if (sqlite3_exec(db_, bulkOwner_ ? "RELEASE dm_write" : "COMMIT", nullptr, nullptr, nullptr) !=
+      SQLITE_OK)
+    fail(StoreErrorCode::SaveFailed, "Cannot commit");
+}
+
+void PersistentStore::rollbackWriteLocked() {
+  // Inside a bulk write only this save's savepoint is undone; the earlier saves stay.
+  if (bulkOwner_)
+    sqlite3_exec(db_, "ROLLBACK TO dm_write; RELEASE dm_write", nullptr, nullptr, nullptr);
+  else
+    sqlite3_exec(db_, "ROLLBACK", nullptr, nullptr, nullptr);
+}
+
+void PersistentStore::beginBulkWrite(const void* owner) {
   std::lock_guard lock(mutex_);
-  if (changes.empty()) return;
+  if (bulkOwner_)
+    throw StoreError(StoreErrorCode::SaveFailed, "A bulk write is already open on this store");
   try {
     exec("BEGIN IMMEDIATE");
   } catch (const StoreError& e) {
     throw StoreError(StoreErrorCode::SaveFailed, e.what());
   }
+  bulkOwner_ = owner;
+}
+
+void PersistentStore::commitBulkWrite(const void* owner) {
+  std::lock_guard lock(mutex_);
+  if (!bulkOwner_ || bulkOwner_ != owner)
+    throw StoreError(StoreErrorCode::SaveFailed, "No bulk write of this context is open");
+  bulkOwner_ = nullptr;
+  if (sqlite3_exec(db_, "COMMIT", nullptr, nullptr, nullptr) != SQLITE_OK) {
+    std::string message = sqlite3_errmsg(db_);
+    sqlite3_exec(db_, "ROLLBACK", nullptr, nullptr, nullptr);
+    throw StoreError(StoreErrorCode::SaveFailed,
+                     "Bulk write failed to commit, nothing was written: " + message);
+  }
+}
+
+void PersistentStore::rollbackBulkWrite(const void* owner) {
+  std::lock_guard lock(mutex_);
+  if (!bulkOwner_ || bulkOwner_ != owner) return;
+  bulkOwner_ = nullptr;
+  sqlite3_exec(db_, "ROLLBACK", nullptr, nullptr, nullptr);
+}
+
+void PersistentStore::save(const SaveBatch& changes, const void* writer) {
+  // Required values are checked before anything is written.
+  for (const auto* list : {&changes.inserted, &changes.updated})
+    for (const ManagedObject* o : *list) {
+      const auto& attributes = o->entity_->attributes();
+      for (std::size_t i = 0; i < attributes.size(); ++i)
+        if (!attributes[i].optional && (i >= o->values_.size() || o->values_[i].isNull()))
+          throw StoreError(
+              StoreErrorCode::ValidationFailed,
+              "Attribute " + o->entity_->name() + "." + attributes[i].name + " is required");
+    }
+  std::lock_guard lock(mutex_);
+  if (changes.empty()) return;
+  beginWriteLocked(writer);
   try {
     std::size_t step = 0;
     for (const ObjectID& id : changes.deleted) {
@@ -676,20 +760,19 @@ void PersistentStore::save(const SaveChangeSet& changes) {
         if (sqlite3_step(j) != SQLITE_DONE) fail(StoreErrorCode::SaveFailed, "Cannot delete");
       }
     }
-    for (const auto& s : changes.inserted) writeObject(s, true, step);
-    for (const auto& s : changes.updated) writeObject(s, false, step);
-    for (const auto& s : changes.inserted) writeJoins(s, step);
-    for (const auto& s : changes.updated) writeJoins(s, step);
+    for (const ManagedObject* o : changes.inserted) writeObject(*o, true, step);
+    for (const ManagedObject* o : changes.updated) writeObject(*o, false, step);
+    for (const ManagedObject* o : changes.inserted) writeJoins(*o, step);
+    for (const ManagedObject* o : changes.updated) writeJoins(*o, step);
     hook(step);
-    if (sqlite3_exec(db_, "COMMIT", nullptr, nullptr, nullptr) != SQLITE_OK)
-      fail(StoreErrorCode::SaveFailed, "Cannot commit");
+    commitWriteLocked();
   } catch (const StoreError& e) {
-    sqlite3_exec(db_, "ROLLBACK", nullptr, nullptr, nullptr);
+    rollbackWriteLocked();
     throw StoreError(
         e.code() == StoreErrorCode::FetchFailed ? StoreErrorCode::SaveFailed : e.code(),
         std::string("Save failed, nothing was written: ") + e.what());
   } catch (const std::exception& e) {
-    sqlite3_exec(db_, "ROLLBACK", nullptr, nullptr, nullptr);
+    rollbackWriteLocked();
     throw StoreError(StoreErrorCode::SaveFailed,
                      std::string("Save failed, nothing was written: ") + e.what());
   }
@@ -783,13 +866,14 @@ std::size_t PersistentStore::count(const FetchRequest& request,
 
 std::vector<ObjectID> PersistentStore::batchDeleteExcept(const EntityDescription& entity,
                                                          const std::string& attribute,
-                                                         const std::vector<Value>& kept) {
+                                                         const std::vector<Value>& kept,
+                                                         const void* writer) {
   if (!entity.attributeNamed(attribute))
     throw StoreError(StoreErrorCode::FetchFailed,
                      "Entity " + entity.name() + " has no attribute " + attribute);
   std::lock_guard lock(mutex_);
   std::vector<ObjectID> deleted;
-  exec("BEGIN IMMEDIATE");
+  beginWriteLocked(writer);
   try {
     std::string names;
     for (const EntityDescription* e : entity.selfAndDescendants())
@@ -838,9 +922,9 @@ std::vector<ObjectID> PersistentStore::batchDeleteExcept(const EntityDescription
           if (sqlite3_step(u) != SQLITE_DONE) fail(StoreErrorCode::SaveFailed, "Nullify failed");
         }
     }
-    exec("COMMIT");
+    commitWriteLocked();
   } catch (...) {
-    sqlite3_exec(db_, "ROLLBACK", nullptr, nullptr, nullptr);
+    rollbackWriteLocked();
     throw;
   }
   return deleted;

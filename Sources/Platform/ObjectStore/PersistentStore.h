@@ -22,6 +22,7 @@ struct sqlite3_stmt;
 
 namespace dm {
 
+class ManagedObject;
 class ManagedObjectContext;
 
 // The state of one object as plain data: what moves between contexts and to the store.
@@ -37,6 +38,15 @@ struct ObjectSnapshot {
 struct SaveChangeSet {
   std::vector<ObjectSnapshot> inserted;
   std::vector<ObjectSnapshot> updated;
+  std::vector<ObjectID> deleted;
+  bool empty() const { return inserted.empty() && updated.empty() && deleted.empty(); }
+};
+
+// What a root context's save writes. Rows are read in place from the objects (owned by the
+// saving context, which holds its lock for the duration), so a save copies no values.
+struct SaveBatch {
+  std::vector<const ManagedObject*> inserted;
+  std::vector<const ManagedObject*> updated;
   std::vector<ObjectID> deleted;
   bool empty() const { return inserted.empty() && updated.empty() && deleted.empty(); }
 };
@@ -75,11 +85,23 @@ class PersistentStore {
   std::int64_t allocateKeys(const EntityDescription& entity, std::size_t count);
   // The row's snapshot, or false when there is no such row.
   bool loadRow(const EntityDescription& entity, std::int64_t key, ObjectSnapshot& out);
+  // The stored rows of the entity's table with these keys, in one query; keys without a
+  // row are skipped. Throws StoreError(FetchFailed).
+  std::vector<ObjectSnapshot> loadRows(const EntityDescription& entity,
+                                       const std::vector<std::int64_t>& keys);
   // Members of a to-many relationship as stored.
   std::vector<ObjectID> loadToMany(const ObjectID& owner, const RelationshipDescription& rel);
-  // Writes the changes in one transaction. Throws StoreError (ValidationFailed before
-  // anything is written, SaveFailed after a rollback).
-  void save(const SaveChangeSet& changes);
+  // Writes the changes in one transaction (a savepoint of the open bulk write when `writer`
+  // owns it). Throws StoreError: ValidationFailed before anything is written, SaveFailed
+  // after a rollback of this save, or when another writer holds a bulk write.
+  void save(const SaveBatch& changes, const void* writer = nullptr);
+  // Bulk writes: one transaction spanning several saves of `owner` (see docs/bulk-writes.md).
+  // begin throws StoreError(SaveFailed) when a bulk write is already open or the file is
+  // locked; commit throws StoreError(SaveFailed) after rolling everything back. rollback
+  // never throws. Only the owner's saves may write while it is open.
+  void beginBulkWrite(const void* owner);
+  void commitBulkWrite(const void* owner);
+  void rollbackBulkWrite(const void* owner);
   // Rows matching the request, minus `excludedKeys` (rows whose state a context overrides).
   // With applyWindow, sort/limit/offset run in SQL. idsOnly leaves values empty.
   // Throws PredicateError or StoreError.
@@ -89,9 +111,11 @@ class PersistentStore {
   std::size_t count(const FetchRequest& request, const std::vector<std::int64_t>& excludedKeys);
   // Deletes every row of the entity family whose attribute is not in `kept`; nullifies
   // references to them. Returns the deleted rows' identifiers. Throws StoreError.
+  // `writer` as for save.
   std::vector<ObjectID> batchDeleteExcept(const EntityDescription& entity,
                                           const std::string& attribute,
-                                          const std::vector<Value>& kept);
+                                          const std::vector<Value>& kept,
+                                          const void* writer = nullptr);
 
   void registerContext(const std::shared_ptr<ManagedObjectContext>& context);
   // Live contexts attached to this store (roots and children).
@@ -134,8 +158,13 @@ class PersistentStore {
   std::string buildQuery(const FetchRequest& request, const std::vector<std::int64_t>& excluded,
                          bool applyWindow, bool idsOnly, bool countOnly,
                          std::vector<Value>& parameters);
-  void writeObject(const ObjectSnapshot& snapshot, bool insert, std::size_t& step);
-  void writeJoins(const ObjectSnapshot& snapshot, std::size_t& step);
+  void writeObject(const ManagedObject& object, bool insert, std::size_t& step);
+  void writeJoins(const ManagedObject& object, std::size_t& step);
+  // Opens the write of one save: a transaction, or a savepoint inside the owner's bulk
+  // write. Throws StoreError(SaveFailed).
+  void beginWriteLocked(const void* writer);
+  void commitWriteLocked();
+  void rollbackWriteLocked();
   void hook(std::size_t& step);
 
   const std::shared_ptr<const ManagedObjectModel> model_;
@@ -148,6 +177,7 @@ class PersistentStore {
   std::unordered_map<const EntityDescription*, TableLayout> tables_;  // by root entity
   std::unordered_map<std::string, const EntityDescription*> entityByName_;
   SaveHook hook_;
+  const void* bulkOwner_ = nullptr;  // the context whose bulk write is open
   std::vector<std::weak_ptr<ManagedObjectContext>> contexts_;
 };
 

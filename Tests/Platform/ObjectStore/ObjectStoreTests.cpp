@@ -217,6 +217,77 @@ TEST(ObjectStoreTest, ReassigningToOneMovesBetweenInverseSets) {
   EXPECT_THROW(s->setValueForKey("nosuch", 1), std::invalid_argument);
 }
 
+TEST(ObjectStoreTest, LongToManySetsKeepOrderThroughAddsRemovesAndReopen) {
+  // Long enough for the indexed membership path; checks order, duplicates and inverses.
+  TempDir dir;
+  StoreFixture f(dir);
+  auto* owner = f.root->insertNewObject("Owner");
+  auto* tag = f.root->insertNewObject("Tag");
+  std::vector<ManagedObject*> samples;
+  for (int i = 0; i < 200; ++i) {
+    samples.push_back(f.root->insertNewObject("Sample"));
+    samples.back()->setValueForKey("small", i);
+    owner->addObjectForKey("samples", samples.back());
+    tag->addObjectForKey("samples", samples.back());
+  }
+  owner->addObjectForKey("samples", samples[5]);  // already a member: no duplicate
+  samples[100]->setObjectForKey("owner", nullptr);
+  owner->removeObjectForKey("samples", samples[7]);
+  tag->removeObjectForKey("samples", samples[0]);
+  owner->addObjectForKey("samples", samples[7]);  // re-added: goes to the end
+  auto members = owner->objectsForKey("samples");
+  ASSERT_EQ(members.size(), 199u);
+  EXPECT_EQ(members[5], samples[5]);
+  EXPECT_EQ(members[7], samples[8]);
+  EXPECT_EQ(members.back(), samples[7]);
+  EXPECT_EQ(samples[100]->objectForKey("owner"), nullptr);
+  EXPECT_EQ(tag->objectsForKey("samples").size(), 199u);
+  EXPECT_TRUE(samples[0]->objectsForKey("tags").empty());
+  for (int i = 0; i < 150; ++i) tag->removeObjectForKey("samples", samples[i]);
+  EXPECT_EQ(tag->objectsForKey("samples").front(), samples[150]);
+  f.root->save();
+
+  f.open();
+  auto owners = f.root->executeFetchRequest(all(f.entity("Owner")));
+  ASSERT_EQ(owners.size(), 1u);
+  members = owners[0]->objectsForKey("samples");  // stored order is row order
+  ASSERT_EQ(members.size(), 199u);
+  EXPECT_EQ(members[0]->valueForKey("small").asInt64(), 0);
+  EXPECT_EQ(members[7]->valueForKey("small").asInt64(), 7);
+  auto tags = f.root->executeFetchRequest(all(f.entity("Tag")));
+  ASSERT_EQ(tags.size(), 1u);
+  EXPECT_EQ(tags[0]->objectsForKey("samples").size(), 50u);
+}
+
+TEST(ObjectStoreTest, ChildPushesRowsTheParentNeverLoaded) {
+  TempDir dir;
+  StoreFixture f(dir);
+  for (const char* name : {"a", "b", "c"})
+    f.root->insertNewObject("Owner")->setValueForKey("name", name);
+  f.root->save();
+  f.root->reset();  // the parent holds none of the rows now
+  auto child = ManagedObjectContext::createChild(f.root, ConcurrencyType::MainQueue, "child");
+  auto owners = child->executeFetchRequest(all(f.entity("Owner"), "name"));
+  ASSERT_EQ(owners.size(), 3u);
+  owners[0]->setValueForKey("name", "A");
+  owners[1]->setValueForKey("title", "second");
+  child->deleteObject(owners[2]);
+  child->save();
+
+  ASSERT_EQ(f.root->updatedObjects().size(), 2u);
+  ASSERT_EQ(f.root->deletedObjects().size(), 1u);
+  auto* first = f.root->objectRegisteredForID(owners[0]->objectID());
+  ASSERT_NE(first, nullptr);
+  EXPECT_EQ(first->changedKeys(), std::vector<std::string>({"name", "samples", "profile"}));
+  EXPECT_EQ(first->valueForKey("name").asString(), "A");
+  f.root->save();
+  f.open();
+  owners = f.root->executeFetchRequest(all(f.entity("Owner"), "name"));
+  ASSERT_EQ(owners.size(), 2u);
+  EXPECT_EQ(owners[0]->valueForKey("name").asString(), "A");
+  EXPECT_EQ(owners[1]->valueForKey("title").asString(), "second");
+}
+
 TEST(ObjectStoreTest, FaultsLoadOnAccessAndRefreshDropsChanges) {
   TempDir dir;
   StoreFixture f(dir);
