@@ -712,21 +712,31 @@ MappingOperation::MappingOperation(MappingDestination& destination, MappingOptio
 
 std::vector<MappingResult> MappingOperation::map(std::string_view jsonText,
                                                  const std::vector<Root>& roots) {
+  return mapText(jsonText, false, roots);
+}
+
+std::vector<MappingResult> MappingOperation::map(const std::string& jsonText,
+                                                 const std::vector<Root>& roots) {
+  static_assert(kParsePadding >= simdjson::SIMDJSON_PADDING);
+  return mapText(jsonText, jsonText.capacity() - jsonText.size() >= kParsePadding, roots);
+}
+
+std::vector<MappingResult> MappingOperation::mapText(std::string_view jsonText, bool padded,
+                                                     const std::vector<Root>& roots) {
   Operation operation(destination_, roots, options_);
-  {
-    // The parsed payload lives through both passes; the plan keeps no values of its own.
-    simdjson::dom::parser parser;
-    simdjson::dom::element document;
-    const auto error = parser.parse(jsonText.data(), jsonText.size()).get(document);
-    if (error != simdjson::SUCCESS) {
-      throw MappingError(
-          error == simdjson::DEPTH_ERROR ? Code::NestingTooDeep : Code::MalformedJson, "",
-          std::string("malformed JSON: ") + simdjson::error_message(error));
-    }
-    const json_view::DomNode root(document);
-    operation.plan(root);
-    return operation.apply(root);
+  // The parsed payload lives through both passes; the plan keeps no values of its own.
+  simdjson::dom::parser parser;
+  simdjson::dom::element document;
+  // Text followed by enough allocated bytes is read where it is; other text is copied into a
+  // padded buffer first.
+  const auto error = parser.parse(jsonText.data(), jsonText.size(), !padded).get(document);
+  if (error != simdjson::SUCCESS) {
+    throw MappingError(error == simdjson::DEPTH_ERROR ? Code::NestingTooDeep : Code::MalformedJson,
+                       "", std::string("malformed JSON: ") + simdjson::error_message(error));
   }
+  const json_view::DomNode root(document);
+  operation.plan(root);
+  return operation.apply(root);
 }
 
 std::vector<MappingResult> MappingOperation::map(const nlohmann::json& json,
