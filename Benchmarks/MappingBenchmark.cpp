@@ -142,10 +142,13 @@ std::size_t count(ManagedObjectContext& context, const char* entity) {
 int run(const std::string& workload, long n, const std::filesystem::path& dir) {
   const bool nested = workload == "map.nested";
   std::string payload;
-  if (std::ifstream in(dir / "payload.json", std::ios::binary); in) {
-    std::ostringstream buffer;
-    buffer << in.rdbuf();
-    payload = buffer.str();
+  if (std::ifstream in(dir / "payload.json", std::ios::binary | std::ios::ate); in) {
+    // Read straight into one buffer of the file's size, so setup does not hold two copies,
+    // with spare room for the parser to read the text in place.
+    payload.reserve(static_cast<std::size_t>(in.tellg()) + MappingOperation::kParsePadding);
+    payload.resize(static_cast<std::size_t>(in.tellg()));
+    in.seekg(0);
+    in.read(payload.data(), static_cast<std::streamsize>(payload.size()));
   } else {
     payload = nested ? nestedPayload(n) : flatPayload(n);
   }

@@ -152,22 +152,29 @@ std::optional<DestinationRelationship> InMemoryDestination::describeRelationship
   return DestinationRelationship{it->second, spec.toMany, spec.destinationClass};
 }
 
+bool InMemoryDestination::hasObjects(ClassId cls) {
+  return !classes_.at(cls)->objects.empty();
+}
+
 void InMemoryDestination::findObjects(ClassId cls, const std::vector<FieldId>& fields,
-                                      const std::vector<IdentityKey>& keys,
+                                      const IdentityKeyTable& keys, Matches matches,
                                       const std::function<void(std::size_t, ObjectRef)>& found) {
-  if (keys.empty()) return;
-  // One pass over the class's objects against a hash of the wanted keys.
-  std::unordered_multimap<IdentityKey, std::size_t, IdentityKeyHash, IdentityKeyEqual> wanted;
-  wanted.reserve(keys.size());
-  for (std::size_t i = 0; i < keys.size(); ++i) wanted.emplace(keys[i], i);
-  IdentityKey probe(fields.size());
+  if (keys.size() == 0 || fields.size() != keys.width()) return;
+  // One pass over the class's objects, probing the wanted keys.
+  std::vector<bool> reported(matches == Matches::First ? keys.size() : 0, false);
+  std::vector<Value> probe(fields.size());
   for (const auto& obj : classes_.at(cls)->objects) {
     for (std::size_t f = 0; f < fields.size(); ++f) {
       const auto& stored = obj->values[fields[f]];
       probe[f] = std::holds_alternative<Value>(stored) ? std::get<Value>(stored) : Value();
     }
-    auto [begin, end] = wanted.equal_range(probe);
-    for (auto it = begin; it != end; ++it) found(it->second, ObjectRef{obj.get()});
+    const std::size_t n = keys.find(probe.data());
+    if (n == IdentityKeyTable::npos) continue;
+    if (matches == Matches::First) {
+      if (reported[n]) continue;
+      reported[n] = true;
+    }
+    found(n, ObjectRef{obj.get()});
   }
 }
 

@@ -65,8 +65,9 @@ class InMemoryDestination final : public MappingDestination, public MappingSourc
                                                         std::string_view name) override;
   std::optional<DestinationRelationship> describeRelationship(ClassId cls,
                                                               std::string_view name) override;
-  void findObjects(ClassId cls, const std::vector<FieldId>& fields,
-                   const std::vector<IdentityKey>& keys,
+  bool hasObjects(ClassId cls) override;
+  void findObjects(ClassId cls, const std::vector<FieldId>& fields, const IdentityKeyTable& keys,
+                   Matches matches,
                    const std::function<void(std::size_t, ObjectRef)>& found) override;
   ObjectRef createObject(ClassId cls) override;
   Value value(ObjectRef object, FieldId field) override;

@@ -50,51 +50,74 @@ std::optional<DestinationRelationship> ManagedObjectDestination::describeRelatio
                                  relationship->destinationName};
 }
 
+bool ManagedObjectDestination::hasObjects(ClassId cls) {
+  FetchRequest request(&entity(cls));
+  request.fetchLimit = 1;
+  request.includesPropertyValues = false;
+  return !context_.executeFetchRequest(request).empty();
+}
+
 void ManagedObjectDestination::findObjects(
-    ClassId cls, const std::vector<FieldId>& fields, const std::vector<IdentityKey>& keys,
+    ClassId cls, const std::vector<FieldId>& fields, const IdentityKeyTable& keys, Matches matches,
     const std::function<void(std::size_t, ObjectRef)>& found) {
-  if (keys.empty() || fields.empty()) return;
+  if (keys.size() == 0 || fields.empty() || fields.size() != keys.width()) return;
   const EntityDescription& description = entity(cls);
-  std::unordered_multimap<IdentityKey, std::size_t, IdentityKeyHash, IdentityKeyEqual> wanted;
-  wanted.reserve(keys.size());
+  const std::string& firstName = description.attributes().at(fields.front()).name;
+  if (fields.size() == 1 && matches == Matches::First) {
+    // The context's lookup-many: one query plus a hash probe of its unsaved objects.
+    std::vector<Value> values(keys.key(0), keys.key(0) + keys.size());
+    auto byValue = context_.objectsByAttribute(description, firstName, values);
+    if (byValue.empty()) return;
+    for (std::size_t n = 0; n < keys.size(); ++n) {
+      if (auto it = byValue.find(*keys.key(n)); it != byValue.end()) found(n, ref(it->second));
+    }
+    return;
+  }
   // One query on the first field; the other fields of a compound key are compared here.
   std::vector<Value> firstValues;
+  firstValues.reserve(keys.size());
   std::unordered_set<Value, ValueHash> seen;
-  for (std::size_t i = 0; i < keys.size(); ++i) {
-    wanted.emplace(keys[i], i);
-    if (seen.insert(keys[i].front()).second) firstValues.push_back(keys[i].front());
+  for (std::size_t n = 0; n < keys.size(); ++n) {
+    if (fields.size() == 1 || seen.insert(keys.key(n)[0]).second) {
+      firstValues.push_back(keys.key(n)[0]);
+    }
   }
   PredicateExpression left;
   left.kind = PredicateExpression::Kind::KeyPath;
-  left.keyPath = description.attributes().at(fields.front()).name;
+  left.keyPath = firstName;
   PredicateExpression right;
   right.kind = PredicateExpression::Kind::ConstantList;
   right.list = std::move(firstValues);
   FetchRequest request(&description);
   request.predicate =
       Predicate::comparison(std::move(left), Predicate::Operator::In, std::move(right));
-  IdentityKey probe(fields.size());
+  std::vector<bool> reported(matches == Matches::First ? keys.size() : 0, false);
+  std::vector<Value> probe(fields.size());
   for (ManagedObject* candidate : context_.executeFetchRequest(request)) {
     for (std::size_t f = 0; f < fields.size(); ++f) probe[f] = candidate->valueAt(fields[f]);
-    auto [begin, end] = wanted.equal_range(probe);
-    for (auto it = begin; it != end; ++it) found(it->second, ref(candidate));
+    const std::size_t n = keys.find(probe.data());
+    if (n == IdentityKeyTable::npos) continue;
+    if (matches == Matches::First) {
+      if (reported[n]) continue;
+      reported[n] = true;
+    }
+    found(n, ref(candidate));
   }
 }
 
 bool ManagedObjectDestination::createdHere(ManagedObject* object) {
   if (object != lastChecked_) {
     lastChecked_ = object;
-    lastCreated_ = created_.count(object) != 0;
+    lastCreated_ = createdSet_.count(object) != 0;
   }
   return lastCreated_;
 }
 
 ObjectRef ManagedObjectDestination::createObject(ClassId cls) {
   ManagedObject* created = context_.insertNewObject(entity(cls));
-  created_.insert(created);
+  created_.push_back(created);
+  createdSet_.insert(created);
   lastChecked_ = nullptr;
-  UndoEntry entry{UndoEntry::Kind::Created, created};
-  undo_.push_back(std::move(entry));
   return ref(created);
 }
 
@@ -159,12 +182,8 @@ void ManagedObjectDestination::setToMany(ObjectRef target, FieldId relationship,
 void ManagedObjectDestination::discardChanges() {
   // Newest first, so every entry sees the state it was recorded against; created objects
   // are deleted last, after the relationships that point at them were restored.
-  std::vector<ManagedObject*> created;
   for (auto it = undo_.rbegin(); it != undo_.rend(); ++it) {
     switch (it->kind) {
-      case UndoEntry::Kind::Created:
-        created.push_back(it->object);
-        break;
       case UndoEntry::Kind::Value:
         it->object->setValueAt(it->index, std::move(it->value));
         break;
@@ -180,7 +199,7 @@ void ManagedObjectDestination::discardChanges() {
       }
     }
   }
-  for (ManagedObject* object : created) context_.deleteObject(object);
+  for (auto it = created_.rbegin(); it != created_.rend(); ++it) context_.deleteObject(*it);
   commitChanges();
 }
 

@@ -16,7 +16,8 @@ namespace dm {
 // Classes are the context model's entities, looked up by entity name or by record class
 // name; fields are attribute and relationship indexes. Identity lookups are one fetch per
 // entity and identification (an IN query on the first identification attribute, the rest
-// compared in memory), and they see the context's unsaved inserts. Writes that would not
+// compared in memory), and they see the context's unsaved inserts; an entity without any
+// record is not queried at all. Writes that would not
 // change a value are skipped, so mapping an unchanged payload leaves objects unchanged.
 //
 // The destination does not save: the caller saves the context after a successful
@@ -44,6 +45,7 @@ class ManagedObjectDestination final : public MappingDestination, public Mapping
   void commitChanges() {
     undo_.clear();
     created_.clear();
+    createdSet_.clear();
     lastChecked_ = nullptr;
   }
 
@@ -53,8 +55,9 @@ class ManagedObjectDestination final : public MappingDestination, public Mapping
                                                         std::string_view name) override;
   std::optional<DestinationRelationship> describeRelationship(ClassId cls,
                                                               std::string_view name) override;
-  void findObjects(ClassId cls, const std::vector<FieldId>& fields,
-                   const std::vector<IdentityKey>& keys,
+  bool hasObjects(ClassId cls) override;
+  void findObjects(ClassId cls, const std::vector<FieldId>& fields, const IdentityKeyTable& keys,
+                   Matches matches,
                    const std::function<void(std::size_t, ObjectRef)>& found) override;
   ObjectRef createObject(ClassId cls) override;
   Value value(ObjectRef object, FieldId field) override;
@@ -72,7 +75,7 @@ class ManagedObjectDestination final : public MappingDestination, public Mapping
 
  private:
   struct UndoEntry {
-    enum class Kind { Created, Value, ToOne, ToMany } kind = Kind::Created;
+    enum class Kind { Value, ToOne, ToMany } kind = Kind::Value;
     ManagedObject* object = nullptr;
     std::size_t index = 0;
     Value value{};
@@ -87,8 +90,11 @@ class ManagedObjectDestination final : public MappingDestination, public Mapping
 
   ManagedObjectContext& context_;
   std::vector<const EntityDescription*> entities_;
+  // Overwritten values and relationships, oldest first. Objects created here need none:
+  // deleting them undoes their writes.
   std::vector<UndoEntry> undo_;
-  std::unordered_set<ManagedObject*> created_;
+  std::vector<ManagedObject*> created_;  // in creation order
+  std::unordered_set<ManagedObject*> createdSet_;
   // Writes come record by record, so the last answer of createdHere() is usually reused.
   ManagedObject* lastChecked_ = nullptr;
   bool lastCreated_ = false;

@@ -1,4 +1,4 @@
-// Identity-key hashing and the default tree setter of MappingDestination.
+// Identity-key hashing and the defaults of MappingDestination.
 #include "Platform/ObjectMapping/MappingDestination.h"
 
 #include <cmath>
@@ -34,6 +34,10 @@ bool IdentityKeyEqual::operator()(const IdentityKey& a, const IdentityKey& b) co
   for (std::size_t i = 0; i < a.size(); ++i) {
     if (!(a[i] == b[i])) return false;
   }
+  return true;
+}
+
+bool MappingDestination::hasObjects(ClassId) {
   return true;
 }
 

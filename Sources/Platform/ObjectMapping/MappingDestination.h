@@ -12,6 +12,7 @@
 
 #include <nlohmann/json.hpp>
 
+#include "Platform/ObjectMapping/IdentityKeyTable.h"
 #include "Platform/ObjectMapping/ValueTransformer.h"
 #include "Platform/ObjectStore/Value.h"
 
@@ -71,11 +72,18 @@ class MappingDestination {
   virtual std::optional<DestinationRelationship> describeRelationship(ClassId cls,
                                                                       std::string_view name) = 0;
 
-  // One batched lookup: calls `found(i, object)` for the existing records of `cls` whose
-  // `fields` equal `keys[i]` (possibly several per key, in no particular order). Records
-  // created earlier through this destination must be found too.
+  // Whether any record of `cls` (or of a subclass) exists, saved or not. Only a false answer
+  // lets the operation skip identity lookups, so the default (true) is always correct.
+  virtual bool hasObjects(ClassId cls);
+
+  // Which existing records a batched lookup reports per key.
+  enum class Matches { First, All };
+  // One batched lookup: calls `found(n, object)` for the existing records of `cls` whose
+  // `fields` equal key number n of `keys` (a table as wide as `fields`; each key once). With
+  // Matches::All every such record is reported, in no particular order; with Matches::First
+  // at most one per key. Records created earlier through this destination must be found too.
   virtual void findObjects(ClassId cls, const std::vector<FieldId>& fields,
-                           const std::vector<IdentityKey>& keys,
+                           const IdentityKeyTable& keys, Matches matches,
                            const std::function<void(std::size_t, ObjectRef)>& found) = 0;
   // A new empty record of the class, owned by the destination.
   virtual ObjectRef createObject(ClassId cls) = 0;

@@ -3,6 +3,7 @@
 #include "Platform/ObjectMapping/MappingOperation.h"
 
 #include <map>
+#include <stdexcept>
 #include <unordered_map>
 
 #include "Platform/ObjectMapping/JsonView.h"
@@ -15,13 +16,13 @@ using Code = MappingError::Code;
 using Issue = MappingError::Issue;
 constexpr std::uint32_t kNoIndex = UINT32_MAX;
 
+// The distinct identities of one entity and identification met in the payload, in
+// first-seen order, with the plan target each became; the batched lookup takes them as is.
 struct IdentityCache {
   ClassId cls = 0;
   std::vector<FieldId> fields;
-  std::unordered_map<IdentityKey, std::uint32_t, IdentityKeyHash, IdentityKeyEqual> targets;
-  // Distinct keys in first-seen order with their targets, for the one batched lookup.
-  std::vector<IdentityKey> keys;
-  std::vector<std::uint32_t> keyTargets;
+  IdentityKeyTable keys;
+  std::vector<std::uint32_t> keyTargets;  // by key number
 };
 
 struct CompiledMapping;
@@ -77,14 +78,16 @@ struct PlannedRelation {
 struct PlannedRecord {
   const CompiledMapping* mapping;
   std::uint32_t target;
-  std::uint32_t valuesBegin, valuesEnd;
+  std::uint32_t suppliedBegin, suppliedEnd;  // only for mappings with connections
   std::uint32_t relationsBegin, relationsEnd;
 };
 
+// What the planning pass keeps: targets, records and their relationships, not the values
+// (the writing pass transforms those again, straight into the destination).
 struct Plan {
   std::vector<Target> targets;
   std::vector<PlannedRecord> records;
-  std::vector<PlannedValue> values;
+  std::vector<FieldId> supplied;  // fields the payload gave, per record with connections
   std::vector<PlannedRelation> relations;
   std::vector<std::uint32_t> members;
   std::vector<std::vector<std::uint32_t>> roots;  // top-level targets per root
@@ -184,6 +187,7 @@ class Compiler {
       cache = std::make_unique<IdentityCache>();
       cache->cls = out.cls;
       cache->fields = fields;
+      cache->keys = IdentityKeyTable(fields.size());
     }
     out.identity = cache.get();
   }
@@ -223,8 +227,11 @@ class Compiler {
 template <class Node>
 class Planner {
  public:
-  Planner(Plan& plan, std::vector<Issue>& issues, const MappingOptions& options)
-      : plan_(plan), issues_(issues), options_(options) {}
+  // Plans the payload; with `writeTo`, walks it again after planning and writes every
+  // record's values and relationships there instead.
+  Planner(Plan& plan, std::vector<Issue>& issues, const MappingOptions& options,
+          MappingDestination* writeTo = nullptr)
+      : plan_(plan), issues_(issues), options_(options), writeTo_(writeTo) {}
 
   void planRoot(const Node& document, const KeyPath& keyPath, bool optional,
                 const CompiledMapping& mapping, std::vector<std::uint32_t>& out) {
@@ -245,7 +252,7 @@ class Planner {
     if (value->isObject()) {
       if (auto target = planRecord(*value, mapping, 1)) out.push_back(*target);
     } else if (value->isArray()) {
-      reserveFor(value->size(), mapping);
+      if (!writeTo_) reserveFor(value->size(), mapping);
       long index = 0;
       value->forEachElement([&](const Node& element) {
         path_.push_back({{}, index++});
@@ -273,9 +280,7 @@ class Planner {
   void reserveFor(std::size_t count, const CompiledMapping& mapping) {
     plan_.targets.reserve(plan_.targets.size() + count);
     plan_.records.reserve(plan_.records.size() + count);
-    plan_.values.reserve(plan_.values.size() + count * mapping.attributes.size());
     if (mapping.identity) {
-      mapping.identity->targets.reserve(mapping.identity->targets.size() + count);
       mapping.identity->keys.reserve(mapping.identity->keys.size() + count);
       mapping.identity->keyTargets.reserve(mapping.identity->keyTargets.size() + count);
     }
@@ -328,11 +333,17 @@ class Planner {
                "records nested deeper than " + std::to_string(options_.maxDepth));
       return std::nullopt;
     }
+    const bool planning = writeTo_ == nullptr;
     const std::size_t issuesBefore = issues_.size();
-    IdentityKey key;
-    if (mapping.identity) key.resize(mapping.identity->fields.size());
+    // The identity's values, set aside while the record is planned; reused across records.
+    if (planning && mapping.identity) {
+      key_.resize(mapping.identity->fields.size());
+      for (auto& part : key_) part = Value();
+    }
+    const bool noteSupplied = planning && !mapping.connections.empty();
+    const auto suppliedBegin = static_cast<std::uint32_t>(plan_.supplied.size());
+    const std::size_t pendingBase = pending_.size();
 
-    const auto valuesBegin = static_cast<std::uint32_t>(plan_.values.size());
     for (const auto& attribute : mapping.attributes) {
       bool wrongShape = false;
       auto value = resolve(node, *attribute.source, wrongShape);
@@ -346,7 +357,8 @@ class Planner {
           addIssue(Code::NestingTooDeep, "value nested too deeply", attribute.source->text);
           continue;
         }
-        plan_.values.push_back({attribute.field, value->toTree()});
+        if (noteSupplied) plan_.supplied.push_back(attribute.field);
+        if (!planning) pending_.push_back({attribute.field, value->toTree()});
         continue;
       }
       const JsonScalar scalar = value->scalar();
@@ -362,40 +374,96 @@ class Planner {
         addIssue(Code::InvalidValue, reason, attribute.source->text);
         continue;
       }
-      if (attribute.identitySlot >= 0) key[attribute.identitySlot] = *transformed;
-      plan_.values.push_back({attribute.field, std::move(*transformed)});
+      if (noteSupplied) plan_.supplied.push_back(attribute.field);
+      if (planning) {
+        // The planning pass keeps no values: they are transformed again when written.
+        if (attribute.identitySlot >= 0) key_[attribute.identitySlot] = std::move(*transformed);
+      } else {
+        pending_.push_back({attribute.field, std::move(*transformed)});
+      }
     }
-    const auto valuesEnd = static_cast<std::uint32_t>(plan_.values.size());
+    const auto suppliedEnd = static_cast<std::uint32_t>(plan_.supplied.size());
+    const std::uint32_t target = planning ? targetFor(mapping) : 0;
 
-    const std::uint32_t target = targetFor(mapping, std::move(key));
-
-    std::vector<PlannedRelation> relations;
-    std::vector<std::uint32_t> members;
+    // Relations go on shared stacks above whatever the enclosing records keep there; nested
+    // records pop their own entries before returning, so ours stay contiguous.
+    const std::size_t relationsBase = relationStack_.size();
+    const std::size_t membersBase = memberStack_.size();
     if (!mapping.relationships.empty()) {
       parents_.push_back(node);
       for (const auto& relationship : mapping.relationships) {
-        planRelationship(node, relationship, depth, relations, members);
+        planRelationship(node, relationship, depth);
       }
       parents_.pop_back();
     }
-    if (issues_.size() != issuesBefore) return std::nullopt;
+    if (issues_.size() != issuesBefore || !planning) {
+      relationStack_.resize(relationsBase);
+      memberStack_.resize(membersBase);
+      if (issues_.size() != issuesBefore) {
+        pending_.resize(pendingBase);
+        return std::nullopt;
+      }
+      // Records are written in the order they were planned (nested ones first).
+      const PlannedRecord& record = plan_.records.at(nextRecord_++);
+      writeRecord(record, pendingBase);
+      pending_.resize(pendingBase);
+      return record.target;
+    }
 
-    const auto membersBase = static_cast<std::uint32_t>(plan_.members.size());
-    plan_.members.insert(plan_.members.end(), members.begin(), members.end());
+    const auto planMembersBase = static_cast<std::uint32_t>(plan_.members.size());
+    const auto stackMembersBase = static_cast<std::uint32_t>(membersBase);
+    plan_.members.insert(plan_.members.end(), memberStack_.begin() + membersBase,
+                         memberStack_.end());
     const auto relationsBegin = static_cast<std::uint32_t>(plan_.relations.size());
-    for (auto relation : relations) {
-      relation.membersBegin += membersBase;
-      relation.membersEnd += membersBase;
+    for (auto i = relationsBase; i < relationStack_.size(); ++i) {
+      PlannedRelation relation = relationStack_[i];
+      relation.membersBegin = relation.membersBegin - stackMembersBase + planMembersBase;
+      relation.membersEnd = relation.membersEnd - stackMembersBase + planMembersBase;
       plan_.relations.push_back(relation);
     }
-    plan_.records.push_back({&mapping, target, valuesBegin, valuesEnd, relationsBegin,
+    relationStack_.resize(relationsBase);
+    memberStack_.resize(membersBase);
+    plan_.records.push_back({&mapping, target, suppliedBegin, suppliedEnd, relationsBegin,
                              static_cast<std::uint32_t>(plan_.relations.size())});
     return target;
   }
 
-  void planRelationship(const Node& node, const CompiledRelationship& relationship, unsigned depth,
-                        std::vector<PlannedRelation>& relations,
-                        std::vector<std::uint32_t>& members) {
+  // Writing pass: the record's values (pending_ from `pendingBase`) and relationships.
+  void writeRecord(const PlannedRecord& record, std::size_t pendingBase) {
+    MappingDestination& destination = *writeTo_;
+    const ObjectRef object = plan_.targets[record.target].ref;
+    for (auto i = pendingBase; i < pending_.size(); ++i) {
+      auto& planned = pending_[i];
+      if (auto* value = std::get_if<Value>(&planned.value)) {
+        destination.setValue(object, planned.field, std::move(*value));
+      } else {
+        destination.setTree(object, planned.field,
+                            std::move(std::get<nlohmann::json>(planned.value)));
+      }
+    }
+    for (auto i = record.relationsBegin; i < record.relationsEnd; ++i) {
+      const auto& relation = plan_.relations[i];
+      if (relation.toMany) {
+        std::vector<ObjectRef> targets;
+        targets.reserve(relation.membersEnd - relation.membersBegin);
+        for (auto m = relation.membersBegin; m < relation.membersEnd; ++m) {
+          ObjectRef member = plan_.targets[plan_.members[m]].ref;
+          bool seen = false;
+          for (const auto& existing : targets) seen = seen || existing == member;
+          if (!seen) targets.push_back(member);
+        }
+        destination.setToMany(object, relation.field, std::move(targets));
+      } else {
+        destination.setToOne(object, relation.field,
+                             relation.membersBegin < relation.membersEnd
+                                 ? plan_.targets[plan_.members[relation.membersBegin]].ref
+                                 : ObjectRef{});
+      }
+    }
+  }
+
+  void planRelationship(const Node& node, const CompiledRelationship& relationship,
+                        unsigned depth) {
     bool wrongShape = false;
     auto value = resolve(node, *relationship.source, wrongShape);
     if (!value) {
@@ -403,11 +471,11 @@ class Planner {
         addIssue(Code::WrongShape, "expected an object on the way", relationship.source->text);
       return;
     }
-    const auto begin = static_cast<std::uint32_t>(members.size());
+    const auto begin = static_cast<std::uint32_t>(memberStack_.size());
     path_.push_back({relationship.source->text, -1});
     if (value->isObject()) {
       if (auto target = planRecord(*value, *relationship.nested, depth + 1)) {
-        members.push_back(*target);
+        memberStack_.push_back(*target);
       }
     } else if (value->isArray()) {
       if (!relationship.toMany) {
@@ -419,7 +487,7 @@ class Planner {
           path_.push_back({{}, index++});
           if (element.isObject()) {
             if (auto target = planRecord(element, *relationship.nested, depth + 1)) {
-              members.push_back(*target);
+              memberStack_.push_back(*target);
             }
           } else {
             addIssue(Code::WrongShape, "expected an object");
@@ -431,22 +499,23 @@ class Planner {
       addIssue(Code::WrongShape, "expected an object or an array of objects");
     }
     path_.pop_back();
-    relations.push_back({relationship.field, relationship.toMany, begin,
-                         static_cast<std::uint32_t>(members.size())});
+    relationStack_.push_back({relationship.field, relationship.toMany, begin,
+                              static_cast<std::uint32_t>(memberStack_.size())});
   }
 
-  std::uint32_t targetFor(const CompiledMapping& mapping, IdentityKey key) {
+  // The target of the record whose identity values are in key_: the one planned earlier
+  // for the same identity, else a new one. Records without a complete identity are new.
+  std::uint32_t targetFor(const CompiledMapping& mapping) {
     bool complete = mapping.identity != nullptr;
-    for (const auto& part : key) complete = complete && !part.isNull();
+    if (complete) {
+      for (const auto& part : key_) complete = complete && !part.isNull();
+    }
     if (!complete) return newTarget(mapping.cls);
     IdentityCache& cache = *mapping.identity;
-    auto [it, inserted] = cache.targets.try_emplace(std::move(key), 0);
-    if (inserted) {
-      it->second = newTarget(mapping.cls);
-      cache.keys.push_back(it->first);
-      cache.keyTargets.push_back(it->second);
-    }
-    return it->second;
+    bool added = false;
+    const std::size_t number = cache.keys.insert(key_.data(), added);
+    if (added) cache.keyTargets.push_back(newTarget(mapping.cls));
+    return cache.keyTargets[number];
   }
 
   std::uint32_t newTarget(ClassId cls) {
@@ -459,19 +528,29 @@ class Planner {
   const MappingOptions& options_;
   std::vector<Node> parents_;
   std::vector<PathElement> path_;
+  MappingDestination* writeTo_;
+  std::size_t nextRecord_ = 0;
+  std::vector<Value> key_;
+  std::vector<PlannedValue> pending_;  // writing pass: values of the records being walked
+  std::vector<PlannedRelation> relationStack_;
+  std::vector<std::uint32_t> memberStack_;
 };
 
-// Writes the plan into the destination.
+// Finds or creates the plan's targets before the writing pass, and connects foreign keys
+// after it.
 class Applier {
  public:
   Applier(MappingDestination& destination, Plan& plan, Compiler& compiler)
       : destination_(destination), plan_(plan), compiler_(compiler) {}
 
-  void run() {
+  void prepareTargets() {
+    // Every lookup runs before the first record is created, so an entity without records
+    // now had none when the operation started, and its identities need no query.
     for (auto& entry : compiler_.caches()) {
       auto& cache = entry.second;  // not a structured binding: clang 14 cannot capture those
-      if (cache->keys.empty()) continue;
+      if (cache->keys.size() == 0 || !destination_.hasObjects(cache->cls)) continue;
       destination_.findObjects(cache->cls, cache->fields, cache->keys,
+                               MappingDestination::Matches::First,
                                [&](std::size_t i, ObjectRef object) {
                                  Target& target = plan_.targets[cache->keyTargets.at(i)];
                                  if (!target.ref) target.ref = object;
@@ -480,57 +559,6 @@ class Applier {
     for (auto& target : plan_.targets) {
       if (!target.ref) target.ref = destination_.createObject(target.cls);
     }
-    for (const auto& record : plan_.records) {
-      const ObjectRef object = plan_.targets[record.target].ref;
-      for (auto i = record.valuesBegin; i < record.valuesEnd; ++i) {
-        auto& planned = plan_.values[i];
-        if (auto* value = std::get_if<Value>(&planned.value)) {
-          destination_.setValue(object, planned.field, std::move(*value));
-        } else {
-          destination_.setTree(object, planned.field,
-                               std::move(std::get<nlohmann::json>(planned.value)));
-        }
-      }
-      for (auto i = record.relationsBegin; i < record.relationsEnd; ++i) {
-        const auto& relation = plan_.relations[i];
-        if (relation.toMany) {
-          std::vector<ObjectRef> targets;
-          targets.reserve(relation.membersEnd - relation.membersBegin);
-          for (auto m = relation.membersBegin; m < relation.membersEnd; ++m) {
-            ObjectRef member = plan_.targets[plan_.members[m]].ref;
-            bool seen = false;
-            for (const auto& existing : targets) seen = seen || existing == member;
-            if (!seen) targets.push_back(member);
-          }
-          destination_.setToMany(object, relation.field, std::move(targets));
-        } else {
-          destination_.setToOne(object, relation.field,
-                                relation.membersBegin < relation.membersEnd
-                                    ? plan_.targets[plan_.members[relation.membersBegin]].ref
-                                    : ObjectRef{});
-        }
-      }
-    }
-    connect();
-  }
-
- private:
-  struct Pending {
-    ObjectRef object;
-    const CompiledConnection* connection;
-    std::size_t keyIndex;  // into the group's keys; SIZE_MAX for a null key
-  };
-  struct Group {
-    std::vector<IdentityKey> keys;
-    std::unordered_map<IdentityKey, std::size_t, IdentityKeyHash, IdentityKeyEqual> keyIndexes;
-    std::vector<std::vector<ObjectRef>> matches;
-  };
-
-  bool suppliesField(const PlannedRecord& record, FieldId field) const {
-    for (auto i = record.valuesBegin; i < record.valuesEnd; ++i) {
-      if (plan_.values[i].field == field) return true;
-    }
-    return false;
   }
 
   // Foreign keys are resolved after every record exists, so payload order does not matter.
@@ -549,10 +577,8 @@ class Applier {
           continue;
         }
         Group& group = groups[{connection.targetClass, connection.targetField}];
-        IdentityKey identity{std::move(key)};
-        auto [it, inserted] = group.keyIndexes.try_emplace(identity, group.keys.size());
-        if (inserted) group.keys.push_back(std::move(identity));
-        pending.push_back({object, &connection, it->second});
+        bool added = false;
+        pending.push_back({object, &connection, group.keys.insert(&key, added)});
       }
     }
     for (auto& entry : groups) {
@@ -560,7 +586,7 @@ class Applier {
       auto& group = entry.second;  // not a structured binding: clang 14 cannot capture those
       group.matches.resize(group.keys.size());
       destination_.findObjects(
-          signature.first, {signature.second}, group.keys,
+          signature.first, {signature.second}, group.keys, MappingDestination::Matches::All,
           [&](std::size_t i, ObjectRef object) { group.matches.at(i).push_back(object); });
     }
     for (const auto& item : pending) {
@@ -578,59 +604,106 @@ class Applier {
     }
   }
 
+ private:
+  struct Pending {
+    ObjectRef object;
+    const CompiledConnection* connection;
+    std::size_t keyIndex;  // into the group's keys; SIZE_MAX for a null key
+  };
+  struct Group {
+    IdentityKeyTable keys;
+    std::vector<std::vector<ObjectRef>> matches;
+  };
+
+  bool suppliesField(const PlannedRecord& record, FieldId field) const {
+    for (auto i = record.suppliedBegin; i < record.suppliedEnd; ++i) {
+      if (plan_.supplied[i] == field) return true;
+    }
+    return false;
+  }
+
   MappingDestination& destination_;
   Plan& plan_;
   Compiler& compiler_;
 };
 
-template <class Node>
-std::vector<MappingResult> mapDocument(const Node& document,
-                                       const std::vector<MappingOperation::Root>& roots,
-                                       MappingDestination& destination,
-                                       const MappingOptions& options) {
-  std::vector<Issue> issues;
-  Compiler compiler(destination, issues);
-  std::vector<const CompiledMapping*> compiled;
-  for (const auto& root : roots) {
-    if (!root.mapping) {
-      issues.push_back({Code::UnknownClass, root.keyPath, "no mapping given"});
-      compiled.push_back(nullptr);
-      continue;
+// One operation's steps over one parsed payload: compile, plan (validating everything and
+// matching identities without writing), then find or create the targets, walk the payload
+// again writing values and relationships, and connect foreign keys.
+class Operation {
+ public:
+  Operation(MappingDestination& destination, const std::vector<MappingOperation::Root>& roots,
+            const MappingOptions& options)
+      : destination_(destination),
+        roots_(roots),
+        options_(options),
+        compiler_(destination, issues_) {}
+
+  template <class Node>
+  void plan(const Node& document) {
+    for (const auto& root : roots_) {
+      if (!root.mapping) {
+        issues_.push_back({Code::UnknownClass, root.keyPath, "no mapping given"});
+        compiled_.push_back(nullptr);
+        continue;
+      }
+      compiled_.push_back(compiler_.compile(*root.mapping, root.keyPath));
     }
-    compiled.push_back(compiler.compile(*root.mapping, root.keyPath));
-  }
-  if (!issues.empty()) throw MappingError(std::move(issues));
+    if (!issues_.empty()) throw MappingError(std::move(issues_));
 
-  Plan plan;
-  plan.roots.resize(roots.size());
-  Planner<Node> planner(plan, issues, options);
-  for (std::size_t i = 0; i < roots.size(); ++i) {
-    KeyPath keyPath(roots[i].keyPath);
-    planner.planRoot(document, keyPath, roots[i].optional, *compiled[i], plan.roots[i]);
-  }
-  if (!issues.empty()) throw MappingError(std::move(issues));
-
-  try {
-    Applier(destination, plan, compiler).run();
-  } catch (const MappingError&) {
-    destination.discardChanges();
-    throw;
-  } catch (const std::exception& error) {
-    destination.discardChanges();
-    throw MappingError(Code::DestinationFailure, "", error.what());
-  }
-
-  std::vector<MappingResult> results(roots.size());
-  for (std::size_t i = 0; i < roots.size(); ++i) {
-    std::vector<bool> seen(plan.targets.size(), false);
-    for (auto target : plan.roots[i]) {
-      if (seen[target]) continue;
-      seen[target] = true;
-      results[i].objects.push_back(plan.targets[target].ref);
+    plan_.roots.resize(roots_.size());
+    Planner<Node> planner(plan_, issues_, options_);
+    for (std::size_t i = 0; i < roots_.size(); ++i) {
+      KeyPath keyPath(roots_[i].keyPath);
+      planner.planRoot(document, keyPath, roots_[i].optional, *compiled_[i], plan_.roots[i]);
     }
+    if (!issues_.empty()) throw MappingError(std::move(issues_));
   }
-  return results;
-}
+
+  template <class Node>
+  std::vector<MappingResult> apply(const Node& document) {
+    try {
+      Applier applier(destination_, plan_, compiler_);
+      applier.prepareTargets();
+      Planner<Node> writer(plan_, issues_, options_, &destination_);
+      std::vector<std::uint32_t> ignored;
+      for (std::size_t i = 0; i < roots_.size(); ++i) {
+        KeyPath keyPath(roots_[i].keyPath);
+        writer.planRoot(document, keyPath, roots_[i].optional, *compiled_[i], ignored);
+      }
+      if (!issues_.empty()) throw std::logic_error("the payload changed while it was mapped");
+      applier.connect();
+    } catch (const MappingError&) {
+      destination_.discardChanges();
+      throw;
+    } catch (const std::exception& error) {
+      destination_.discardChanges();
+      throw MappingError(Code::DestinationFailure, "", error.what());
+    }
+
+    std::vector<MappingResult> results(roots_.size());
+    std::vector<bool> seen(plan_.targets.size(), false);
+    for (std::size_t i = 0; i < roots_.size(); ++i) {
+      results[i].objects.reserve(plan_.roots[i].size());
+      for (auto target : plan_.roots[i]) {
+        if (seen[target]) continue;
+        seen[target] = true;
+        results[i].objects.push_back(plan_.targets[target].ref);
+      }
+      for (auto target : plan_.roots[i]) seen[target] = false;
+    }
+    return results;
+  }
+
+ private:
+  MappingDestination& destination_;
+  const std::vector<MappingOperation::Root>& roots_;
+  const MappingOptions& options_;
+  std::vector<Issue> issues_;
+  Compiler compiler_;
+  std::vector<const CompiledMapping*> compiled_;
+  Plan plan_;
+};
 
 }  // namespace
 
@@ -639,19 +712,39 @@ MappingOperation::MappingOperation(MappingDestination& destination, MappingOptio
 
 std::vector<MappingResult> MappingOperation::map(std::string_view jsonText,
                                                  const std::vector<Root>& roots) {
+  return mapText(jsonText, false, roots);
+}
+
+std::vector<MappingResult> MappingOperation::map(const std::string& jsonText,
+                                                 const std::vector<Root>& roots) {
+  static_assert(kParsePadding >= simdjson::SIMDJSON_PADDING);
+  return mapText(jsonText, jsonText.capacity() - jsonText.size() >= kParsePadding, roots);
+}
+
+std::vector<MappingResult> MappingOperation::mapText(std::string_view jsonText, bool padded,
+                                                     const std::vector<Root>& roots) {
+  Operation operation(destination_, roots, options_);
+  // The parsed payload lives through both passes; the plan keeps no values of its own.
   simdjson::dom::parser parser;
   simdjson::dom::element document;
-  const auto error = parser.parse(jsonText.data(), jsonText.size()).get(document);
+  // Text followed by enough allocated bytes is read where it is; other text is copied into a
+  // padded buffer first.
+  const auto error = parser.parse(jsonText.data(), jsonText.size(), !padded).get(document);
   if (error != simdjson::SUCCESS) {
     throw MappingError(error == simdjson::DEPTH_ERROR ? Code::NestingTooDeep : Code::MalformedJson,
                        "", std::string("malformed JSON: ") + simdjson::error_message(error));
   }
-  return mapDocument(json_view::DomNode(document), roots, destination_, options_);
+  const json_view::DomNode root(document);
+  operation.plan(root);
+  return operation.apply(root);
 }
 
 std::vector<MappingResult> MappingOperation::map(const nlohmann::json& json,
                                                  const std::vector<Root>& roots) {
-  return mapDocument(json_view::TreeNode(json), roots, destination_, options_);
+  Operation operation(destination_, roots, options_);
+  const json_view::TreeNode root(json);
+  operation.plan(root);
+  return operation.apply(root);
 }
 
 MappingResult MappingOperation::map(std::string_view jsonText, std::string_view keyPath,

@@ -59,10 +59,12 @@ class MappingOperation {
                     const std::shared_ptr<const ObjectMapping>& mapping);
 
   // The text forms again: a std::string argument would otherwise be ambiguous between the
-  // text and the tree overloads.
+  // text and the tree overloads. A string with at least kParsePadding bytes of spare
+  // capacity (reserve() it) is parsed in place instead of being copied first.
+  static constexpr std::size_t kParsePadding = 64;
   MappingResult map(const std::string& jsonText, std::string_view keyPath,
                     const std::shared_ptr<const ObjectMapping>& mapping) {
-    return map(std::string_view(jsonText), keyPath, mapping);
+    return std::move(map(jsonText, {Root{std::string(keyPath), mapping, false}}).front());
   }
   MappingResult map(const char* jsonText, std::string_view keyPath,
                     const std::shared_ptr<const ObjectMapping>& mapping) {
@@ -72,14 +74,15 @@ class MappingOperation {
   // Several roots of one payload in one all-or-nothing step; one result per root.
   std::vector<MappingResult> map(std::string_view jsonText, const std::vector<Root>& roots);
   std::vector<MappingResult> map(const nlohmann::json& json, const std::vector<Root>& roots);
-  std::vector<MappingResult> map(const std::string& jsonText, const std::vector<Root>& roots) {
-    return map(std::string_view(jsonText), roots);
-  }
+  std::vector<MappingResult> map(const std::string& jsonText, const std::vector<Root>& roots);
   std::vector<MappingResult> map(const char* jsonText, const std::vector<Root>& roots) {
     return map(std::string_view(jsonText), roots);
   }
 
  private:
+  std::vector<MappingResult> mapText(std::string_view jsonText, bool padded,
+                                     const std::vector<Root>& roots);
+
   MappingDestination& destination_;
   MappingOptions options_;
 };

@@ -56,14 +56,13 @@ nlohmann::json serializeObject(const ObjectMapping& mapping, const MappingSource
     if (toMany) {
       nlohmann::json array = nlohmann::json::array();
       for (std::size_t i = 0; i < related->size(); ++i) {
-        array.push_back(serializeObject(*nested, source, (*related)[i], options,
-                                        depth + 1, path + "[" + std::to_string(i) + "]"));
+        array.push_back(serializeObject(*nested, source, (*related)[i], options, depth + 1,
+                                        path + "[" + std::to_string(i) + "]"));
       }
       put(body, relationship.destination, std::move(array));
     } else if (!related->empty()) {
       put(body, relationship.destination,
-          serializeObject(*nested, source, related->front(), options, depth + 1,
-                          path));
+          serializeObject(*nested, source, related->front(), options, depth + 1, path));
     } else if (!options.omitNullValues) {
       put(body, relationship.destination, nullptr);
     }

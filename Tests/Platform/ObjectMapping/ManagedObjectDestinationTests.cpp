@@ -95,6 +95,34 @@ TEST_F(ManagedObjectDestinationTest, UpsertTwiceUpdatesWithoutDuplicates) {
   EXPECT_FALSE(context->hasChanges());
 }
 
+TEST_F(ManagedObjectDestinationTest, EmptyEntityStillMatchesUnsavedRecordsAndDuplicates) {
+  // Nothing of Exercise is in the file; one unsaved record is in the context.
+  ManagedObject* unsaved = context->insertNewObject("Exercise");
+  unsaved->setValueForKey("entityID", Value(2));
+  unsaved->setValueForKey("name", Value("unsaved"));
+  auto result = map(R"([{"id":1,"name":"a"},{"id":2,"name":"b"},{"id":1.0,"name":"c"}])", exercise);
+  ASSERT_EQ(result.size(), 2u);
+  EXPECT_EQ(result[1], unsaved);
+  EXPECT_EQ(result[0]->valueForKey("name"), Value("c"));
+  EXPECT_EQ(unsaved->valueForKey("name"), Value("b"));
+
+  // Children repeated under two parents of an empty store are one record.
+  auto nested = ObjectMapping::entityMapping("Exercise");
+  nested->addAttributeMappings(
+      std::map<std::string, std::string>{{"id", "entityID"}, {"name", "name"}});
+  nested->setIdentificationAttributes({"entityID"});
+  day->addRelationshipMapping("exercises", "exercises", nested);
+  map(R"([{"id":7,"exercises":[{"id":10,"name":"x"},{"id":11}]},
+          {"id":8,"exercises":[{"id":10,"name":"y"}]}])",
+      day);
+  context->save();
+  open();
+  auto exercises = all("Exercise");
+  ASSERT_EQ(exercises.size(), 4u);
+  EXPECT_EQ(exercises[2]->valueForKey("name"), Value("y"));
+  EXPECT_EQ(exercises[2]->objectForKey("trainingDay")->valueForKey("entityID"), Value(8));
+}
+
 TEST_F(ManagedObjectDestinationTest, NestedRecordsAndForeignKeysConnectInTheStore) {
   auto nested = ObjectMapping::entityMapping("Exercise");
   nested->addAttributeMappings(

@@ -224,6 +224,28 @@ TEST_F(MappingOperationTest, MalformedPayloadsLeaveTheDestinationUnchanged) {
   EXPECT_EQ(mapError("[]", noField).code(), MappingError::Code::UnknownClass);
 }
 
+TEST_F(MappingOperationTest, TextWithSpareCapacityIsReadOnlyUpToItsEnd) {
+  // The bytes after the end stay in the buffer: a parser reading in place must not see them.
+  std::string text = R"([{"id":1,"name":"a"}])";
+  const std::size_t length = text.size();
+  text += R"(,{"id":2,"name":"b"}])";
+  text.reserve(text.size() + MappingOperation::kParsePadding);
+  text.resize(length);
+  ASSERT_GE(text.capacity() - text.size(), MappingOperation::kParsePadding);
+  EXPECT_EQ(MappingOperation(store).map(text, "", exercise).objects.size(), 1u);
+
+  std::string truncated = R"([{"id":3,"name":"c"},{"id":4,"name":"d"}])";
+  truncated.reserve(truncated.size() + MappingOperation::kParsePadding);
+  truncated.resize(truncated.size() - 1);  // the closing bracket is now spare capacity
+  try {
+    MappingOperation(store).map(truncated, "", exercise);
+    ADD_FAILURE() << "a truncated payload mapped";
+  } catch (const MappingError& error) {
+    EXPECT_EQ(error.code(), MappingError::Code::MalformedJson);
+  }
+  EXPECT_EQ(store.count("Exercise"), 1u);
+}
+
 TEST(ObjectMappingTest, CyclicGraphsAreFreedWithTheirRoot) {
   std::weak_ptr<ObjectMapping> watchComment, watchReply;
   {
