@@ -82,8 +82,8 @@ nlohmann::json describe(const dm::ManagedObject& object, bool nested) {
       for (const dm::ManagedObject* member : related) list.push_back(describe(*member, false));
       values[relationship.name] = std::move(list);
     } else if (auto* related = object.toOneAt(relationship.index)) {
-      values[relationship.name] =
-          nested ? describe(*related, false) : related->objectID().uriRepresentation();
+      values[relationship.name] = nested ? describe(*related, false)
+                                         : nlohmann::json(related->objectID().uriRepresentation());
     }
   }
   return values;
