@@ -4,7 +4,7 @@
 #include <exception>
 
 #include "Platform/Foundation/Logger.h"
-#include "Platform/ObjectStore/RecordStore.h"
+#include "Platform/ObjectStore/ObjectStoreHelpers.h"
 
 namespace dm {
 
@@ -21,13 +21,13 @@ bool BlackListEntity::isEmpty() const {
 std::vector<BlackListEntity*> BlackListEntity::allEntities(ManagedObjectContext* context) {
   std::shared_ptr<ManagedObjectContext> fallback;
   if (!context) {
-    fallback = RecordStore::defaultContext();
+    fallback = ObjectStoreHelpers::defaultContext();
     context = fallback.get();
   }
   std::vector<BlackListEntity*> out;
   if (!context) return out;
   try {
-    for (ManagedObject* object : RecordStore::findAllSorted(*context, kEntityName))
+    for (ManagedObject* object : ObjectStoreHelpers::findAllSorted(*context, kEntityName))
       if (auto* entry = dynamic_cast<BlackListEntity*>(object)) out.push_back(entry);
   } catch (const std::exception& error) {
     logWarning(std::string("BlackListEntity: cannot read entries: ") + error.what());

@@ -13,10 +13,9 @@ class UnitsHelper;
 
 // Call once after the main store is created (the host after ManagedObjectStore::initialize,
 // dmctl when it opens the store), before mapping payloads or reading unit defaults:
-// - provides `store` to `injector` as "objectStore" in the form the mapping registry needs,
-//   with `defaultContext` (the store's main-queue context when null) as the context of class
-//   operations; this replaces the store's own "objectStore" entry, whose only readers are the
-//   mapping registry's services;
+// - provides `store` itself to `injector` as the "objectStore" MappingStore and, when
+//   `defaultContext` is given, makes it the store's context of class operations (otherwise
+//   the store keeps its own, by default the main-queue context);
 // - installs a StoreCountrySource over `store` into `units`.
 // Does nothing for a null store. Any thread, but not while other threads map or read units.
 void installProfileStoreServices(const std::shared_ptr<ManagedObjectStore>& store,

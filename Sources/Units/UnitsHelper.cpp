@@ -86,9 +86,8 @@ UnitsHelper::UnitsHelper(std::shared_ptr<SettingsStore> prefs,
       countrySource_(countrySource ? std::move(countrySource) : UnitsCountrySource::none()) {}
 
 UnitsHelper& UnitsHelper::sharedInstance() {
-  // Leaked on purpose: the instance must outlive every static that may still call it.
-  static UnitsHelper* const instance = new UnitsHelper();
-  return *instance;
+  static UnitsHelper instance;
+  return instance;
 }
 
 std::shared_ptr<SettingsStore> UnitsHelper::prefs() const {

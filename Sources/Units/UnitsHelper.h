@@ -38,8 +38,9 @@ class UnitsHelper {
   UnitsHelper(const UnitsHelper&) = delete;
   UnitsHelper& operator=(const UnitsHelper&) = delete;
 
-  // The process-wide instance, created on first use over SettingsStore::standard() and never
-  // destroyed. The reference stays valid for the life of the process.
+  // The process-wide instance, created on first use over SettingsStore::standard() and
+  // destroyed at exit. The reference stays valid until static destruction; statics that
+  // outlive it must not call it from their destructors.
   static UnitsHelper& sharedInstance();
 
   // The settings store in use (never null). The returned pointer is shared; the caller may

@@ -49,7 +49,10 @@ class UserEntityTest : public ProfileStoreTest {
 TEST_F(UserEntityTest, FullNameByStatusNamesAndLanguage) {
   perform([&] {
     auto* user = insert<UserEntity>();
-    EXPECT_EQ(user->fullName(), "User.NoName");  // the host's table has no text: the key
+    EXPECT_EQ(user->fullName(), "No name");
+    setCurrentInterfaceLanguage("ru");
+    EXPECT_EQ(user->fullName(), "Без имени");
+    setCurrentInterfaceLanguage("en");
     user->setFirstName("Mei");
     EXPECT_EQ(user->fullName(), "Mei");
     user->setLastName("Tanaka");
@@ -64,7 +67,9 @@ TEST_F(UserEntityTest, FullNameByStatusNamesAndLanguage) {
     EXPECT_EQ(user->fullName(), "Tanaka");
     user->setStatus(UserStatus::Deleted);
     EXPECT_EQ(user->statusString(), "deleted");
-    EXPECT_EQ(user->fullName(), "ChatList.DeletedAccount");
+    EXPECT_EQ(user->fullName(), "Deleted account");  // no Chinese table: English
+    setCurrentInterfaceLanguage("ru");
+    EXPECT_EQ(user->fullName(), "Удалённый аккаунт");
   });
 }
 

@@ -18,7 +18,7 @@
 #include "Platform/Foundation/WorkQueue.h"
 #include "Platform/ObjectStore/FetchRequest.h"
 #include "Platform/ObjectStore/ManagedObjectContext.h"
-#include "Platform/ObjectStore/RecordStore.h"
+#include "Platform/ObjectStore/ObjectStoreHelpers.h"
 #include "Reliability/CrashHarness.h"
 #include "Support/TempDir.h"
 #include "UserData/CoreData/ManagedObjectStore.h"
@@ -118,7 +118,7 @@ TEST(CrashWriter, MainStore) {
     marker->setValueForKey("entityID", -batch);
     marker->setValueForKey(
         "name", std::to_string(count) + ":" + std::to_string(test::crashChecksum(batch, names)));
-    RecordStore::saveToPersistentStoreAndWait(*context);
+    ObjectStoreHelpers::saveToPersistentStoreAndWait(*context);
     test::reportDurable(batch);
   }
 }

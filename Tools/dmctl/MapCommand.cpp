@@ -5,9 +5,9 @@
 #include <sstream>
 
 #include "Mapping/Records/BaseMappableEntity.h"
+#include "Mapping/Records/MappingStore.h"
 #include "Mapping/Records/ModelMapper.h"
 #include "Mapping/Records/ModelMetadata.h"
-#include "Mapping/Records/RecordStore.h"
 #include "Platform/Foundation/Directories.h"
 #include "Platform/Foundation/Injector.h"
 #include "Platform/ObjectMapping/ManagedObjectDestination.h"
@@ -26,6 +26,7 @@ struct MapArguments {
   std::string keyPath;
   std::string model;
   bool save = false;
+  bool nested = false;
 };
 
 std::string readText(const std::string& path) {
@@ -62,16 +63,27 @@ const dm::BaseMappableEntity::Class& entityClass(const std::string& name,
   return *entity;
 }
 
-nlohmann::json describe(const dm::ManagedObject& object) {
+// The object's attributes and relationships. With `nested`, related records are shown with
+// their own values (their relationships as references); otherwise a to-one is its record's
+// URI and a to-many its size, so records that point back to each other print once.
+nlohmann::json describe(const dm::ManagedObject& object, bool nested) {
   nlohmann::json values = nlohmann::json::object();
   for (const auto& attribute : object.entity().attributes()) {
     values[attribute.name] = dm::jsonFromValue(object.valueAt(attribute.index));
   }
   for (const auto& relationship : object.entity().relationships()) {
     if (relationship.toMany) {
-      values[relationship.name] = object.toManyAt(relationship.index).size();
+      const auto& related = object.toManyAt(relationship.index);
+      if (!nested) {
+        values[relationship.name] = related.size();
+        continue;
+      }
+      nlohmann::json list = nlohmann::json::array();
+      for (const dm::ManagedObject* member : related) list.push_back(describe(*member, false));
+      values[relationship.name] = std::move(list);
     } else if (auto* related = object.toOneAt(relationship.index)) {
-      values[relationship.name] = related->objectID().uriRepresentation();
+      values[relationship.name] = nested ? describe(*related, false)
+                                         : nlohmann::json(related->objectID().uriRepresentation());
     }
   }
   return values;
@@ -94,14 +106,14 @@ void run(const MapArguments& arguments, const GlobalOptions& options) {
     context = mainStore->persistentStoreManagedObjectContext();
     dm::installProfileStoreServices(mainStore, context);
   } else {
-    std::shared_ptr<dm::PersistentRecordStore> store;
+    std::shared_ptr<dm::PersistentMappingStore> store;
     try {
-      store = dm::PersistentRecordStore::open(model, dm::StoreType::SQLite, path.string());
+      store = dm::PersistentMappingStore::open(model, dm::StoreType::SQLite, path.string());
     } catch (const dm::StoreError& error) {
       throw CommandError("cannot open " + path.string() + ": " + error.what());
     }
-    injector->registerProvider<dm::RecordStore>("objectStore", [store](dm::Injector&) {
-      return std::static_pointer_cast<dm::RecordStore>(store);
+    injector->registerProvider<dm::MappingStore>("objectStore", [store](dm::Injector&) {
+      return std::static_pointer_cast<dm::MappingStore>(store);
     });
     context = store->defaultContext();
   }
@@ -122,8 +134,9 @@ void run(const MapArguments& arguments, const GlobalOptions& options) {
                                                     : "unchanged";
         if (object->isInserted()) ++created;
         if (!object->isInserted() && object->hasChanges()) ++updated;
-        nlohmann::json line{
-            {"status", status}, {"entity", object->entity().name()}, {"values", describe(*object)}};
+        nlohmann::json line{{"status", status},
+                            {"entity", object->entity().name()},
+                            {"values", describe(*object, arguments.nested)}};
         std::printf("%s\n", line.dump(options.json ? -1 : 2).c_str());
       }
       if (arguments.save) context->save();
@@ -149,6 +162,8 @@ void setup(CLI::App& app, const GlobalOptions& options) {
   command->add_option("--model", arguments.model,
                       "Store model JSON file to use instead of the embedded main model");
   command->add_flag("--save", arguments.save, "Save the mapped records into the store");
+  command->add_flag("--nested", arguments.nested,
+                    "Show related records with their values instead of references");
   command->callback([&options] { run(arguments, options); });
 }
 

@@ -10,7 +10,9 @@
 
 #include "Platform/Foundation/LocaleServices.h"
 #include "Platform/Foundation/SettingsStore.h"
+#include "Profile/ProfileStoreServices.h"
 #include "Units/UnitsHelper.h"
+#include "UserData/CoreData/ManagedObjectStore.h"
 #include "dmctl/Command.h"
 
 namespace dmctl {
@@ -115,7 +117,12 @@ void prepare(const GlobalOptions& options, const UnitsArguments& arguments) {
     dm::setCurrentLocaleIdentifier("en_US");
   }
   if (!arguments.language.empty()) dm::setCurrentInterfaceLanguage(arguments.language);
-  if (!arguments.country.empty()) {
+  if (arguments.country.empty()) {
+    // As in the application: defaults follow the first country stored in the main store.
+    auto store = dm::ManagedObjectStore::initWithModelName(dm::ManagedObjectStore::modelName);
+    dm::installProfileStoreServices(store,
+                                    store ? store->persistentStoreManagedObjectContext() : nullptr);
+  } else {
     std::string iso = arguments.country;
     for (auto& c : iso) c = static_cast<char>(std::toupper(static_cast<unsigned char>(c)));
     if (iso.size() != 2 || !std::isalpha(static_cast<unsigned char>(iso[0])) ||

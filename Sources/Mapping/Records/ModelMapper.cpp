@@ -19,7 +19,7 @@ std::shared_ptr<ModelMapper> ModelMapper::shared() {
   return injector->get<ModelMapper>();
 }
 
-void ModelMapper::setObjectStore(std::shared_ptr<RecordStore> store) {
+void ModelMapper::setObjectStore(std::shared_ptr<MappingStore> store) {
   objectStore_ = store;
 }
 

@@ -9,8 +9,8 @@
 #include <string>
 #include <utility>
 
+#include "Mapping/Records/MappingStore.h"
 #include "Mapping/Records/RecordClass.h"
-#include "Mapping/Records/RecordStore.h"
 #include "Platform/Foundation/Injector.h"
 #include "Platform/ObjectMapping/Descriptors.h"
 #include "Platform/ObjectMapping/ObjectMapping.h"
@@ -29,8 +29,8 @@ class ModelMapper {
   static std::shared_ptr<ModelMapper> shared();
 
   // The store is not owned.
-  void setObjectStore(std::shared_ptr<RecordStore> store);
-  std::shared_ptr<RecordStore> objectStore() const { return objectStore_.lock(); }
+  void setObjectStore(std::shared_ptr<MappingStore> store);
+  std::shared_ptr<MappingStore> objectStore() const { return objectStore_.lock(); }
 
   // A request mapping (record -> dictionary) from the class's serialization mappings.
   std::shared_ptr<const ObjectMapping> requestMappingForClass(const RecordClass& recordClass);
@@ -90,7 +90,7 @@ class ModelMapper {
   std::shared_ptr<ObjectMapping> nestedMapping(const std::string& className, bool requestMapping,
                                                InProgress& inProgress);
 
-  std::weak_ptr<RecordStore> objectStore_;
+  std::weak_ptr<MappingStore> objectStore_;
 };
 
 }  // namespace dm

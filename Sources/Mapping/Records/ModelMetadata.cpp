@@ -17,7 +17,7 @@ std::shared_ptr<ModelMetadata> ModelMetadata::shared() {
   return injector->get<ModelMetadata>();
 }
 
-void ModelMetadata::setObjectStore(std::shared_ptr<RecordStore> store) {
+void ModelMetadata::setObjectStore(std::shared_ptr<MappingStore> store) {
   objectStore_ = store;
 }
 

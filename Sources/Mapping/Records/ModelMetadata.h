@@ -8,8 +8,8 @@
 #include <string>
 #include <vector>
 
+#include "Mapping/Records/MappingStore.h"
 #include "Mapping/Records/RecordClass.h"
-#include "Mapping/Records/RecordStore.h"
 #include "Platform/Foundation/Injector.h"
 
 namespace dm {
@@ -30,15 +30,15 @@ struct PropertyDescription {
 class ModelMetadata {
  public:
   // Registers ModelMetadata as a singleton of `injector` requiring "objectStore" (a
-  // RecordStore provider). Any thread.
+  // MappingStore provider). Any thread.
   static void registerWith(Injector& injector);
   // The instance of the default injector, registering the class there first when needed;
   // nullptr (and a logged error) when no "objectStore" is provided. Any thread.
   static std::shared_ptr<ModelMetadata> shared();
 
   // The store is not owned: the injector's provider keeps it alive.
-  void setObjectStore(std::shared_ptr<RecordStore> store);
-  std::shared_ptr<RecordStore> objectStore() const { return objectStore_.lock(); }
+  void setObjectStore(std::shared_ptr<MappingStore> store);
+  std::shared_ptr<MappingStore> objectStore() const { return objectStore_.lock(); }
 
   // Record class name -> entity name, over every entity of the store's model; when two
   // entities share a class name the later one in model order wins. Empty (and not kept) while
@@ -50,7 +50,7 @@ class ModelMetadata {
   std::vector<PropertyDescription> propertiesForClassName(const std::string& className);
 
  private:
-  std::weak_ptr<RecordStore> objectStore_;
+  std::weak_ptr<MappingStore> objectStore_;
   std::mutex mutex_;
   bool built_ = false;                              // guarded by mutex_
   std::map<std::string, std::string> entityNames_;  // immutable once built_

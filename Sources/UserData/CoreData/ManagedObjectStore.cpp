@@ -11,7 +11,7 @@
 #include "Platform/Foundation/EmbeddedResources.h"
 #include "Platform/Foundation/Injector.h"
 #include "Platform/Foundation/Logger.h"
-#include "Platform/ObjectStore/RecordStore.h"
+#include "Platform/ObjectStore/ObjectStoreHelpers.h"
 
 namespace dm {
 namespace {
@@ -67,7 +67,16 @@ ManagedObjectStore::ManagedObjectStore(std::shared_ptr<const ManagedObjectModel>
 void ManagedObjectStore::initialize(Injector& injector) {
   injector.registerSingleton<ManagedObjectStore>(
       [](Injector&) { return initWithModelName(modelName); });
-  injector.registerProvider<ManagedObjectStore>(providerName);
+  injector.registerProvider<MappingStore>(providerName, [](Injector& injector) {
+    return std::static_pointer_cast<MappingStore>(injector.get<ManagedObjectStore>());
+  });
+}
+
+void ManagedObjectStore::provideAsObjectStore(Injector& injector,
+                                              std::shared_ptr<ManagedObjectStore> store) {
+  if (!store) return;
+  injector.registerProvider<MappingStore>(
+      providerName, [store](Injector&) { return std::static_pointer_cast<MappingStore>(store); });
 }
 
 void ManagedObjectStore::initialize() {
@@ -99,9 +108,9 @@ std::shared_ptr<ManagedObjectStore> ManagedObjectStore::createShared(
   // fails and the recovery path takes over.
   std::filesystem::path documents = Directories::shared()->documentsDirectory();
   store->initializeContextWithStorePath(documents / dataBaseFileName, documents);
-  RecordStore::setDefaultStore(store->persistentStore());
-  RecordStore::setRootSavingContext(store->persistentStoreManagedObjectContext());
-  RecordStore::setDefaultContext(store->mainQueueManagedObjectContext());
+  ObjectStoreHelpers::setDefaultStore(store->persistentStore());
+  ObjectStoreHelpers::setRootSavingContext(store->persistentStoreManagedObjectContext());
+  ObjectStoreHelpers::setDefaultContext(store->mainQueueManagedObjectContext());
   sharedSlot() = store;
   return store;
 }
@@ -117,10 +126,10 @@ void ManagedObjectStore::resetSharedInstance() {
     std::lock_guard lock(sharedMutex());
     old = std::move(sharedSlot());
   }
-  if (old && RecordStore::defaultContext() == old->mainQueueManagedObjectContext()) {
-    RecordStore::setDefaultContext(nullptr);
-    RecordStore::setRootSavingContext(nullptr);
-    RecordStore::setDefaultStore(nullptr);
+  if (old && ObjectStoreHelpers::defaultContext() == old->mainQueueManagedObjectContext()) {
+    ObjectStoreHelpers::setDefaultContext(nullptr);
+    ObjectStoreHelpers::setRootSavingContext(nullptr);
+    ObjectStoreHelpers::setDefaultStore(nullptr);
   }
   // `old` is released here, outside the lock: its contexts join their queues.
 }
@@ -193,6 +202,16 @@ std::shared_ptr<ManagedObjectContext> ManagedObjectStore::persistentStoreManaged
 std::shared_ptr<ManagedObjectContext> ManagedObjectStore::mainQueueManagedObjectContext() const {
   std::lock_guard lock(mutex_);
   return mainContext_;
+}
+
+std::shared_ptr<ManagedObjectContext> ManagedObjectStore::defaultContext() const {
+  std::lock_guard lock(mutex_);
+  return classContext_ ? classContext_ : mainContext_;
+}
+
+void ManagedObjectStore::setDefaultContext(std::shared_ptr<ManagedObjectContext> context) {
+  std::lock_guard lock(mutex_);
+  classContext_ = std::move(context);
 }
 
 bool ManagedObjectStore::isInMemory() const {

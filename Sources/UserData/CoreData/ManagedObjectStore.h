@@ -8,6 +8,7 @@
 #include <mutex>
 #include <string>
 
+#include "Mapping/Records/MappingStore.h"
 #include "Platform/ObjectStore/ManagedObjectContext.h"
 #include "Platform/ObjectStore/ManagedObjectModel.h"
 #include "Platform/ObjectStore/PersistentStore.h"
@@ -20,7 +21,8 @@ class Injector;
 // contexts themselves follow their own queue rules (the root context on its private queue,
 // the main-queue context on the main thread only). The store is created once per process,
 // normally through the injector, before other threads use it, and is never closed.
-class ManagedObjectStore {
+// It is itself the MappingStore that the record layer's services receive as "objectStore".
+class ManagedObjectStore final : public MappingStore {
  public:
   static constexpr const char* modelName = "Korvalo";
   static constexpr const char* dataBaseFileName = "Korvalo.sqlite";
@@ -28,19 +30,22 @@ class ManagedObjectStore {
   static constexpr const char* providerName = "objectStore";
 
   // Registers the store with `injector` as a singleton created by initWithModelName(modelName)
-  // and as the provider named "objectStore". Replaces an earlier registration. Any thread.
+  // and as the MappingStore provider named "objectStore". Replaces an earlier registration.
+  // Any thread.
   static void initialize(Injector& injector);
+  // Provides `store` (not the injector's singleton) to `injector` as the MappingStore named
+  // "objectStore", replacing an earlier provider. Does nothing for null. Any thread.
+  static void provideAsObjectStore(Injector& injector, std::shared_ptr<ManagedObjectStore> store);
   // The same, with the process-wide injector.
   static void initialize();
 
   // The shared store. If one exists it is returned whatever `name` is, and nothing else
   // happens. Otherwise loads the embedded model "Models/<name>.json", opens
   // "<documents>/Korvalo.sqlite" with recovery (never fails for file reasons: the last resort
-  // is a memory-only store), publishes its store and contexts as the RecordStore defaults, and
-  // remembers the result as the shared instance. Returns nullptr
-  // (and logs) only when no model of that name is embedded. Callers share ownership; the
-  // shared instance keeps the store alive. Any thread; concurrent first calls wait for one
-  // creation.
+  // is a memory-only store), publishes its store and contexts as the ObjectStoreHelpers defaults,
+  // and remembers the result as the shared instance. Returns nullptr (and logs) only when no model
+  // of that name is embedded. Callers share ownership; the shared instance keeps the store alive.
+  // Any thread; concurrent first calls wait for one creation.
   static std::shared_ptr<ManagedObjectStore> initWithModelName(const std::string& name);
   // As initWithModelName, with a model the caller built (a host's own model, test models).
   // Returns the shared instance if there is one; nullptr for a null model.
@@ -63,7 +68,15 @@ class ManagedObjectStore {
                                       const std::filesystem::path& directoryPath);
 
   // The record model; shared, immutable, any thread.
-  const std::shared_ptr<const ManagedObjectModel>& managedObjectModel() const { return model_; }
+  std::shared_ptr<const ManagedObjectModel> managedObjectModel() const override { return model_; }
+  // The context in which record class operations without a context of their own work: the
+  // one given to setDefaultContext, else the main-queue context. nullptr only before
+  // initializeContextWithStorePath. Owned jointly; use it on its own queue. Any thread.
+  std::shared_ptr<ManagedObjectContext> defaultContext() const override;
+  // Replaces that context (nullptr restores the main-queue context). Hosts without a running
+  // main queue, such as command-line tools and tests, pass the root context. Any thread, but
+  // not while class operations run.
+  void setDefaultContext(std::shared_ptr<ManagedObjectContext> context);
   // The open persistent store (SQLite, or in-memory after a failed recovery); nullptr only
   // before initializeContextWithStorePath. Owned jointly with the contexts. Any thread.
   std::shared_ptr<PersistentStore> persistentStore() const;
@@ -96,6 +109,7 @@ class ManagedObjectStore {
   std::shared_ptr<PersistentStore> store_;
   std::shared_ptr<ManagedObjectContext> rootContext_;
   std::shared_ptr<ManagedObjectContext> mainContext_;
+  std::shared_ptr<ManagedObjectContext> classContext_;  // guarded by mutex_
 };
 
 }  // namespace dm

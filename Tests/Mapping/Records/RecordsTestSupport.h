@@ -9,9 +9,9 @@
 #include "Mapping/Records/BaseMappableObject.h"
 #include "Mapping/Records/BaseUUIDEntity.h"
 #include "Mapping/Records/BaseUUIDObject.h"
+#include "Mapping/Records/MappingStore.h"
 #include "Mapping/Records/ModelMapper.h"
 #include "Mapping/Records/ModelMetadata.h"
-#include "Mapping/Records/RecordStore.h"
 #include "Platform/Foundation/Injector.h"
 #include "Support/TempDir.h"
 
@@ -125,13 +125,13 @@ inline std::shared_ptr<const ManagedObjectModel> recordsModel() {
 // A store file in its own directory, provided to a fresh default injector as "objectStore".
 struct RecordsFixture {
   RecordsFixture() {
-    store = PersistentRecordStore::open(recordsModel(), StoreType::SQLite,
-                                        (dir / "Records.sqlite").string());
+    store = PersistentMappingStore::open(recordsModel(), StoreType::SQLite,
+                                         (dir / "Records.sqlite").string());
     Injector::reset();
     auto provided = store;
-    Injector::defaultInjector()->registerProvider<RecordStore>(
+    Injector::defaultInjector()->registerProvider<MappingStore>(
         "objectStore",
-        [provided](Injector&) { return std::static_pointer_cast<RecordStore>(provided); });
+        [provided](Injector&) { return std::static_pointer_cast<MappingStore>(provided); });
   }
   ~RecordsFixture() { Injector::reset(); }
 
@@ -143,7 +143,7 @@ struct RecordsFixture {
   }
 
   TempDir dir;
-  std::shared_ptr<PersistentRecordStore> store;
+  std::shared_ptr<PersistentMappingStore> store;
 };
 
 }  // namespace dm::test

@@ -2,8 +2,8 @@
 #include <gtest/gtest.h>
 
 #include "Platform/ObjectStore/ManagedObjectContext.h"
+#include "Platform/ObjectStore/ObjectStoreHelpers.h"
 #include "Platform/ObjectStore/PersistentStore.h"
-#include "Platform/ObjectStore/RecordStore.h"
 #include "StoreTestSupport.h"
 
 namespace dm::test {
@@ -77,22 +77,22 @@ TEST(BatchOperationsTest, DeleteAllExceptTouchesOnlyTheEntityAndUpdatesContexts)
   EXPECT_EQ(seen[0].deleted, std::vector<ManagedObject*>{held.at(Value(1))});
 
   f.open();
-  EXPECT_EQ(RecordStore::count(*f.root, "Sample"), 1000u);
-  EXPECT_EQ(RecordStore::count(*f.root, "Owner"), 1u);  // same table, other entity
-  auto* tag = RecordStore::findFirst(*f.root, "Tag");
+  EXPECT_EQ(ObjectStoreHelpers::count(*f.root, "Sample"), 1000u);
+  EXPECT_EQ(ObjectStoreHelpers::count(*f.root, "Owner"), 1u);  // same table, other entity
+  auto* tag = ObjectStoreHelpers::findFirst(*f.root, "Tag");
   ASSERT_NE(tag, nullptr);
   EXPECT_EQ(tag->objectsForKey("samples").size(), 1000u);  // join rows went too
   EXPECT_EQ(f.root->batchDeleteExcept(sample, "entityID", {}), 1000u);
-  EXPECT_EQ(RecordStore::count(*f.root, "Sample"), 0u);
+  EXPECT_EQ(ObjectStoreHelpers::count(*f.root, "Sample"), 0u);
 }
 
-TEST(BatchOperationsTest, RecordStoreHelpersFindCountDeleteAndSaveThroughTheChain) {
+TEST(BatchOperationsTest, ObjectStoreHelpersFindCountDeleteAndSaveThroughTheChain) {
   TempDir dir;
   StoreFixture f(dir);
-  RecordStore::setRootSavingContext(f.root);
-  EXPECT_EQ(RecordStore::rootSavingContext(), f.root);
-  RecordStore::setRootSavingContext(nullptr);
-  EXPECT_EQ(RecordStore::rootSavingContext(), nullptr);
+  ObjectStoreHelpers::setRootSavingContext(f.root);
+  EXPECT_EQ(ObjectStoreHelpers::rootSavingContext(), f.root);
+  ObjectStoreHelpers::setRootSavingContext(nullptr);
+  EXPECT_EQ(ObjectStoreHelpers::rootSavingContext(), nullptr);
 
   auto main = ManagedObjectContext::createChild(f.root, ConcurrencyType::MainQueue, "main");
   auto worker = ManagedObjectContext::createChild(main, ConcurrencyType::PrivateQueue, "worker");
@@ -105,22 +105,24 @@ TEST(BatchOperationsTest, RecordStoreHelpersFindCountDeleteAndSaveThroughTheChai
     }
   });
   // From the main thread: the worker's queue, then main and root inline.
-  RecordStore::saveToPersistentStoreAndWait(*worker);
+  ObjectStoreHelpers::saveToPersistentStoreAndWait(*worker);
   f.open();
-  auto* first = RecordStore::findFirst(*f.root, "Owner", std::nullopt, "name", false);
+  auto* first = ObjectStoreHelpers::findFirst(*f.root, "Owner", std::nullopt, "name", false);
   ASSERT_NE(first, nullptr);
   EXPECT_EQ(first->valueForKey("name").asString(), "c");
-  auto all = RecordStore::findAllSorted(*f.root, "Owner", "name");
+  auto all = ObjectStoreHelpers::findAllSorted(*f.root, "Owner", "name");
   ASSERT_EQ(all.size(), 3u);
   EXPECT_EQ(all[0]->valueForKey("name").asString(), "a");
-  EXPECT_EQ(RecordStore::findFirst(*f.root, "Owner", Predicate::parse("name = 'x'")), nullptr);
+  EXPECT_EQ(ObjectStoreHelpers::findFirst(*f.root, "Owner", Predicate::parse("name = 'x'")),
+            nullptr);
   // Delete rules apply: each owner cascades to its sample.
-  EXPECT_EQ(RecordStore::deleteAllMatching(*f.root, "Owner", Predicate::parse("name < 'c'")), 2u);
-  EXPECT_EQ(RecordStore::count(*f.root, "Sample"), 1u);
-  RecordStore::saveToPersistentStoreAndWait(*f.root);
+  EXPECT_EQ(ObjectStoreHelpers::deleteAllMatching(*f.root, "Owner", Predicate::parse("name < 'c'")),
+            2u);
+  EXPECT_EQ(ObjectStoreHelpers::count(*f.root, "Sample"), 1u);
+  ObjectStoreHelpers::saveToPersistentStoreAndWait(*f.root);
   f.open();
-  EXPECT_EQ(RecordStore::count(*f.root, "Record"), 2u);
-  EXPECT_THROW(RecordStore::count(*f.root, "Nope"), std::invalid_argument);
+  EXPECT_EQ(ObjectStoreHelpers::count(*f.root, "Record"), 2u);
+  EXPECT_THROW(ObjectStoreHelpers::count(*f.root, "Nope"), std::invalid_argument);
 }
 
 }  // namespace

@@ -5,8 +5,8 @@
 #include <thread>
 
 #include "Platform/ObjectStore/ManagedObjectContext.h"
+#include "Platform/ObjectStore/ObjectStoreHelpers.h"
 #include "Platform/ObjectStore/PersistentStore.h"
-#include "Platform/ObjectStore/RecordStore.h"
 #include "StoreTestSupport.h"
 
 namespace dm::test {
@@ -51,7 +51,7 @@ TEST(StoreConcurrencyTest, MainAndPrivateContextsReadAndSaveTogether) {
             }
           });
           // Every few rounds the root writes what it has gathered to the file.
-          if (round % 5 == 4) RecordStore::saveToPersistentStoreAndWait(*root);
+          if (round % 5 == 4) ObjectStoreHelpers::saveToPersistentStoreAndWait(*root);
         }
         ++finished;
       });
@@ -74,13 +74,13 @@ TEST(StoreConcurrencyTest, MainAndPrivateContextsReadAndSaveTogether) {
     EXPECT_FALSE(failed.load());
     EXPECT_EQ(main->countForFetchRequest(FetchRequest(&tag)),
               static_cast<std::size_t>(kWorkers * kRounds * kPerRound));
-    RecordStore::saveToPersistentStoreAndWait(*main);
+    ObjectStoreHelpers::saveToPersistentStoreAndWait(*main);
   }
   auto store = PersistentStore::open(testModel(), StoreType::SQLite, path);
   auto ctx = ManagedObjectContext::createRoot(store, ConcurrencyType::MainQueue);
-  EXPECT_EQ(RecordStore::count(*ctx, "Tag"),
+  EXPECT_EQ(ObjectStoreHelpers::count(*ctx, "Tag"),
             static_cast<std::size_t>(kWorkers * kRounds * kPerRound));
-  EXPECT_EQ(RecordStore::count(*ctx, "Owner"), static_cast<std::size_t>(mainInserts));
+  EXPECT_EQ(ObjectStoreHelpers::count(*ctx, "Owner"), static_cast<std::size_t>(mainInserts));
 }
 
 }  // namespace

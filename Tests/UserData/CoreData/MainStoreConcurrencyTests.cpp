@@ -6,7 +6,7 @@
 #include <string>
 
 #include "MainStoreTestSupport.h"
-#include "Platform/ObjectStore/RecordStore.h"
+#include "Platform/ObjectStore/ObjectStoreHelpers.h"
 
 namespace dm::test {
 namespace {
@@ -31,7 +31,7 @@ int writeOwners(ManagedObjectContext& context, const ManagedObjectModel& model,
     ManagedObject* owner = context.insertNewObject(*entity);
     owner->setValueForKey("entityID", firstID + i);
     owner->setValueForKey("name", prefix + std::to_string(i));
-    RecordStore::saveToPersistentStoreAndWait(context);
+    ObjectStoreHelpers::saveToPersistentStoreAndWait(context);
     if (context.countForFetchRequest(ownersNamed(model, prefix)) != std::size_t(i + 1)) ++failures;
   }
   return failures;

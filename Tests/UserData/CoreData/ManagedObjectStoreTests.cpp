@@ -5,8 +5,9 @@
 #include <string>
 
 #include "MainStoreTestSupport.h"
+#include "Mapping/Records/ModelMetadata.h"
 #include "Platform/Foundation/Injector.h"
-#include "Platform/ObjectStore/RecordStore.h"
+#include "Platform/ObjectStore/ObjectStoreHelpers.h"
 
 namespace dm::test {
 namespace {
@@ -20,7 +21,7 @@ void insertOwner(ManagedObjectStore& store, std::int64_t entityID, const std::st
   ManagedObject* owner = context->insertNewObject("Owner");
   owner->setValueForKey("entityID", entityID);
   owner->setValueForKey("name", name);
-  RecordStore::saveToPersistentStoreAndWait(*context);
+  ObjectStoreHelpers::saveToPersistentStoreAndWait(*context);
 }
 
 // Owner names sorted by entityID, read through the root context.
@@ -65,12 +66,12 @@ TEST_F(MainStoreTest, SecondInitialisationReturnsTheFirstStoreWhateverTheName) {
   EXPECT_TRUE(events->events().empty());
 
   // Published as the record helpers' defaults until the shared instance is forgotten.
-  EXPECT_EQ(RecordStore::defaultContext(), first->mainQueueManagedObjectContext());
-  EXPECT_EQ(RecordStore::rootSavingContext(), first->persistentStoreManagedObjectContext());
-  EXPECT_EQ(RecordStore::defaultStore(), first->persistentStore());
+  EXPECT_EQ(ObjectStoreHelpers::defaultContext(), first->mainQueueManagedObjectContext());
+  EXPECT_EQ(ObjectStoreHelpers::rootSavingContext(), first->persistentStoreManagedObjectContext());
+  EXPECT_EQ(ObjectStoreHelpers::defaultStore(), first->persistentStore());
   ManagedObjectStore::resetSharedInstance();
-  EXPECT_EQ(RecordStore::defaultContext(), nullptr);
-  EXPECT_EQ(RecordStore::defaultStore(), nullptr);
+  EXPECT_EQ(ObjectStoreHelpers::defaultContext(), nullptr);
+  EXPECT_EQ(ObjectStoreHelpers::defaultStore(), nullptr);
 }
 
 TEST_F(MainStoreTest, UnknownModelGivesNothingAndLeavesNoSharedInstance) {
@@ -83,11 +84,24 @@ TEST_F(MainStoreTest, UnknownModelGivesNothingAndLeavesNoSharedInstance) {
 TEST_F(MainStoreTest, InjectorProvidesTheSharedStoreAsObjectStore) {
   Injector injector;
   ManagedObjectStore::initialize(injector);
-  auto provided = injector.getNamed<ManagedObjectStore>("objectStore");
+  auto provided = injector.getNamed<MappingStore>("objectStore");
   ASSERT_NE(provided, nullptr);
-  EXPECT_EQ(provided, injector.get<ManagedObjectStore>());
-  EXPECT_EQ(provided, ManagedObjectStore::sharedInstance());
+  EXPECT_EQ(provided.get(), injector.get<ManagedObjectStore>().get());
+  EXPECT_EQ(provided.get(), ManagedObjectStore::sharedInstance().get());
   EXPECT_EQ(provided->managedObjectModel()->name(), ManagedObjectStore::modelName);
+  // The record layer's services receive the store itself.
+  ModelMetadata::registerWith(injector);
+  auto metadata = injector.get<ModelMetadata>();
+  ASSERT_NE(metadata, nullptr);
+  EXPECT_EQ(metadata->objectStore(), provided);
+
+  // Class operations use the main-queue context until a host without a main loop swaps it.
+  auto store = ManagedObjectStore::sharedInstance();
+  EXPECT_EQ(provided->defaultContext(), store->mainQueueManagedObjectContext());
+  store->setDefaultContext(store->persistentStoreManagedObjectContext());
+  EXPECT_EQ(provided->defaultContext(), store->persistentStoreManagedObjectContext());
+  store->setDefaultContext(nullptr);
+  EXPECT_EQ(provided->defaultContext(), store->mainQueueManagedObjectContext());
 }
 
 TEST_F(MainStoreTest, ReopenedStoreReadsBackWhatWasSaved) {
@@ -191,7 +205,7 @@ TEST_F(MainStoreTest, SaveFailureReachesTheCallerAndKeepsTheChanges) {
   auto context = store->mainQueueManagedObjectContext();
   ManagedObject* sample = context->insertNewObject("Sample");
   sample->setValueForKey("code", Value());  // required attribute left empty
-  EXPECT_THROW(RecordStore::saveToPersistentStoreAndWait(*context), StoreError);
+  EXPECT_THROW(ObjectStoreHelpers::saveToPersistentStoreAndWait(*context), StoreError);
   // The main context handed its changes to the root; the root failed and still holds them.
   auto root = store->persistentStoreManagedObjectContext();
   root->performAndWait([&] { EXPECT_TRUE(root->hasChanges()); });

@@ -12,9 +12,9 @@
 namespace dm {
 
 // Implementations must answer from any thread; the model never changes while they live.
-class RecordStore {
+class MappingStore {
  public:
-  virtual ~RecordStore() = default;
+  virtual ~MappingStore() = default;
   // The store's model; never null.
   virtual std::shared_ptr<const ManagedObjectModel> managedObjectModel() const = 0;
   // The context that class operations without an explicit context use; never null. Use it
@@ -24,11 +24,11 @@ class RecordStore {
 
 // A store file (or an in-memory store) with one private-queue root context: what tools and
 // tests use where the application's main store is not running.
-class PersistentRecordStore final : public RecordStore {
+class PersistentMappingStore final : public MappingStore {
  public:
   // Opens (creating when missing) the store. Throws StoreError when the file cannot be opened
   // or migrated. Any thread.
-  static std::shared_ptr<PersistentRecordStore> open(
+  static std::shared_ptr<PersistentMappingStore> open(
       std::shared_ptr<const ManagedObjectModel> model, StoreType type,
       const std::string& path = {});
 
@@ -38,8 +38,8 @@ class PersistentRecordStore final : public RecordStore {
   std::shared_ptr<ManagedObjectContext> defaultContext() const override { return context_; }
   const std::shared_ptr<PersistentStore>& persistentStore() const { return store_; }
 
-  PersistentRecordStore(std::shared_ptr<PersistentStore> store,
-                        std::shared_ptr<ManagedObjectContext> context)
+  PersistentMappingStore(std::shared_ptr<PersistentStore> store,
+                         std::shared_ptr<ManagedObjectContext> context)
       : store_(std::move(store)), context_(std::move(context)) {}
 
  private:

@@ -1,5 +1,5 @@
-// Record-store helpers: defaults under a mutex, fetch short forms over FetchRequest.
-#include "Platform/ObjectStore/RecordStore.h"
+// Object-store helpers: defaults under a mutex, fetch short forms over FetchRequest.
+#include "Platform/ObjectStore/ObjectStoreHelpers.h"
 
 #include <exception>
 #include <mutex>
@@ -33,34 +33,34 @@ FetchRequest makeRequest(ManagedObjectContext& context, std::string_view entity,
 
 }  // namespace
 
-void RecordStore::setDefaultStore(std::shared_ptr<PersistentStore> store) {
+void ObjectStoreHelpers::setDefaultStore(std::shared_ptr<PersistentStore> store) {
   std::lock_guard lock(defaults().mutex);
   defaults().store = std::move(store);
 }
-void RecordStore::setRootSavingContext(std::shared_ptr<ManagedObjectContext> context) {
+void ObjectStoreHelpers::setRootSavingContext(std::shared_ptr<ManagedObjectContext> context) {
   std::lock_guard lock(defaults().mutex);
   defaults().root = std::move(context);
 }
-void RecordStore::setDefaultContext(std::shared_ptr<ManagedObjectContext> context) {
+void ObjectStoreHelpers::setDefaultContext(std::shared_ptr<ManagedObjectContext> context) {
   std::lock_guard lock(defaults().mutex);
   defaults().main = std::move(context);
 }
-std::shared_ptr<PersistentStore> RecordStore::defaultStore() {
+std::shared_ptr<PersistentStore> ObjectStoreHelpers::defaultStore() {
   std::lock_guard lock(defaults().mutex);
   return defaults().store;
 }
-std::shared_ptr<ManagedObjectContext> RecordStore::rootSavingContext() {
+std::shared_ptr<ManagedObjectContext> ObjectStoreHelpers::rootSavingContext() {
   std::lock_guard lock(defaults().mutex);
   return defaults().root;
 }
-std::shared_ptr<ManagedObjectContext> RecordStore::defaultContext() {
+std::shared_ptr<ManagedObjectContext> ObjectStoreHelpers::defaultContext() {
   std::lock_guard lock(defaults().mutex);
   return defaults().main;
 }
 
-ManagedObject* RecordStore::findFirst(ManagedObjectContext& context, std::string_view entity,
-                                      std::optional<Predicate> predicate, std::string sortKey,
-                                      bool ascending) {
+ManagedObject* ObjectStoreHelpers::findFirst(ManagedObjectContext& context, std::string_view entity,
+                                             std::optional<Predicate> predicate,
+                                             std::string sortKey, bool ascending) {
   FetchRequest request =
       makeRequest(context, entity, std::move(predicate), std::move(sortKey), ascending);
   request.fetchLimit = 1;
@@ -68,21 +68,22 @@ ManagedObject* RecordStore::findFirst(ManagedObjectContext& context, std::string
   return results.empty() ? nullptr : results.front();
 }
 
-std::vector<ManagedObject*> RecordStore::findAllSorted(ManagedObjectContext& context,
-                                                       std::string_view entity, std::string sortKey,
-                                                       bool ascending,
-                                                       std::optional<Predicate> predicate) {
+std::vector<ManagedObject*> ObjectStoreHelpers::findAllSorted(ManagedObjectContext& context,
+                                                              std::string_view entity,
+                                                              std::string sortKey, bool ascending,
+                                                              std::optional<Predicate> predicate) {
   return context.executeFetchRequest(
       makeRequest(context, entity, std::move(predicate), std::move(sortKey), ascending));
 }
 
-std::size_t RecordStore::count(ManagedObjectContext& context, std::string_view entity,
-                               std::optional<Predicate> predicate) {
+std::size_t ObjectStoreHelpers::count(ManagedObjectContext& context, std::string_view entity,
+                                      std::optional<Predicate> predicate) {
   return context.countForFetchRequest(makeRequest(context, entity, std::move(predicate), {}, true));
 }
 
-std::size_t RecordStore::deleteAllMatching(ManagedObjectContext& context, std::string_view entity,
-                                           std::optional<Predicate> predicate) {
+std::size_t ObjectStoreHelpers::deleteAllMatching(ManagedObjectContext& context,
+                                                  std::string_view entity,
+                                                  std::optional<Predicate> predicate) {
   FetchRequest request = makeRequest(context, entity, std::move(predicate), {}, true);
   request.includesPropertyValues = false;
   auto objects = context.executeFetchRequest(request);
@@ -95,7 +96,7 @@ std::size_t RecordStore::deleteAllMatching(ManagedObjectContext& context, std::s
   return n;
 }
 
-void RecordStore::saveToPersistentStoreAndWait(ManagedObjectContext& context) {
+void ObjectStoreHelpers::saveToPersistentStoreAndWait(ManagedObjectContext& context) {
   for (ManagedObjectContext* c = &context; c; c = c->parentContext().get()) {
     std::exception_ptr failure;
     c->performAndWait([&] {

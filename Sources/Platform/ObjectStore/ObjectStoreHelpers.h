@@ -1,4 +1,4 @@
-// Record-store helpers: the process-wide default store and contexts, and the short forms
+// Object-store helpers: the process-wide default store and contexts, and the short forms
 // of the common fetches (find first, find all sorted, count, delete matching, save).
 #pragma once
 
@@ -14,7 +14,7 @@
 
 namespace dm {
 
-class RecordStore {
+class ObjectStoreHelpers {
  public:
   // --- Defaults. Set once by the main store when it opens; any thread may read them. ---
   // Each getter returns nullptr until set. Setting nullptr clears (tests).
