@@ -201,7 +201,8 @@ bool HandbookPayloadReader::parseWindow(const Member& member, std::size_t first,
 
 handbook_dict::Node HandbookPayloadReader::header(std::initializer_list<std::string_view> keys) {
   // The named members' texts copied into one small object of their own.
-  headerBuffer_.assign("{");
+  headerBuffer_.clear();
+  headerBuffer_ += '{';
   for (std::string_view key : keys) {
     const Member* member = find(key);
     if (!member) continue;

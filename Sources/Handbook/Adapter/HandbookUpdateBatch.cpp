@@ -153,8 +153,8 @@ class BatchApplier {
         if (inserted) slot = context_.insertNewObject(*applied.entity);
         auto* item = dynamic_cast<HandbookItemEntity*>(slot);
         if (!item) continue;
-        auto [at, first] = listed.emplace(id, applied.items.size());
-        if (first) {
+        auto [at, isNew] = listed.emplace(id, applied.items.size());
+        if (isNew) {
           applied.items.push_back({id, ObjectID{}, item});
           if (isProduct)
             ingredients_.push_back(
