@@ -85,6 +85,16 @@ class Scanner {
 
 }  // namespace
 
+struct HandbookPayloadReader::Parsers {
+  simdjson::dom::parser header;
+  simdjson::dom::parser window;
+};
+
+HandbookPayloadReader::HandbookPayloadReader(std::string_view text)
+    : text_(text), parsers_(std::make_unique<Parsers>()) {}
+
+HandbookPayloadReader::~HandbookPayloadReader() = default;
+
 bool HandbookPayloadReader::open() {
   members_.clear();
   if (scan() && checkValues()) return true;
@@ -115,7 +125,7 @@ bool HandbookPayloadReader::scan() {
     } else {
       simdjson::dom::element key;
       std::string_view decoded;
-      if (!parse(headerParser_, headerBuffer_, {}, {keyBegin, keyEnd}, {}, key) ||
+      if (!parse(parsers_->header, headerBuffer_, {}, {keyBegin, keyEnd}, {}, key) ||
           key.get_string().get(decoded) != simdjson::SUCCESS)
         return false;
       member.key.assign(decoded);
@@ -158,7 +168,7 @@ bool HandbookPayloadReader::checkValues() {
   simdjson::dom::element value;
   for (const Member& member : members_) {
     if (!member.isArray) {
-      if (!parse(windowParser_, windowBuffer_, {}, member.value, {}, value)) return false;
+      if (!parse(parsers_->window, windowBuffer_, {}, member.value, {}, value)) return false;
       continue;
     }
     const std::size_t n = member.elements.size();
@@ -189,14 +199,16 @@ bool HandbookPayloadReader::parse(simdjson::dom::parser& parser, std::string& bu
   buffer.append(prefix);
   buffer.append(text_.substr(span.begin, span.end - span.begin));
   buffer.append(suffix);
-  return parser.parse(buffer.data(), buffer.size(), false).get(out) == simdjson::SUCCESS;
+  // The parser reads into the padding: it must hold spaces, not leftovers.
+  buffer.append(simdjson::SIMDJSON_PADDING, ' ');
+  return parser.parse(buffer.data(), length, false).get(out) == simdjson::SUCCESS;
 }
 
 bool HandbookPayloadReader::parseWindow(const Member& member, std::size_t first, std::size_t count,
                                         simdjson::dom::element& out) {
   // The elements keep the commas between them, so the window reads as an array of its own.
   Span span{member.elements[first].begin, member.elements[first + count - 1].end};
-  return parse(windowParser_, windowBuffer_, "[", span, "]", out);
+  return parse(parsers_->window, windowBuffer_, "[", span, "]", out);
 }
 
 handbook_dict::Node HandbookPayloadReader::header(std::initializer_list<std::string_view> keys) {
@@ -214,9 +226,10 @@ handbook_dict::Node HandbookPayloadReader::header(std::initializer_list<std::str
         text_.substr(member->value.begin, member->value.end - member->value.begin));
   }
   headerBuffer_ += '}';
-  headerBuffer_.reserve(headerBuffer_.size() + simdjson::SIMDJSON_PADDING);
+  const std::size_t length = headerBuffer_.size();
+  headerBuffer_.append(simdjson::SIMDJSON_PADDING, ' ');
   simdjson::dom::element document;
-  if (headerParser_.parse(headerBuffer_.data(), headerBuffer_.size(), false).get(document) !=
+  if (parsers_->header.parse(headerBuffer_.data(), length, false).get(document) !=
       simdjson::SUCCESS)
     return {};
   return handbook_dict::Node(document);

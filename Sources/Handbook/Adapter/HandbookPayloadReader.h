@@ -5,6 +5,7 @@
 
 #include <cstddef>
 #include <initializer_list>
+#include <memory>
 #include <string>
 #include <string_view>
 #include <utility>
@@ -20,7 +21,8 @@ namespace dm {
 // reader.
 class HandbookPayloadReader {
  public:
-  explicit HandbookPayloadReader(std::string_view text) : text_(text) {}
+  explicit HandbookPayloadReader(std::string_view text);
+  ~HandbookPayloadReader();
   HandbookPayloadReader(const HandbookPayloadReader&) = delete;
   HandbookPayloadReader& operator=(const HandbookPayloadReader&) = delete;
 
@@ -65,10 +67,12 @@ class HandbookPayloadReader {
   bool parseWindow(const Member& member, std::size_t first, std::size_t count,
                    simdjson::dom::element& out);
 
+  // The parsers live out of line: their layout depends on how the library was configured.
+  struct Parsers;
+
   std::string_view text_;
   std::vector<Member> members_;
-  simdjson::dom::parser headerParser_;
-  simdjson::dom::parser windowParser_;
+  std::unique_ptr<Parsers> parsers_;
   std::string headerBuffer_;
   std::string windowBuffer_;
 };
