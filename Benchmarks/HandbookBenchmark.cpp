@@ -82,13 +82,29 @@ std::size_t applyUpdate(dm::HandbookAdapter& adapter, const std::string& text) {
   return changes;
 }
 
-std::string caloriesCheck(dm::HandbookAdapter& adapter) {
+// Calls `visit` with every stored product, a page at a time on the saving context (reset
+// after each page, so the check does not hold the whole store in memory).
+void forEachStoredProduct(dm::HandbookAdapter& adapter,
+                          const std::function<void(dm::HandbookPostProductEntity&)>& visit) {
   auto storage = adapter.storage();
+  storage->performOnSavingContextAndWait([&](dm::ManagedObjectContext& context) {
+    dm::FetchRequest request(storage->entityNamed("HandbookPostProductEntity"));
+    request.sortDescriptors = {{"entityID", true}};
+    request.fetchLimit = 5000;
+    for (std::size_t page = 0;; page += request.fetchLimit) {
+      request.fetchOffset = page;
+      auto products = context.executeFetchRequest(request);
+      for (auto* p : products) visit(static_cast<dm::HandbookPostProductEntity&>(*p));
+      context.reset();
+      if (products.size() < request.fetchLimit) break;
+    }
+  });
+}
+
+std::string caloriesCheck(dm::HandbookAdapter& adapter) {
   double sum = 0;
-  auto context = storage->managedObjectBackgroundForSavingContext();
-  dm::FetchRequest request(storage->entityNamed("HandbookPostProductEntity"));
-  for (auto* o : storage->fetch(request, context))
-    sum += static_cast<dm::HandbookPostProductEntity*>(o)->calories().value_or(0);
+  forEachStoredProduct(adapter,
+                       [&](dm::HandbookPostProductEntity& p) { sum += p.calories().value_or(0); });
   return std::to_string(std::llround(sum));
 }
 
@@ -119,9 +135,8 @@ Result update(const fs::path& dir, std::size_t n) {
 }
 
 Result restoreSeed(const fs::path& dir, std::size_t n) {
-  auto dict = nlohmann::json::parse(readAll(payload(dir, n, 1)));
   fs::path archive = dir / "Handbook_en.sqlite";
-  dm::buildHandbookSeedArchive(dict, "en", archive);
+  auto built = dm::buildHandbookSeedArchiveFromPayload(readAll(payload(dir, n, 1)), "en", archive);
   auto seed = storageOptions(dir).seedStorage;
   fs::path store = dir / "restore" / "sqlData" / "Handbook.sqlite";
   fs::create_directories(store.parent_path());
@@ -129,7 +144,7 @@ Result restoreSeed(const fs::path& dir, std::size_t n) {
   auto start = Clock::now();
   if (!seed->restoreSeed(archive, store, "en")) throw std::runtime_error("restore failed");
   r.seconds = std::chrono::duration<double>(Clock::now() - start).count();
-  r.records = dict["post_products"].size();
+  r.records = built.records;
   r.check = std::to_string(r.records);
   return r;
 }
@@ -139,7 +154,9 @@ Result fetchCategory(const fs::path& dir, std::size_t n) {
   applyUpdate(adapter, readAll(payload(dir, n, 1)));
   // The category holding the most posts.
   std::map<std::int64_t, std::size_t> perCategory;
-  for (auto* p : adapter.getEntities(5, {})) ++perCategory[p->categoryID().value_or(0)];
+  forEachStoredProduct(adapter, [&](dm::HandbookPostProductEntity& p) {
+    ++perCategory[p.categoryID().value_or(0)];
+  });
   std::int64_t category = 0;
   std::size_t most = 0;
   for (auto [id, count] : perCategory)

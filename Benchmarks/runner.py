@@ -30,7 +30,10 @@ DEFAULT_RECORDS = {
     "map.insert": 100000,
     "map.update": 100000,
     "map.nested": 1000,
+    "handbook.insert": 50000,
     "handbook.update": 50000,
+    "handbook.restore_seed": 50000,
+    "handbook.fetch_category": 50000,
 }
 QUICK_RECORDS = {
     "store.insert": 2000,
@@ -39,7 +42,10 @@ QUICK_RECORDS = {
     "map.insert": 1000,
     "map.update": 1000,
     "map.nested": 20,
+    "handbook.insert": 1000,
     "handbook.update": 1000,
+    "handbook.restore_seed": 1000,
+    "handbook.fetch_category": 1000,
 }
 
 
@@ -107,13 +113,13 @@ class Inputs:
         if workload == "map.nested":
             return {"payload.json": self._generate(f"nested-{n}.json",
                                                    [gen_map, "nested", str(n)])}
-        if workload == "handbook.update":
-            return {
-                "payload-v1.json": self._generate(f"handbook-{n}-v1.json",
-                                                  [gen_handbook, str(n), "--version", "1"]),
-                "payload-v2.json": self._generate(f"handbook-{n}-v2.json",
-                                                  [gen_handbook, str(n), "--version", "2"]),
-            }
+        if workload.startswith("handbook."):
+            files = {"payload-v1.json": self._generate(f"handbook-{n}-v1.json",
+                                                       [gen_handbook, str(n), "--version", "1"])}
+            if workload == "handbook.update":
+                files["payload-v2.json"] = self._generate(
+                    f"handbook-{n}-v2.json", [gen_handbook, str(n), "--version", "2"])
+            return files
         return {}
 
 

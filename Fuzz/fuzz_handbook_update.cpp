@@ -1,4 +1,5 @@
-// Feeds the input, parsed as JSON, to the handbook adapter as a server update dictionary,
+// Feeds the input to the handbook adapter as a server update: parsed as a dictionary, and as
+// response text read in windows, with chunks small enough that most inputs span several;
 // then saves. The store lives in a temporary directory for the whole run.
 #include <unistd.h>
 
@@ -8,6 +9,7 @@
 #include <filesystem>
 #include <memory>
 #include <string>
+#include <string_view>
 
 #include "Handbook/Adapter/HandbookAdapter.h"
 #include "Handbook/Storage/SeedPackSource.h"
@@ -41,7 +43,9 @@ dm::HandbookAdapter& adapter() {
     dm::HandbookStorage::Options options;
     options.applicationSupportDirectory = workRoot() / "support";
     options.seedStorage = dm::SeedStorage::create(seed);
-    return std::make_unique<dm::HandbookAdapter>(options);
+    auto made = std::make_unique<dm::HandbookAdapter>(options);
+    made->setUpdateChunkSize(3);
+    return made;
   }();
   return *instance;
 }
@@ -50,7 +54,12 @@ dm::HandbookAdapter& adapter() {
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
   dm::HandbookAdapter& handbook = adapter();
-  // The server's dictionary arrives already parsed; bytes that are not JSON never get here.
+  // Response text of any shape.
+  handbook.getHandbookUpdateEntityFromPayload(
+      std::string_view(reinterpret_cast<const char*>(data), size));
+  handbook.saveAndWait();
+  dm::MainQueue::shared().runUntilIdle();
+  // A dictionary parsed elsewhere; bytes that are not JSON never get here.
   nlohmann::json dict = nlohmann::json::parse(data, data + size, nullptr, false);
   if (dict.is_discarded()) return 0;
   handbook.getHandbookUpdateEntityFromRequest(dict);

@@ -89,6 +89,8 @@ INT_KEYS = {"category_id", "cooking_time"}
 def _product_column(key):
     if key in TEXT_KEYS:
         return Column(String)
+    if key == "category_id":
+        return Column(Integer, index=True)  # as the handbook store indexes it
     if key in INT_KEYS:
         return Column(Integer)
     return Column(Float)
@@ -250,6 +252,34 @@ def store_products(engine, text):
     return len(records)
 
 
+def handbook_insert(d, _n, _bulk):
+    engine = engine_for(os.path.join(d, "handbook.sqlite"))
+    text = read(os.path.join(d, "payload-v1.json"))
+    start = time.perf_counter()
+    count = store_products(engine, text)
+    seconds = time.perf_counter() - start
+    with Session(engine) as session:
+        total = session.scalar(select(func.sum(PostProduct.calories)))
+    return count, seconds, int(round(total or 0))
+
+
+def handbook_fetch_category(d, _n, _bulk):
+    engine = engine_for(os.path.join(d, "handbook.sqlite"))
+    store_products(engine, read(os.path.join(d, "payload-v1.json")))
+    with Session(engine) as session:
+        # The category holding the most posts (the lowest id among equals).
+        category = session.execute(
+            select(PostProduct.category_id).group_by(PostProduct.category_id)
+            .order_by(func.count().desc(), PostProduct.category_id).limit(1)).scalar()
+    start = time.perf_counter()
+    with Session(engine) as session:
+        posts = session.execute(select(PostProduct).where(PostProduct.category_id == category)
+                                .order_by(PostProduct.id)).scalars().all()
+        total = sum(p.id for p in posts)
+    seconds = time.perf_counter() - start
+    return len(posts), seconds, total
+
+
 def handbook_update(d, _n, _bulk):
     engine = engine_for(os.path.join(d, "handbook.sqlite"))
     store_products(engine, read(os.path.join(d, "payload-v1.json")))
@@ -269,7 +299,9 @@ WORKLOADS = {
     "map.insert": map_insert,
     "map.update": lambda d, n, bulk: map_insert(d, n, bulk, update=True),
     "map.nested": map_nested,
+    "handbook.insert": handbook_insert,
     "handbook.update": handbook_update,
+    "handbook.fetch_category": handbook_fetch_category,
 }
 BULK_WORKLOADS = ["map.insert", "map.update", "map.nested"]
 

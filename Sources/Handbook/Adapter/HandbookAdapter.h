@@ -3,6 +3,7 @@
 // the server's dictionary, saving, and the products a diet uses.
 #pragma once
 
+#include <atomic>
 #include <cstdint>
 #include <functional>
 #include <memory>
@@ -31,9 +32,7 @@ class HandbookPostPharmacyEntity;
 class HandbookPostSportFoodEntity;
 class HandbookUpdateEntity;
 class DietHandbookRelation;
-namespace handbook_dict {
-class Node;
-}
+class HandbookUpdateSource;
 
 // Threads: every method may be called from any thread. Queries run synchronously on the
 // context for the calling thread (the main context on the main thread, the thread's own
@@ -116,20 +115,30 @@ class HandbookAdapter {
   // --- Writes ---
   // Builds the update batch on the saving context; `completion` gets it (or nullptr for
   // "not_modified") on the main queue. The records belong to the saving context; the caller
-  // saves.
+  // saves. An update of more records than the chunk size (setUpdateChunkSize) is applied a
+  // chunk at a time: every chunk but the last is saved and the saving context reset after
+  // it, so records of the saving context held from before become invalid. The batch record
+  // is made only once those chunks are stored, and it, the last chunk and the rebuilt
+  // ingredient links are left to the caller's save: an update cut short leaves no batch and
+  // is applied again in full next time (records are matched by id, so none is duplicated).
   void getHandbookUpdateEntityFromRequest(const nlohmann::json& dict,
                                           std::function<void(HandbookUpdateEntity*)> completion);
   // The same, synchronously.
   HandbookUpdateEntity* getHandbookUpdateEntityFromRequest(const nlohmann::json& dict);
   // The same from the server's response text, read without building a tree (the faster way
-  // for large updates): the text is parsed on the calling thread, the records are built on
-  // the saving context, which owns them. Text that is not JSON gives nullptr and a logged
-  // warning; the caller saves.
+  // for large updates): the text is checked on the calling thread, then read a window of
+  // records at a time while they are built on the saving context, which owns them. Text
+  // that is not JSON gives nullptr and a logged warning and changes nothing; the caller
+  // saves. `payload` must stay unchanged until the call returns.
   HandbookUpdateEntity* getHandbookUpdateEntityFromPayload(std::string_view payload);
   // The same asynchronously: parsed and built on the saving queue, `completion` gets the
   // batch (or nullptr) on the main queue.
   void getHandbookUpdateEntityFromPayload(std::string payload,
                                           std::function<void(HandbookUpdateEntity*)> completion);
+  // Records applied between two saves of a large update; 0 counts as 1. Any thread; used
+  // from the next update on.
+  void setUpdateChunkSize(std::size_t records) { updateChunkSize_ = records; }
+  static constexpr std::size_t kDefaultUpdateChunkSize = 2000;
   // A save job on the saving queue, then `completion` (on the saving queue).
   void save(std::function<void()> completion);
   void saveAndWait();
@@ -158,16 +167,17 @@ class HandbookAdapter {
       const std::shared_ptr<ManagedObjectContext>& context = {});
   std::size_t countEntity(const std::string& entityName, const Predicate& predicate);
   HandbookUpdateEntity* buildUpdateBatch(ManagedObjectContext& context,
-                                         const handbook_dict::Node& dict);
+                                         HandbookUpdateSource& source);
   // buildUpdateBatch with its failures logged and reported as nullptr.
   HandbookUpdateEntity* buildUpdateBatchLogged(ManagedObjectContext& context,
-                                               const handbook_dict::Node& dict);
+                                               HandbookUpdateSource& source);
 
   const HandbookStorage::Options storageOptions_;
   std::mutex storageMutex_;
   std::shared_ptr<HandbookStorage> storage_;  // guarded by storageMutex_ until created
   std::optional<bool> pendingUnpack_;         // guarded by storageMutex_
   std::shared_ptr<bool> alive_ = std::make_shared<bool>(true);
+  std::atomic<std::size_t> updateChunkSize_{kDefaultUpdateChunkSize};
   Cache cachedPostExerciseEntities_;
   Cache cachedPostProductEntities_;
   Cache cachedPostPharmacyEntities_;

@@ -1,12 +1,14 @@
 // The update batch: turning the server's handbook dictionary into records on the saving
-// context, with one identifier lookup per record kind.
-#include <functional>
+// context a chunk of elements at a time, with one identifier lookup per chunk.
+#include <algorithm>
+#include <memory>
 #include <string_view>
+#include <unordered_map>
 #include <unordered_set>
 
-#include <simdjson.h>
-
 #include "Handbook/Adapter/HandbookAdapter.h"
+#include "Handbook/Adapter/HandbookPayloadReader.h"
+#include "Handbook/Adapter/HandbookUpdateSource.h"
 #include "Handbook/Entities/HandbookDictionaryValues.h"
 #include "Handbook/Entities/HandbookPostProductEntity.h"
 #include "Handbook/Entities/HandbookUpdateEntity.h"
@@ -40,60 +42,172 @@ const BatchKind kBatchKinds[] = {
 using handbook_dict::Node;
 constexpr std::size_t kIngredientsDataIndex =
     HandbookPostProductEntityGenerated::kIngredientsDataIndex;
+// Released records are fetched back this many ids at a time.
+constexpr std::size_t kFetchListLimit = 2000;
 
-// Fills or creates the records of one array; returns them in array order (a record named
-// twice appears once). With `hadIngredients`, notes per returned product whether it held
-// ingredients before this batch.
-std::vector<HandbookItemEntity*> applyArray(ManagedObjectContext& context,
-                                            const EntityDescription& entity, const Node& array,
-                                            std::vector<bool>* hadIngredients) {
-  std::vector<std::pair<std::int64_t, Node>> elements;
-  elements.reserve(array.size());
-  std::vector<Value> ids;
-  ids.reserve(array.size());
-  array.forEachElement([&](const Node& element) {
-    if (auto id = handbook_dict::identifier(element)) {
-      elements.emplace_back(*id, element);
-      ids.emplace_back(*id);
+// A record the batch lists: its object while the context still holds it, else (once saved
+// and released) its identifier.
+struct ItemRef {
+  std::int64_t entityID;
+  ObjectID id;
+  ManagedObject* object;
+};
+
+// A product whose ingredient links are rebuilt once every record is stored.
+struct Relink {
+  std::size_t item;  // index into the products' list
+  bool hadIngredients;
+};
+
+// What the ingredients of a product were before the batch and are after its last entry.
+struct IngredientState {
+  bool had = false;
+  bool has = false;
+};
+
+// One applied array: its records in array order (a record named twice appears once).
+struct AppliedKind {
+  const BatchKind* kind;
+  const EntityDescription* entity;
+  std::vector<ItemRef> items;
+};
+
+// Fills or creates the records of every array a chunk of elements at a time. When the
+// update spans more than one chunk, each chunk but the last is saved and the context reset
+// after it, so the context never holds more than a chunk of records; the last chunk is left
+// to the caller's save together with the batch.
+class BatchApplier {
+ public:
+  BatchApplier(ManagedObjectContext& context, HandbookUpdateSource& source, std::size_t chunkSize)
+      : context_(context), source_(source), chunkSize_(std::max<std::size_t>(chunkSize, 1)) {}
+
+  std::vector<AppliedKind> applyAll() {
+    std::vector<std::pair<const BatchKind*, std::size_t>> pending;
+    for (const BatchKind& kind : kBatchKinds)
+      if (std::size_t n = source_.elementCount(kind.key)) {
+        pending.emplace_back(&kind, n);
+        remaining_ += n;
+      }
+    std::vector<AppliedKind> applied;
+    applied.reserve(pending.size());
+    for (const auto& [kind, count] : pending) {
+      applied.push_back({kind, context_.model().entityNamed(kind->entityName), {}});
+      apply(applied.back(), count);
     }
-  });
-  auto existing = context.objectsByAttribute(entity, "entityID", ids);
-  std::vector<HandbookItemEntity*> items;
-  items.reserve(elements.size());
-  std::unordered_set<const ManagedObject*> seen;
-  seen.reserve(elements.size());
-  for (const auto& [id, element] : elements) {
-    ManagedObject*& slot = existing[Value(id)];
-    const bool inserted = !slot;
-    if (inserted) slot = context.insertNewObject(entity);
-    auto* item = dynamic_cast<HandbookItemEntity*>(slot);
-    if (!item) continue;
-    const bool first = seen.insert(item).second;
-    if (first && hadIngredients)
-      hadIngredients->push_back(!inserted && !item->valueAt(kIngredientsDataIndex).isNull());
-    item->fillFrom(handbook_dict::Dictionary(element));
-    if (first) items.push_back(item);
+    return applied;
   }
-  return items;
-}
+
+  // The products that have or had ingredients: only their links can change.
+  std::vector<Relink> relinks() const {
+    std::vector<Relink> out;
+    for (std::size_t i = 0; i < ingredients_.size(); ++i)
+      if (ingredients_[i].had || ingredients_[i].has) out.push_back({i, ingredients_[i].had});
+    return out;
+  }
+
+  // Gives every listed record an object again: those released come back as faults, so their
+  // values are not loaded. They are fetched by ranges of ids (a range costs two comparisons
+  // per unsaved object, where a list would cost a search of the list).
+  void resolve(AppliedKind& applied) {
+    std::vector<std::int64_t> ids;
+    for (const ItemRef& ref : applied.items)
+      if (!ref.object) ids.push_back(ref.entityID);
+    std::sort(ids.begin(), ids.end());
+    for (std::size_t first = 0; first < ids.size(); first += kFetchListLimit) {
+      const std::size_t last = std::min(ids.size(), first + kFetchListLimit) - 1;
+      FetchRequest request(applied.entity);
+      request.includesSubentities = false;
+      request.predicate = Predicate::parse("entityID >= %@ AND entityID <= %@",
+                                           {Value(ids[first]), Value(ids[last])});
+      request.returnsObjectsAsFaults = true;
+      request.includesPropertyValues = false;
+      context_.executeFetchRequest(request);
+    }
+    for (ItemRef& ref : applied.items)
+      if (!ref.object) ref.object = context_.objectRegisteredForID(ref.id);
+  }
+
+ private:
+  void apply(AppliedKind& applied, std::size_t count) {
+    const bool isProduct = applied.kind->relationship == U::kPostsProductRelationship;
+    std::unordered_map<std::int64_t, std::size_t> listed;  // id -> index in applied.items
+    std::vector<Node> elements;
+    std::vector<std::pair<std::int64_t, Node>> valid;
+    std::vector<Value> ids;
+    liveFrom_ = 0;
+    for (std::size_t first = 0; first < count; first += chunkSize_) {
+      const std::size_t n = std::min(chunkSize_, count - first);
+      source_.elements(applied.kind->key, first, n, elements);
+      valid.clear();
+      ids.clear();
+      for (const Node& element : elements)
+        if (auto id = handbook_dict::identifier(element)) {
+          valid.emplace_back(*id, element);
+          ids.emplace_back(*id);
+        }
+      auto existing = context_.objectsByAttribute(*applied.entity, "entityID", ids);
+      for (const auto& [id, element] : valid) {
+        ManagedObject*& slot = existing[Value(id)];
+        const bool inserted = !slot;
+        if (inserted) slot = context_.insertNewObject(*applied.entity);
+        auto* item = dynamic_cast<HandbookItemEntity*>(slot);
+        if (!item) continue;
+        auto [at, isNew] = listed.emplace(id, applied.items.size());
+        if (isNew) {
+          applied.items.push_back({id, ObjectID{}, item});
+          if (isProduct)
+            ingredients_.push_back(
+                {!inserted && !item->valueAt(kIngredientsDataIndex).isNull(), false});
+        }
+        item->fillFrom(handbook_dict::Dictionary(element));
+        if (isProduct) ingredients_[at->second].has = item->valueAt(kIngredientsDataIndex).isBlob();
+      }
+      remaining_ -= n;
+      if (remaining_ > 0) release(applied);
+    }
+  }
+
+  void release(AppliedKind& applied) {
+    context_.save();
+    for (std::size_t i = liveFrom_; i < applied.items.size(); ++i) {
+      ItemRef& ref = applied.items[i];
+      ref.id = ref.object->objectID();
+      ref.object = nullptr;
+    }
+    liveFrom_ = applied.items.size();
+    context_.reset();
+  }
+
+  ManagedObjectContext& context_;
+  HandbookUpdateSource& source_;
+  const std::size_t chunkSize_;
+  std::size_t remaining_ = 0;
+  std::size_t liveFrom_ = 0;  // items of the current kind from here on are still held
+  std::vector<IngredientState> ingredients_;  // per product, as in its items
+};
 
 // Points each product at the stored products its ingredients name. Links are only ever
-// derived from the ingredients, so a product that had none and still has none keeps its
-// (empty) links without loading them: on a refill of stored products that saves a query each.
+// derived from the ingredients, so only products that have or had ingredients are visited.
 void relinkIngredients(ManagedObjectContext& context, const EntityDescription& productEntity,
-                       const std::vector<HandbookItemEntity*>& products,
-                       const std::vector<bool>& hadIngredients) {
+                       const std::vector<ItemRef>& products, const std::vector<Relink>& relinks) {
+  // Products released by an earlier chunk are faults: load them in one query, not one each.
+  std::vector<Value> released;
+  for (const Relink& relink : relinks)
+    if (products[relink.item].object && products[relink.item].object->isFault())
+      released.emplace_back(products[relink.item].entityID);
+  if (!released.empty()) context.objectsByAttribute(productEntity, "entityID", released);
+
   std::vector<std::pair<HandbookPostProductEntity*, std::vector<IngredientEntity>>> parsed;
   std::vector<Value> wanted;
   std::unordered_set<std::int64_t> wantedSet;
-  for (std::size_t i = 0; i < products.size(); ++i) {
-    auto* product = static_cast<HandbookPostProductEntity*>(products[i]);
+  for (const Relink& relink : relinks) {
+    auto* product = dynamic_cast<HandbookPostProductEntity*>(products[relink.item].object);
+    if (!product) continue;
     Value data = product->valueAt(kIngredientsDataIndex);
-    if (!data.isBlob() && !hadIngredients[i]) continue;
     auto ingredients = IngredientEntity::parseFromDataObjc(data.isBlob() && !data.asBlob().empty()
                                                                ? std::optional<Blob>(data.asBlob())
                                                                : std::nullopt);
-    if (ingredients.empty() && !hadIngredients[i]) continue;
+    if (ingredients.empty() && !relink.hadIngredients) continue;
     for (const auto& ingredient : ingredients)
       if (wantedSet.insert(ingredient.postProductId).second)
         wanted.emplace_back(ingredient.postProductId);
@@ -115,64 +229,78 @@ void relinkIngredients(ManagedObjectContext& context, const EntityDescription& p
   }
 }
 
-HandbookUpdateEntity* parseAndBuild(
-    std::string_view payload, const std::function<HandbookUpdateEntity*(const Node&)>& build) {
-  simdjson::dom::parser parser;
-  simdjson::dom::element document;
-  if (parser.parse(payload.data(), payload.size()).get(document) == simdjson::SUCCESS)
-    return build(Node(document));
-  // What the fast parser refuses (integers beyond 64 bits, ...) the tree parser may still
-  // read; only text neither accepts is malformed.
-  auto tree = nlohmann::json::parse(payload, nullptr, false);
-  if (tree.is_discarded()) {
-    logWarning("Handbook update payload is not valid JSON");
-    return nullptr;
+// Response text made ready for a batch: read in windows when the fast parser takes all of
+// it, else parsed as a tree. No source when neither parser accepts the text.
+struct PayloadSource {
+  explicit PayloadSource(std::string_view text) : reader(text) {
+    if (reader.open()) {
+      source = std::make_unique<HandbookTextUpdateSource>(reader);
+      return;
+    }
+    // What the fast parser refuses (integers beyond 64 bits, ...) the tree parser may still
+    // read; only text neither accepts is malformed.
+    tree = nlohmann::json::parse(text, nullptr, false);
+    if (tree.is_discarded()) {
+      logWarning("Handbook update payload is not valid JSON");
+      return;
+    }
+    source = std::make_unique<HandbookTreeUpdateSource>(tree);
   }
-  return build(Node(tree));
-}
+  HandbookPayloadReader reader;
+  nlohmann::json tree;
+  std::unique_ptr<HandbookUpdateSource> source;
+};
 
 }  // namespace
 
 HandbookUpdateEntity* HandbookAdapter::buildUpdateBatch(ManagedObjectContext& context,
-                                                        const handbook_dict::Node& dict) {
-  if (!dict.isObject()) return nullptr;
+                                                        HandbookUpdateSource& source) {
+  Node header = source.header();
+  if (!header.isObject()) return nullptr;
+  handbook_dict::Dictionary dict(header);
   Node status = dict.find("status");
   if (status.kind() == Node::Kind::String && status.string() == "not_modified") return nullptr;
 
-  const ManagedObjectModel& model = context.model();
-  std::vector<std::pair<std::size_t, std::vector<HandbookItemEntity*>>> sets;
-  std::vector<HandbookItemEntity*> products;
-  std::vector<bool> hadIngredients;
-  std::size_t changes = 0;
-  for (const BatchKind& kind : kBatchKinds) {
-    Node array = dict.find(kind.key);
-    if (!array.isArray() || array.size() == 0) continue;
-    const EntityDescription* entity = model.entityNamed(kind.entityName);
-    const bool isProduct = kind.relationship == U::kPostsProductRelationship;
-    auto items = applyArray(context, *entity, array, isProduct ? &hadIngredients : nullptr);
-    changes += items.size();
-    if (kind.relationship == U::kPostsProductRelationship) products = items;
-    sets.emplace_back(kind.relationship, std::move(items));
-  }
+  Value statusText = handbook_dict::text(dict, "status");
+  Value version = handbook_dict::integerAsText(dict, "version");
 
+  BatchApplier applier(context, source, updateChunkSize_.load());
+  std::vector<AppliedKind> applied = applier.applyAll();
+
+  std::size_t changes = 0;
+  const AppliedKind* products = nullptr;
+  for (AppliedKind& kind : applied) {
+    applier.resolve(kind);
+    changes += kind.items.size();
+    if (kind.kind->relationship == U::kPostsProductRelationship) products = &kind;
+  }
+  // The version entry comes last: an update cut short before it is applied again in full.
   auto* batch = context.insertNew<HandbookUpdateEntity>("HandbookUpdateEntity");
-  for (const auto& [relationship, items] : sets) batch->setItemsOf(relationship, items);
-  batch->setValueAt(U::kStatusStringIndex, handbook_dict::text(dict, "status"));
-  batch->setValueAt(U::kVersionIndex, handbook_dict::integerAsText(dict, "version"));
+  std::vector<HandbookItemEntity*> items;
+  for (const AppliedKind& kind : applied) {
+    items.clear();
+    items.reserve(kind.items.size());
+    for (const ItemRef& ref : kind.items)
+      if (auto* item = dynamic_cast<HandbookItemEntity*>(ref.object)) items.push_back(item);
+    batch->setItemsOf(kind.kind->relationship, items);
+  }
+  batch->setValueAt(U::kStatusStringIndex, std::move(statusText));
+  batch->setValueAt(U::kVersionIndex, std::move(version));
   batch->setDate(Date::now());
   batch->setAmountOfChanges(static_cast<std::int64_t>(changes));
   batch->setLanguage(storage()->seedStorage()->currentLocalization());
 
-  if (!products.empty())
-    relinkIngredients(context, *model.entityNamed("HandbookPostProductEntity"), products,
-                      hadIngredients);
+  if (products) {
+    auto relinks = applier.relinks();
+    if (!relinks.empty()) relinkIngredients(context, *products->entity, products->items, relinks);
+  }
   return batch;
 }
 
 HandbookUpdateEntity* HandbookAdapter::buildUpdateBatchLogged(ManagedObjectContext& context,
-                                                              const handbook_dict::Node& dict) {
+                                                              HandbookUpdateSource& source) {
   try {
-    return buildUpdateBatch(context, dict);
+    return buildUpdateBatch(context, source);
   } catch (const std::exception& error) {
     logWarning(std::string("Handbook update batch failed: ") + error.what());
     return nullptr;
@@ -182,8 +310,10 @@ HandbookUpdateEntity* HandbookAdapter::buildUpdateBatchLogged(ManagedObjectConte
 HandbookUpdateEntity* HandbookAdapter::getHandbookUpdateEntityFromRequest(
     const nlohmann::json& dict) {
   HandbookUpdateEntity* batch = nullptr;
-  storage()->performOnSavingContextAndWait(
-      [&](ManagedObjectContext& context) { batch = buildUpdateBatchLogged(context, Node(dict)); });
+  storage()->performOnSavingContextAndWait([&](ManagedObjectContext& context) {
+    HandbookTreeUpdateSource source(dict);
+    batch = buildUpdateBatchLogged(context, source);
+  });
   return batch;
 }
 
@@ -192,7 +322,8 @@ void HandbookAdapter::getHandbookUpdateEntityFromRequest(
   auto store = storage();
   store->performOnSavingContext(
       [this, dict, completion = std::move(completion)](ManagedObjectContext& context) {
-        HandbookUpdateEntity* batch = buildUpdateBatchLogged(context, Node(dict));
+        HandbookTreeUpdateSource source(dict);
+        HandbookUpdateEntity* batch = buildUpdateBatchLogged(context, source);
         if (completion) MainQueue::shared().async([completion, batch] { completion(batch); });
       });
 }
@@ -200,13 +331,14 @@ void HandbookAdapter::getHandbookUpdateEntityFromRequest(
 HandbookUpdateEntity* HandbookAdapter::getHandbookUpdateEntityFromPayload(
     std::string_view payload) {
   auto store = storage();
-  // Parsed on the calling thread; only the record work holds the saving queue.
-  return parseAndBuild(payload, [&](const Node& dict) {
-    HandbookUpdateEntity* batch = nullptr;
-    store->performOnSavingContextAndWait(
-        [&](ManagedObjectContext& context) { batch = buildUpdateBatchLogged(context, dict); });
-    return batch;
+  // Checked on the calling thread; only the record work holds the saving queue.
+  PayloadSource parsed(payload);
+  if (!parsed.source) return nullptr;
+  HandbookUpdateEntity* batch = nullptr;
+  store->performOnSavingContextAndWait([&](ManagedObjectContext& context) {
+    batch = buildUpdateBatchLogged(context, *parsed.source);
   });
+  return batch;
 }
 
 void HandbookAdapter::getHandbookUpdateEntityFromPayload(
@@ -215,8 +347,9 @@ void HandbookAdapter::getHandbookUpdateEntityFromPayload(
   store->performOnSavingContext(
       [this, payload = std::move(payload),
        completion = std::move(completion)](ManagedObjectContext& context) {
-        HandbookUpdateEntity* batch = parseAndBuild(
-            payload, [&](const Node& dict) { return buildUpdateBatchLogged(context, dict); });
+        PayloadSource parsed(payload);
+        HandbookUpdateEntity* batch =
+            parsed.source ? buildUpdateBatchLogged(context, *parsed.source) : nullptr;
         if (completion) MainQueue::shared().async([completion, batch] { completion(batch); });
       });
 }

@@ -135,15 +135,48 @@ nlohmann::json Node::toTree() const {
   return nullptr;
 }
 
+namespace {
+
+// Mixes the length and three characters: server keys differ in one of them almost always.
+std::size_t slotOf(std::string_view key) {
+  std::size_t h = key.size() * 0x9E3779B1u;
+  if (!key.empty()) {
+    h ^= static_cast<unsigned char>(key.front()) * 0x85EBCA77u;
+    h ^= static_cast<unsigned char>(key.back()) * 0xC2B2AE3Du;
+    h ^= static_cast<unsigned char>(key[key.size() / 2]) * 0x27D4EB2Fu;
+  }
+  return h ^ (h >> 13);
+}
+
+}  // namespace
+
 Dictionary::Dictionary(const Node& node) : node_(node) {
   if (!node.isObject() || node.tree_) return;
   simdjson::dom::object object = node.element_.get_object().value_unsafe();
   members_.reserve(object.size());
   for (auto field : object) members_.emplace_back(field.key, field.value);
+  if (members_.size() > kMaxHashed) return;
+  hashed_ = true;
+  for (std::size_t i = 0; i < members_.size(); ++i) {
+    for (std::size_t slot = slotOf(members_[i].first);; ++slot) {
+      std::uint8_t& entry = slots_[slot % kSlots];
+      if (entry == 0 || members_[entry - 1].first == members_[i].first) {
+        entry = static_cast<std::uint8_t>(i + 1);
+        break;
+      }
+    }
+  }
 }
 
 Node Dictionary::find(std::string_view key) const {
   if (node_.tree_ || !node_.isObject()) return node_.find(key);
+  if (hashed_) {
+    for (std::size_t slot = slotOf(key);; ++slot) {
+      std::uint8_t entry = slots_[slot % kSlots];
+      if (entry == 0) return {};
+      if (members_[entry - 1].first == key) return Node(members_[entry - 1].second);
+    }
+  }
   for (auto it = members_.rbegin(); it != members_.rend(); ++it)
     if (it->first == key) return Node(it->second);
   return {};

@@ -3,6 +3,7 @@
 // nlohmann::json tree or straight from a parsed payload text, with the same results.
 #pragma once
 
+#include <array>
 #include <cstdint>
 #include <optional>
 #include <string_view>
@@ -71,8 +72,8 @@ class Node {
 };
 
 // A dictionary the records read many keys of: the members of a parsed payload object are
-// listed once, so that each key costs a short scan instead of a walk of the parsed text.
-// Any other node reads as an empty dictionary. Non-owning like Node. Any thread.
+// listed and hashed once, so that each key costs a probe or two instead of a walk of the
+// parsed text. Any other node reads as an empty dictionary. Non-owning like Node. Any thread.
 class Dictionary {
  public:
   Dictionary(const nlohmann::json& tree) : Dictionary(Node(tree)) {}  // NOLINT: implicit
@@ -84,8 +85,16 @@ class Dictionary {
   Node find(std::string_view key) const;
 
  private:
+  // Objects with more members than this are scanned instead of hashed.
+  static constexpr std::size_t kSlots = 128;
+  static constexpr std::size_t kMaxHashed = kSlots * 3 / 4;
+
   Node node_;
   std::vector<std::pair<std::string_view, simdjson::dom::element>> members_;  // text form
+  // Open addressing over members_: a slot holds a member's index + 1 (0: empty); a repeated
+  // key keeps its last member.
+  std::array<std::uint8_t, kSlots> slots_{};
+  bool hashed_ = false;
 };
 
 // Pure functions; any thread.

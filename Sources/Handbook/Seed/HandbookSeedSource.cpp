@@ -261,7 +261,10 @@ std::string filterTagIds(const SeedExercise& exercise) {
     ids.push_back(kSeedEquipmentTagIdBase + 1 + seedEquipmentIndex(exercise.equipment).value());
   }
   std::string text;
-  for (auto id : ids) text += (text.empty() ? "" : ",") + std::to_string(id);
+  for (auto id : ids) {
+    if (!text.empty()) text += ',';
+    text += std::to_string(id);
+  }
   return text;
 }
 
@@ -453,8 +456,8 @@ json HandbookSeedSource::updateDictionary(const HandbookSeedOptions& options) co
     record["filter_tag_ids"] = filterTagIds(exercise);
     std::string alternativeIds;
     for (std::size_t other : alternativesOf[i]) {
-      alternativeIds +=
-          (alternativeIds.empty() ? "" : ",") + std::to_string(kSeedExerciseIdBase + 1 + other);
+      if (!alternativeIds.empty()) alternativeIds += ',';
+      alternativeIds += std::to_string(kSeedExerciseIdBase + 1 + other);
     }
     record["alternative_ids"] = alternativeIds;
     // Start position as the post's photo, end position as its background.

@@ -39,12 +39,11 @@ struct ScratchDirectory {
   }
 };
 
-}  // namespace
-
-HandbookSeedBuildResult buildHandbookSeedArchive(const nlohmann::json& dictionary,
-                                                 const std::string& languageCode,
-                                                 const std::filesystem::path& archive,
-                                                 const HandbookSeedProgress& progress) {
+// The build around `apply`, which makes the batch on the scratch store's adapter.
+HandbookSeedBuildResult buildArchive(
+    const std::function<HandbookUpdateEntity*(HandbookAdapter&)>& apply,
+    const std::string& languageCode, const std::filesystem::path& archive,
+    const HandbookSeedProgress& progress) {
   auto report = [&](const char* phase, double fraction) {
     if (progress) progress(phase, fraction);
   };
@@ -76,7 +75,7 @@ HandbookSeedBuildResult buildHandbookSeedArchive(const nlohmann::json& dictionar
       throw std::runtime_error("cannot create a store in " + scratch.path.string());
     storeFile = storage->storeFile();
     report("apply", 0);
-    HandbookUpdateEntity* batch = adapter.getHandbookUpdateEntityFromRequest(dictionary);
+    HandbookUpdateEntity* batch = apply(adapter);
     if (!batch) throw std::runtime_error("the dictionary gives no update batch");
     storage->performOnSavingContextAndWait(
         [&](ManagedObjectContext&) { result.records = batch->allItems().size(); });
@@ -103,6 +102,28 @@ HandbookSeedBuildResult buildHandbookSeedArchive(const nlohmann::json& dictionar
   zip::create(archive, {{HandbookStorage::kStoreFileName, storeFile}});
   report("zip", 1);
   return result;
+}
+
+}  // namespace
+
+HandbookSeedBuildResult buildHandbookSeedArchive(const nlohmann::json& dictionary,
+                                                 const std::string& languageCode,
+                                                 const std::filesystem::path& archive,
+                                                 const HandbookSeedProgress& progress) {
+  return buildArchive(
+      [&](HandbookAdapter& adapter) {
+        return adapter.getHandbookUpdateEntityFromRequest(dictionary);
+      },
+      languageCode, archive, progress);
+}
+
+HandbookSeedBuildResult buildHandbookSeedArchiveFromPayload(std::string_view payload,
+                                                            const std::string& languageCode,
+                                                            const std::filesystem::path& archive,
+                                                            const HandbookSeedProgress& progress) {
+  return buildArchive(
+      [&](HandbookAdapter& adapter) { return adapter.getHandbookUpdateEntityFromPayload(payload); },
+      languageCode, archive, progress);
 }
 
 }  // namespace dm

@@ -6,6 +6,7 @@
 #include <filesystem>
 #include <functional>
 #include <string>
+#include <string_view>
 
 #include <nlohmann/json.hpp>
 
@@ -28,5 +29,10 @@ HandbookSeedBuildResult buildHandbookSeedArchive(const nlohmann::json& dictionar
                                                  const std::string& languageCode,
                                                  const std::filesystem::path& archive,
                                                  const HandbookSeedProgress& progress = {});
+// The same from the update's text, read without building a tree of it (the lighter way for
+// large dictionaries); text that is not JSON throws like a dictionary that gives no batch.
+HandbookSeedBuildResult buildHandbookSeedArchiveFromPayload(
+    std::string_view payload, const std::string& languageCode, const std::filesystem::path& archive,
+    const HandbookSeedProgress& progress = {});
 
 }  // namespace dm

@@ -1,0 +1,260 @@
+// Reading the server's update text in windows of array elements.
+#include "Handbook/Adapter/HandbookPayloadReader.h"
+
+#include <cstring>
+
+namespace dm {
+
+namespace {
+
+// Windows parsed while checking the text stay below this many bytes (one element at least).
+constexpr std::size_t kCheckWindowBytes = 4 << 20;
+
+bool isSpace(char c) {
+  return c == ' ' || c == '\t' || c == '\n' || c == '\r';
+}
+
+// Walks the structure of the text without reading values: strings are skipped quote to
+// quote, nested values by bracket depth. The parser checks whatever is skipped here.
+class Scanner {
+ public:
+  explicit Scanner(std::string_view text)
+      : begin_(text.data()), p_(text.data()), end_(text.data() + text.size()) {}
+
+  std::size_t offset() const { return static_cast<std::size_t>(p_ - begin_); }
+  bool atEnd() const { return p_ == end_; }
+  char peek() const { return p_ < end_ ? *p_ : '\0'; }
+  void skipSpace() {
+    while (p_ < end_ && isSpace(*p_)) ++p_;
+  }
+  bool consume(char c) {
+    if (p_ == end_ || *p_ != c) return false;
+    ++p_;
+    return true;
+  }
+
+  // At an opening quote: moves past the closing one. A quote ends the string unless an odd
+  // number of backslashes precedes it.
+  bool skipString() {
+    ++p_;
+    for (;;) {
+      const auto* quote = static_cast<const char*>(std::memchr(p_, '"', end_ - p_));
+      if (!quote) return false;
+      // The character before p_ is a quote, so the count cannot run past the string.
+      const char* run = quote;
+      while (run > p_ && run[-1] == '\\') --run;
+      p_ = quote + 1;
+      if (((quote - run) & 1) == 0) return true;
+    }
+  }
+
+  // Moves past one value of any kind; false when none starts here or it does not end.
+  bool skipValue() {
+    if (p_ == end_) return false;
+    const char c = *p_;
+    if (c == '"') return skipString();
+    if (c == '[' || c == '{') return skipNested();
+    const char* start = p_;
+    while (p_ < end_ && !isSpace(*p_) && *p_ != ',' && *p_ != ']' && *p_ != '}' && *p_ != ':') ++p_;
+    return p_ != start;
+  }
+
+ private:
+  bool skipNested() {
+    std::size_t depth = 0;
+    while (p_ < end_) {
+      const char c = *p_;
+      if (c == '"') {
+        if (!skipString()) return false;
+        continue;
+      }
+      ++p_;
+      if (c == '[' || c == '{') {
+        ++depth;
+      } else if (c == ']' || c == '}') {
+        if (--depth == 0) return true;
+      }
+    }
+    return false;
+  }
+
+  const char* begin_;
+  const char* p_;
+  const char* end_;
+};
+
+}  // namespace
+
+struct HandbookPayloadReader::Parsers {
+  simdjson::dom::parser header;
+  simdjson::dom::parser window;
+};
+
+HandbookPayloadReader::HandbookPayloadReader(std::string_view text)
+    : text_(text), parsers_(std::make_unique<Parsers>()) {}
+
+HandbookPayloadReader::~HandbookPayloadReader() = default;
+
+bool HandbookPayloadReader::open() {
+  members_.clear();
+  if (scan() && checkValues()) return true;
+  members_.clear();
+  return false;
+}
+
+bool HandbookPayloadReader::scan() {
+  Scanner in(text_);
+  in.skipSpace();
+  if (!in.consume('{')) return false;
+  in.skipSpace();
+  if (in.consume('}')) {
+    in.skipSpace();
+    return in.atEnd();
+  }
+  for (;;) {
+    in.skipSpace();
+    if (in.peek() != '"') return false;
+    const std::size_t keyBegin = in.offset();
+    if (!in.skipString()) return false;
+    const std::size_t keyEnd = in.offset();
+    Member member;
+    std::string_view rawKey = text_.substr(keyBegin + 1, keyEnd - keyBegin - 2);
+    if (!simdjson::validate_utf8(rawKey.data(), rawKey.size())) return false;
+    if (rawKey.find('\\') == std::string_view::npos) {
+      member.key.assign(rawKey);
+    } else {
+      simdjson::dom::element key;
+      std::string_view decoded;
+      if (!parse(parsers_->header, headerBuffer_, {}, {keyBegin, keyEnd}, {}, key) ||
+          key.get_string().get(decoded) != simdjson::SUCCESS)
+        return false;
+      member.key.assign(decoded);
+    }
+    in.skipSpace();
+    if (!in.consume(':')) return false;
+    in.skipSpace();
+    member.value.begin = in.offset();
+    if (in.consume('[')) {
+      member.isArray = true;
+      in.skipSpace();
+      if (!in.consume(']')) {
+        for (;;) {
+          in.skipSpace();
+          Span element{in.offset(), 0};
+          if (!in.skipValue()) return false;
+          element.end = in.offset();
+          member.elements.push_back(element);
+          in.skipSpace();
+          if (in.consume(',')) continue;
+          if (in.consume(']')) break;
+          return false;
+        }
+      }
+    } else if (!in.skipValue()) {
+      return false;
+    }
+    member.value.end = in.offset();
+    members_.push_back(std::move(member));
+    in.skipSpace();
+    if (in.consume(',')) continue;
+    if (in.consume('}')) break;
+    return false;
+  }
+  in.skipSpace();
+  return in.atEnd();
+}
+
+bool HandbookPayloadReader::checkValues() {
+  simdjson::dom::element value;
+  for (const Member& member : members_) {
+    if (!member.isArray) {
+      if (!parse(parsers_->window, windowBuffer_, {}, member.value, {}, value)) return false;
+      continue;
+    }
+    const std::size_t n = member.elements.size();
+    for (std::size_t first = 0; first < n;) {
+      std::size_t last = first + 1;
+      while (last < n &&
+             member.elements[last].end - member.elements[first].begin < kCheckWindowBytes)
+        ++last;
+      if (!parseWindow(member, first, last - first, value)) return false;
+      first = last;
+    }
+  }
+  return true;
+}
+
+const HandbookPayloadReader::Member* HandbookPayloadReader::find(std::string_view key) const {
+  for (auto it = members_.rbegin(); it != members_.rend(); ++it)
+    if (it->key == key) return &*it;
+  return nullptr;
+}
+
+bool HandbookPayloadReader::parse(simdjson::dom::parser& parser, std::string& buffer,
+                                  std::string_view prefix, Span span, std::string_view suffix,
+                                  simdjson::dom::element& out) {
+  const std::size_t length = prefix.size() + (span.end - span.begin) + suffix.size();
+  buffer.clear();
+  buffer.reserve(length + simdjson::SIMDJSON_PADDING);
+  buffer.append(prefix);
+  buffer.append(text_.substr(span.begin, span.end - span.begin));
+  buffer.append(suffix);
+  // The parser reads into the padding: it must hold spaces, not leftovers.
+  buffer.append(simdjson::SIMDJSON_PADDING, ' ');
+  return parser.parse(buffer.data(), length, false).get(out) == simdjson::SUCCESS;
+}
+
+bool HandbookPayloadReader::parseWindow(const Member& member, std::size_t first, std::size_t count,
+                                        simdjson::dom::element& out) {
+  // The elements keep the commas between them, so the window reads as an array of its own.
+  Span span{member.elements[first].begin, member.elements[first + count - 1].end};
+  return parse(parsers_->window, windowBuffer_, "[", span, "]", out);
+}
+
+handbook_dict::Node HandbookPayloadReader::header(std::initializer_list<std::string_view> keys) {
+  // The named members' texts copied into one small object of their own.
+  headerBuffer_.clear();
+  headerBuffer_ += '{';
+  for (std::string_view key : keys) {
+    const Member* member = find(key);
+    if (!member) continue;
+    if (headerBuffer_.size() > 1) headerBuffer_ += ',';
+    headerBuffer_ += '"';
+    headerBuffer_ += key;
+    headerBuffer_ += "\":";
+    headerBuffer_.append(
+        text_.substr(member->value.begin, member->value.end - member->value.begin));
+  }
+  headerBuffer_ += '}';
+  const std::size_t length = headerBuffer_.size();
+  headerBuffer_.append(simdjson::SIMDJSON_PADDING, ' ');
+  simdjson::dom::element document;
+  if (parsers_->header.parse(headerBuffer_.data(), length, false).get(document) !=
+      simdjson::SUCCESS)
+    return {};
+  return handbook_dict::Node(document);
+}
+
+std::size_t HandbookPayloadReader::elementCount(std::string_view key) const {
+  const Member* member = find(key);
+  return member && member->isArray ? member->elements.size() : 0;
+}
+
+bool HandbookPayloadReader::elements(std::string_view key, std::size_t first, std::size_t count,
+                                     std::vector<handbook_dict::Node>& out) {
+  out.clear();
+  const Member* member = find(key);
+  if (!member || !member->isArray || count == 0 || first >= member->elements.size() ||
+      count > member->elements.size() - first)
+    return false;
+  simdjson::dom::element window;
+  simdjson::dom::array array;
+  if (!parseWindow(*member, first, count, window) ||
+      window.get_array().get(array) != simdjson::SUCCESS)
+    return false;
+  out.reserve(count);
+  for (simdjson::dom::element element : array) out.emplace_back(element);
+  return true;
+}
+
+}  // namespace dm

@@ -1,0 +1,177 @@
+// Updates larger than a chunk: stored chunk by chunk with the same records, links and batch
+// as in one go, and an update cut short before the caller's save is applied again in full.
+#include <map>
+
+#include <gtest/gtest.h>
+
+#include "Handbook/Entities/HandbookPostProductEntity.h"
+#include "Handbook/Entities/HandbookUpdateEntity.h"
+#include "Handbook/HandbookTestSupport.h"
+
+namespace dm {
+namespace {
+
+using nlohmann::json;
+
+// 23 products, the even ones made of the next one and of the first (links across chunks in
+// both directions), a product named twice far apart that gains ingredients the second time,
+// elements without a valid id, and a few categories and exercises around them.
+json largeDictionary(int version) {
+  json products = json::array();
+  for (int id = 100; id < 123; ++id) {
+    json product = {{"id", id},
+                    {"title", "Product " + std::to_string(id)},
+                    {"calories", id * 1.5 + version},
+                    {"category_id", id % 3}};
+    if (id % 2 == 0)
+      product["ingredients"] = {{{"post_product_id", id + 1}, {"weight", 10}},
+                                {{"post_product_id", 100}, {"weight", 5}}};
+    products.push_back(product);
+  }
+  products.push_back({{"id", 101},
+                      {"title", "Product 101 again"},
+                      {"ingredients", {{{"post_product_id", 122}, {"weight", 1}}}}});
+  products.push_back({{"title", "no id"}});
+  products.push_back({{"id", -4}});
+  json categories = json::array();
+  for (int id = 1; id <= 5; ++id) categories.push_back({{"id", id}, {"title", "C"}});
+  return {{"status", "changed"},
+          {"version", version},
+          {"categories", categories},
+          {"post_products", products},
+          {"post_exercises", {{{"id", 31}, {"title", "Lunge"}}, {{"id", 32}, {"title", "Step"}}}}};
+}
+
+struct CountingDelegate : FetchedResultsControllerDelegate {
+  int changes = 0;
+  void controllerDidChangeContent(FetchedResultsController&) override { ++changes; }
+};
+
+struct Store {
+  test::HandbookEnvironment env;
+  HandbookAdapter adapter{env.storageOptions()};
+
+  explicit Store(std::size_t chunk) { adapter.setUpdateChunkSize(chunk); }
+
+  // Each item's values and ingredient links by entity and id.
+  std::map<std::pair<std::string, std::int64_t>, std::vector<Value>> snapshot() {
+    std::map<std::pair<std::string, std::int64_t>, std::vector<Value>> out;
+    auto storage = adapter.storage();
+    storage->performOnSavingContextAndWait([&](ManagedObjectContext& context) {
+      FetchRequest request(storage->entityNamed("HandbookItemEntity"));
+      for (ManagedObject* o : context.executeFetchRequest(request)) {
+        std::vector<Value> values;
+        for (std::size_t i = 0; i < o->entity().attributes().size(); ++i)
+          values.push_back(o->valueAt(i));
+        if (auto* p = dynamic_cast<HandbookPostProductEntity*>(o))
+          for (auto* linked : p->handbooksForIngredients())
+            values.push_back(Value(*linked->entityID()));
+        out[{o->entity().name(), o->valueAt(0).asInt64()}] = std::move(values);
+      }
+    });
+    return out;
+  }
+  // The batch's items by id in list order, and its change count.
+  std::pair<std::vector<std::int64_t>, std::int64_t> describe(HandbookUpdateEntity* batch) {
+    std::vector<std::int64_t> ids;
+    std::int64_t changes = 0;
+    adapter.storage()->performOnSavingContextAndWait([&](ManagedObjectContext&) {
+      for (auto* item : batch->allItems()) ids.push_back(*item->entityID());
+      changes = batch->amountOfChanges();
+    });
+    return {ids, changes};
+  }
+  std::size_t count(const char* entity) {
+    FetchRequest request(adapter.storage()->entityNamed(entity));
+    return adapter.storage()->count(request);
+  }
+};
+
+TEST(HandbookChunkedUpdateTest, ChunksStoreWhatOneGoStores) {
+  for (bool fromText : {false, true}) {
+    SCOPED_TRACE(fromText ? "text" : "tree");
+    Store whole(1000), chunked(4);
+    CountingDelegate delegate;
+    auto controller = chunked.adapter.getPostEntityFetchedResultsController(
+        5, {"entityID"}, std::nullopt, &delegate);
+    controller->performFetch();
+    for (int version : {1, 2}) {
+      json dict = largeDictionary(version);
+      auto apply = [&](Store& store) {
+        HandbookUpdateEntity* batch =
+            fromText ? store.adapter.getHandbookUpdateEntityFromPayload(dict.dump())
+                     : store.adapter.getHandbookUpdateEntityFromRequest(dict);
+        EXPECT_TRUE(batch);
+        auto described =
+            batch ? store.describe(batch) : std::pair<std::vector<std::int64_t>, std::int64_t>{};
+        store.adapter.saveAndWait();
+        MainQueue::shared().runUntilIdle();
+        return described;
+      };
+      auto expected = apply(whole);
+      EXPECT_EQ(apply(chunked), expected);
+      EXPECT_EQ(expected.second, 30);  // 5 categories, 23 products, 2 exercises
+      ASSERT_EQ(expected.first.size(), 30u);
+      EXPECT_EQ(expected.first[5], 31);  // categories, then exercises, then products
+      EXPECT_EQ(chunked.snapshot(), whole.snapshot());
+    }
+    EXPECT_EQ(chunked.count("HandbookPostProductEntity"), 23u);
+    EXPECT_EQ(chunked.count("HandbookUpdateEntity"), 2u);
+    // Spot checks that the links were rebuilt, not merely rebuilt alike.
+    auto snapshot = chunked.snapshot();
+    const auto& first = snapshot.at({"HandbookPostProductEntity", 100});
+    const auto& last = snapshot.at({"HandbookPostProductEntity", 122});
+    std::size_t attributes = first.size() - 2;
+    EXPECT_EQ(first[attributes].asInt64(), 101);  // a product stored in a later chunk
+    EXPECT_EQ(first[attributes + 1].asInt64(), 100);
+    EXPECT_EQ(last.size(), attributes + 1);  // 123 is not stored
+    EXPECT_EQ(last[attributes].asInt64(), 100);
+    EXPECT_EQ(snapshot.at({"HandbookPostProductEntity", 101}).back().asInt64(), 122);
+
+    // Live results on the main context followed every chunk.
+    EXPECT_EQ(controller->fetchedObjects().size(), 23u);
+    EXPECT_GE(delegate.changes, 2);
+  }
+}
+
+TEST(HandbookChunkedUpdateTest, AnUpdateCutShortIsAppliedAgain) {
+  auto lastVersion = [](HandbookAdapter& adapter) {
+    std::string version = "none";
+    adapter.getLastUpdateEntityForSaving([&](HandbookUpdateEntity* batch) {
+      if (batch) version = batch->version();
+    });
+    return version;
+  };
+  Store store(4), clean(1000);
+  for (Store* s : {&store, &clean}) {
+    ASSERT_TRUE(s->adapter.getHandbookUpdateEntityFromRequest(largeDictionary(1)));
+    s->adapter.saveAndWait();
+  }
+  // Version 2 is built but the caller never saves: the chunks before the last are stored,
+  // the batch is not.
+  ASSERT_TRUE(store.adapter.getHandbookUpdateEntityFromPayload(largeDictionary(2).dump()));
+  {
+    HandbookAdapter reopened(store.env.storageOptions());
+    EXPECT_EQ(lastVersion(reopened), "1");
+    FetchRequest request(reopened.storage()->entityNamed("HandbookPostProductEntity"));
+    request.predicate = Predicate::parse("entityID = %@", {Value(std::int64_t{100})});
+    auto found = reopened.storage()->fetch(
+        request, reopened.storage()->managedObjectBackgroundForSavingContext());
+    ASSERT_EQ(found.size(), 1u);  // an early chunk: already version 2
+    EXPECT_DOUBLE_EQ(*static_cast<HandbookPostProductEntity*>(found[0])->calories(), 152.0);
+  }
+  // What a restart leaves: nothing unsaved. The next try applies the whole update again.
+  store.adapter.storage()->performOnSavingContextAndWait(
+      [](ManagedObjectContext& context) { context.reset(); });
+  for (Store* s : {&store, &clean}) {
+    ASSERT_TRUE(s->adapter.getHandbookUpdateEntityFromPayload(largeDictionary(2).dump()));
+    s->adapter.saveAndWait();
+  }
+  EXPECT_EQ(lastVersion(store.adapter), "2");
+  EXPECT_EQ(store.count("HandbookUpdateEntity"), 2u);
+  EXPECT_EQ(store.count("HandbookPostProductEntity"), 23u);
+  EXPECT_EQ(store.snapshot(), clean.snapshot());
+}
+
+}  // namespace
+}  // namespace dm
