@@ -773,20 +773,25 @@ bool ManagedObjectContext::isInBulkWrite() const {
   return bulk_ != nullptr;
 }
 
+// Rolls back what the bulk write stored (unless a failed save already did) and closes it.
+void ManagedObjectContext::abandonBulkWrite() {
+  if (!bulk_->failed) {
+    store_->rollbackBulkWrite(this);
+    {
+      Lock lock(mutex_);
+      discardBulkWriteLocked();
+    }
+    processPendingChanges();
+  }
+  Lock lock(mutex_);
+  bulk_.reset();
+}
+
 void ManagedObjectContext::endBulkWrite(bool commit) {
   checkQueue("bulk write");
   if (!bulk_) return;
   if (!commit) {
-    if (!bulk_->failed) {
-      store_->rollbackBulkWrite(this);
-      {
-        Lock lock(mutex_);
-        discardBulkWriteLocked();
-      }
-      processPendingChanges();
-    }
-    Lock lock(mutex_);
-    bulk_.reset();
+    abandonBulkWrite();
     return;
   }
   if (bulk_->failed) {
@@ -798,16 +803,7 @@ void ManagedObjectContext::endBulkWrite(bool commit) {
     save();  // the last chunk; a failure rolls the whole write back
     store_->commitBulkWrite(this);
   } catch (...) {
-    if (!bulk_->failed) {
-      store_->rollbackBulkWrite(this);
-      {
-        Lock lock(mutex_);
-        discardBulkWriteLocked();
-      }
-      processPendingChanges();
-    }
-    Lock lock(mutex_);
-    bulk_.reset();
+    abandonBulkWrite();
     throw;
   }
   std::unique_ptr<BulkWriteState> state;

@@ -225,6 +225,7 @@ class ManagedObjectContext : public std::enable_shared_from_this<ManagedObjectCo
   std::vector<std::shared_ptr<ManagedObjectContext>> mergeRecipients();
   void refreshLocked(ManagedObject* object, bool mergeChanges);
   void endBulkWrite(bool commit);
+  void abandonBulkWrite();
   // Brings the context back to the file's state after its bulk write was rolled back.
   void discardBulkWriteLocked();
   void mergeChanges(const std::shared_ptr<const SaveChangeSet>& changes);
