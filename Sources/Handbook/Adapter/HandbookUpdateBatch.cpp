@@ -42,8 +42,6 @@ const BatchKind kBatchKinds[] = {
 using handbook_dict::Node;
 constexpr std::size_t kIngredientsDataIndex =
     HandbookPostProductEntityGenerated::kIngredientsDataIndex;
-// Released records are fetched back this many ids at a time.
-constexpr std::size_t kFetchListLimit = 2000;
 
 // A record the batch lists: its object while the context still holds it, else (once saved
 // and released) its identifier.
@@ -105,26 +103,11 @@ class BatchApplier {
     return out;
   }
 
-  // Gives every listed record an object again: those released come back as faults, so their
-  // values are not loaded. They are fetched by ranges of ids (a range costs two comparisons
-  // per unsaved object, where a list would cost a search of the list).
+  // Gives every listed record an object again: those released come back as faults, made
+  // from their identifiers without reading a row.
   void resolve(AppliedKind& applied) {
-    std::vector<std::int64_t> ids;
-    for (const ItemRef& ref : applied.items)
-      if (!ref.object) ids.push_back(ref.entityID);
-    std::sort(ids.begin(), ids.end());
-    for (std::size_t first = 0; first < ids.size(); first += kFetchListLimit) {
-      const std::size_t last = std::min(ids.size(), first + kFetchListLimit) - 1;
-      FetchRequest request(applied.entity);
-      request.includesSubentities = false;
-      request.predicate = Predicate::parse("entityID >= %@ AND entityID <= %@",
-                                           {Value(ids[first]), Value(ids[last])});
-      request.returnsObjectsAsFaults = true;
-      request.includesPropertyValues = false;
-      context_.executeFetchRequest(request);
-    }
     for (ItemRef& ref : applied.items)
-      if (!ref.object) ref.object = context_.objectRegisteredForID(ref.id);
+      if (!ref.object) ref.object = context_.objectWithID(ref.id);
   }
 
  private:

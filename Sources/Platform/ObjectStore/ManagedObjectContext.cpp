@@ -237,10 +237,20 @@ void ManagedObjectContext::forgetObjectLocked(ManagedObject* object) {
   }
 }
 
+static bool isConcrete(const EntityDescription* entity);
+
 ManagedObject* ManagedObjectContext::objectRegisteredForID(const ObjectID& id) const {
   Lock lock(mutex_);
   auto it = objects_.find(id);
   return it == objects_.end() ? nullptr : it->second.get();
+}
+
+ManagedObject* ManagedObjectContext::objectWithID(const ObjectID& id) {
+  checkQueue("objectWithID");
+  Lock lock(mutex_);
+  if (auto it = objects_.find(id); it != objects_.end()) return it->second.get();
+  if (id.temporary || !isConcrete(id.entity)) return nullptr;
+  return registeredOrFaultLocked(id);
 }
 
 ManagedObject* ManagedObjectContext::existingObjectWithID(const ObjectID& id) {
@@ -461,9 +471,14 @@ void ManagedObjectContext::refreshLocked(ManagedObject* object, bool mergeChange
   }
   object->flags_ = ManagedObject::kFault;
   object->changed_.clear();
-  object->values_.clear();
-  object->toOne_.clear();
-  object->toMany_.clear();
+  releaseStateLocked(object);
+}
+
+// A fault keeps no values: its memory goes back now, not when the object is forgotten.
+void ManagedObjectContext::releaseStateLocked(ManagedObject* object) {
+  std::vector<Value>().swap(object->values_);
+  decltype(object->toOne_)().swap(object->toOne_);
+  decltype(object->toMany_)().swap(object->toMany_);
 }
 
 void ManagedObjectContext::reset() {
@@ -543,9 +558,9 @@ SaveChangeSet ManagedObjectContext::collectChangesLocked() {
     if (o->flags_ & ManagedObject::kDeleted)
       changes.deleted.push_back(o->id_);
     else if (o->flags_ & ManagedObject::kInserted)
-      changes.inserted.push_back(snapshotOfLocked(o));
+      changes.inserted.push_back(o->id_);
     else if (o->flags_ & ManagedObject::kChanged)
-      changes.updated.push_back(snapshotOfLocked(o));
+      changes.updated.push_back(o->id_);
   }
   return changes;
 }
@@ -813,14 +828,9 @@ void ManagedObjectContext::endBulkWrite(bool commit) {
   }
   auto recipients = mergeRecipients();
   if (recipients.empty()) return;
-  // Merging contexts learn what changed by identifier; they reload what they hold.
   auto changes = std::make_shared<SaveChangeSet>();
-  changes->inserted.reserve(state->inserted.size());
-  for (const ObjectID& id : state->inserted)
-    changes->inserted.push_back(ObjectSnapshot{id, {}, {}, {}});
-  changes->updated.reserve(state->updated.size());
-  for (const ObjectID& id : state->updated)
-    changes->updated.push_back(ObjectSnapshot{id, {}, {}, {}});
+  changes->inserted = std::move(state->inserted);
+  changes->updated = std::move(state->updated);
   changes->deleted = std::move(state->deleted);
   std::shared_ptr<const SaveChangeSet> shared = changes;
   for (auto& recipient : recipients) {
@@ -846,9 +856,7 @@ void ManagedObjectContext::discardBulkWriteLocked() {
     if (o->flags_ & ManagedObject::kPendingNotification) return;
     o->flags_ = ManagedObject::kFault | ManagedObject::kPendingNotification;
     o->changed_.clear();
-    o->values_.clear();
-    o->toOne_.clear();
-    o->toMany_.clear();
+    releaseStateLocked(o);
     pendingUpdated_.push_back(o);
   };
   std::vector<ManagedObject*> unsaved;
@@ -873,58 +881,36 @@ void ManagedObjectContext::discardBulkWriteLocked() {
 void ManagedObjectContext::mergeChanges(const std::shared_ptr<const SaveChangeSet>& changes) {
   {
     Lock lock(mutex_);
-    for (const auto* list : {&changes->inserted, &changes->updated}) {
-      bool inserted = list == &changes->inserted;
-      for (const auto& s : *list) {
-        auto it = objects_.find(s.id);
-        if (it == objects_.end()) {
-          if (!inserted) continue;  // not held here: nothing to refresh
-          ManagedObject* object = registerSnapshotLocked(s, false);
-          object->flags_ |= ManagedObject::kPendingNotification;
-          pendingInserted_.push_back(object);
-          continue;
-        }
-        ManagedObject* object = it->second.get();
-        if (object->flags_ & ManagedObject::kFault) continue;  // loads fresh when touched
-        if (object->flags_ & ManagedObject::kDeleted) continue;
-        if (s.values.empty()) {
-          // Identifiers only (a committed bulk write): reload from the file, keeping local
-          // edits.
-          if (object->flags_ & ManagedObject::kInserted) continue;
-          bool pending = object->flags_ & ManagedObject::kPendingNotification;
-          refreshLocked(object, true);
-          if (!(object->flags_ & ManagedObject::kPendingNotification)) {
-            object->flags_ |= ManagedObject::kPendingNotification;
-            if (!pending) pendingUpdated_.push_back(object);
-          }
-          continue;
-        }
-        ObjectSnapshot merged = s;
-        for (std::size_t i = 0; i < merged.toMany.size(); ++i)
-          if (!merged.toMany[i] && object->toMany_[i].loaded) {
-            std::vector<ObjectID> ids;
-            for (const ManagedObject* m : object->toMany_[i].members()) ids.push_back(m->id_);
-            merged.toMany[i] = std::move(ids);
-          }
-        if (!object->changed_.none()) {
-          // Local unsaved edits win over merged values.
-          ObjectSnapshot mine = snapshotOfLocked(object);
-          std::size_t na = object->entity_->attributes().size();
-          for (std::size_t i = 0; i < na; ++i)
-            if (object->changed_.test(i)) merged.values[i] = mine.values[i];
-          for (std::size_t i = 0; i < mine.toOne.size(); ++i)
-            if (object->changed_.test(na + i)) {
-              merged.toOne[i] = mine.toOne[i];
-              merged.toMany[i] = mine.toMany[i];
-            }
-        }
-        auto changedBits = object->changed_;
-        applySnapshotLocked(object, merged);
-        object->changed_ = changedBits;
-        if (!(object->flags_ & ManagedObject::kPendingNotification)) {
-          object->flags_ |= ManagedObject::kPendingNotification;
-          pendingUpdated_.push_back(object);
-        }
+    for (const ObjectID& id : changes->inserted) {
+      // Announced as a fault: whoever looks at it reads the saved row. A registered object
+      // is ours already (pushed up from here) unless it is a fault met earlier through a
+      // relationship, which nobody has heard of yet.
+      auto it = objects_.find(id);
+      ManagedObject* object = nullptr;
+      if (it == objects_.end())
+        object = registeredOrFaultLocked(id);
+      else if ((it->second->flags_ &
+                (ManagedObject::kFault | ManagedObject::kPendingNotification)) ==
+               ManagedObject::kFault)
+        object = it->second.get();
+      else
+        continue;
+      object->flags_ |= ManagedObject::kPendingNotification;
+      pendingInserted_.push_back(object);
+    }
+    for (const ObjectID& id : changes->updated) {
+      auto it = objects_.find(id);
+      if (it == objects_.end()) continue;  // not held here: nothing to refresh
+      ManagedObject* object = it->second.get();
+      if (object->flags_ & (ManagedObject::kFault | ManagedObject::kDeleted |
+                            ManagedObject::kInserted))
+        continue;  // a fault loads fresh when touched
+      // Reload from the parent or the file, keeping local edits.
+      bool pending = object->flags_ & ManagedObject::kPendingNotification;
+      refreshLocked(object, true);
+      if (!(object->flags_ & ManagedObject::kPendingNotification)) {
+        object->flags_ |= ManagedObject::kPendingNotification;
+        if (!pending) pendingUpdated_.push_back(object);
       }
     }
   }

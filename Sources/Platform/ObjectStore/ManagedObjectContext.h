@@ -110,6 +110,10 @@ class ManagedObjectContext : public std::enable_shared_from_this<ManagedObjectCo
   // Marks for deletion, applying the delete rules (cascade deletes related objects,
   // nullify removes this object from their relationships).
   void deleteObject(ManagedObject* object);
+  // The registered object with that identifier, else a fault for it without reading the
+  // file (a fault whose row is missing reads as empty). nullptr for a temporary identifier
+  // or one whose entity is abstract. Owned by the context.
+  ManagedObject* objectWithID(const ObjectID& id);
   // The registered object with that identifier, a fault for a stored row, or nullptr when
   // no such row exists. The returned object is owned by the context.
   ManagedObject* existingObjectWithID(const ObjectID& id);
@@ -224,6 +228,7 @@ class ManagedObjectContext : public std::enable_shared_from_this<ManagedObjectCo
   void applyChangesFromChildLocked(const ManagedObjectContext& child);
   std::vector<std::shared_ptr<ManagedObjectContext>> mergeRecipients();
   void refreshLocked(ManagedObject* object, bool mergeChanges);
+  static void releaseStateLocked(ManagedObject* object);
   void endBulkWrite(bool commit);
   void abandonBulkWrite();
   // Brings the context back to the file's state after its bulk write was rolled back.

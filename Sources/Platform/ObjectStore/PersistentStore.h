@@ -34,10 +34,11 @@ struct ObjectSnapshot {
   std::vector<std::optional<std::vector<ObjectID>>> toMany;
 };
 
-// One save's worth of changes, in the order they are applied.
+// What one save (or one committed bulk write) changed, by identifier: contexts that merge
+// it reload what they hold rather than receive copies of every saved value.
 struct SaveChangeSet {
-  std::vector<ObjectSnapshot> inserted;
-  std::vector<ObjectSnapshot> updated;
+  std::vector<ObjectID> inserted;
+  std::vector<ObjectID> updated;
   std::vector<ObjectID> deleted;
   bool empty() const { return inserted.empty() && updated.empty() && deleted.empty(); }
 };

@@ -308,6 +308,22 @@ TEST(ObjectStoreTest, FaultsLoadOnAccessAndRefreshDropsChanges) {
   EXPECT_TRUE(owners[0]->isFault());
   EXPECT_FALSE(f.root->hasChanges());
   EXPECT_EQ(owners[0]->valueForKey("name").asString(), "x");
+
+  // objectWithID hands out the registered object, or a fault that reads its row only when
+  // touched; a fault whose row is gone reads as empty.
+  const ObjectID stored = owners[0]->objectID();
+  EXPECT_EQ(f.root->objectWithID(stored), owners[0]);
+  f.root->reset();
+  ManagedObject* fault = f.root->objectWithID(stored);
+  ASSERT_TRUE(fault);
+  EXPECT_TRUE(fault->isFault());
+  EXPECT_EQ(fault->valueForKey("name").asString(), "x");
+  ManagedObject* missing = f.root->objectWithID(ObjectID{stored.entity, stored.key + 100, false});
+  ASSERT_TRUE(missing);
+  EXPECT_TRUE(missing->valueForKey("name").isNull());
+  EXPECT_EQ(f.root->objectWithID(ObjectID{&f.entity("Record"), stored.key + 50, false}), nullptr);
+  ManagedObject* inserted = f.root->insertNewObject("Owner");
+  EXPECT_EQ(f.root->objectWithID(inserted->objectID()), inserted);
 }
 
 TEST(ObjectStoreTest, ModelChangesMigrateOrFailClearly) {

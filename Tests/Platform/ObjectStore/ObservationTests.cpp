@@ -110,6 +110,33 @@ TEST(ObservationTest, OnlyContextsThatAskMergeWhatSiblingsAndParentsSave) {
   EXPECT_EQ(bob->valueForKey("title").asString(), "local edit");
 }
 
+// Saves are merged by identifier. An object the merging context met as a fault through a
+// relationship before its insertion was merged is still announced as inserted.
+TEST(ObservationTest, InsertionsMetEarlierThroughARelationshipAreStillAnnounced) {
+  TempDir dir;
+  StoreFixture f(dir);
+  auto merging = ManagedObjectContext::createChild(f.root, ConcurrencyType::MainQueue, "merging");
+  merging->setAutomaticallyMergesChangesFromParent(true);
+  std::vector<std::string> announced;
+  auto token = merging->addObserver(ContextNotification::ObjectsDidChange,
+                                    [&](const ContextChanges& c) {
+    for (ManagedObject* o : c.inserted) {
+      announced.push_back(o->entity().name());
+      if (o->entity().name() == "Owner") {  // loads the owner and meets its samples as faults
+        EXPECT_EQ(o->objectsForKey("samples").size(), 1u);
+      }
+    }
+  });
+  auto* owner = f.root->insertNewObject("Owner");
+  owner->setValueForKey("name", "o");
+  f.root->save();
+  auto* sample = f.root->insertNewObject("Sample");
+  sample->setObjectForKey("owner", owner);
+  f.root->save();
+  MainQueue::shared().runUntilIdle();
+  EXPECT_EQ(announced, (std::vector<std::string>{"Owner", "Sample"}));
+}
+
 struct RecordingDelegate : FetchedResultsControllerDelegate {
   void controllerWillChangeContent(FetchedResultsController&) override { log.push_back("will"); }
   void controllerDidChangeObject(FetchedResultsController&, const ResultsChange& c) override {
