@@ -796,7 +796,15 @@ std::string PersistentStore::buildQuery(const FetchRequest& request,
       names += names.empty() ? "?" : ", ?";
       parameters.emplace_back(e->name());
     }
-    conditions.push_back("t0._entity IN (" + names + ")");
+    // Most of a table's rows may belong to one entity, so the _entity index narrows little;
+    // when the predicate reads an indexed attribute, "+" keeps the planner on that index.
+    bool predicateUsesIndex = false;
+    if (request.predicate)
+      for (const std::string& path : request.predicate->keyPaths())
+        if (const auto* attribute = entity.attributeNamed(path); attribute && attribute->indexed)
+          predicateUsesIndex = true;
+    conditions.push_back((predicateUsesIndex ? "+t0._entity IN (" : "t0._entity IN (") + names +
+                         ")");
   }
   if (request.predicate) {
     SqlCondition condition = compileToSql(*request.predicate, resolver);
