@@ -14,6 +14,8 @@
 
 #include <nlohmann/json.hpp>
 
+#include "ReadPayload.h"
+
 #include "Handbook/Adapter/HandbookAdapter.h"
 #include "Handbook/Entities/HandbookPostProductEntity.h"
 #include "Handbook/Entities/HandbookUpdateEntity.h"
@@ -32,12 +34,8 @@ struct Result {
   std::string check;
 };
 
-std::string readAll(const fs::path& path) {
-  std::ifstream in(path, std::ios::binary);
-  if (!in) throw std::runtime_error("cannot read " + path.string());
-  std::ostringstream out;
-  out << in.rdbuf();
-  return out.str();
+std::string readAll(const fs::path& file) {
+  return bench::readPayload(file);
 }
 
 // The runner writes the payloads for handbook.update; the other workloads generate them here

@@ -10,6 +10,8 @@
 #include <sstream>
 #include <string>
 
+#include "ReadPayload.h"
+
 #include "Platform/ObjectMapping/ManagedObjectDestination.h"
 #include "Platform/ObjectMapping/MappingOperation.h"
 #include "Platform/ObjectStore/PersistentStore.h"
@@ -142,13 +144,9 @@ std::size_t count(ManagedObjectContext& context, const char* entity) {
 int run(const std::string& workload, long n, const std::filesystem::path& dir) {
   const bool nested = workload == "map.nested";
   std::string payload;
-  if (std::ifstream in(dir / "payload.json", std::ios::binary | std::ios::ate); in) {
-    // Read straight into one buffer of the file's size, so setup does not hold two copies,
-    // with spare room for the parser to read the text in place.
-    payload.reserve(static_cast<std::size_t>(in.tellg()) + MappingOperation::kParsePadding);
-    payload.resize(static_cast<std::size_t>(in.tellg()));
-    in.seekg(0);
-    in.read(payload.data(), static_cast<std::streamsize>(payload.size()));
+  if (std::filesystem::exists(dir / "payload.json")) {
+    // With spare room for the parser to read the text in place.
+    payload = bench::readPayload(dir / "payload.json", MappingOperation::kParsePadding);
   } else {
     payload = nested ? nestedPayload(n) : flatPayload(n);
   }

@@ -21,6 +21,8 @@
 #include <unordered_map>
 #include <vector>
 
+#include "ReadPayload.h"
+
 namespace {
 
 namespace fs = std::filesystem;
@@ -85,11 +87,7 @@ void bindText(sqlite3_stmt* stmt, int index, std::string_view text) {
 }
 
 std::string readAll(const fs::path& file) {
-  std::ifstream in(file, std::ios::binary);
-  if (!in) throw std::runtime_error("cannot read " + file.string());
-  std::ostringstream buffer;
-  buffer << in.rdbuf();
-  return buffer.str();
+  return bench::readPayload(file);
 }
 
 struct Result {

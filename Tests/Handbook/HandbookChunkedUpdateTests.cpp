@@ -134,6 +134,27 @@ TEST(HandbookChunkedUpdateTest, ChunksStoreWhatOneGoStores) {
   }
 }
 
+// Elements are read a few hundred at a time while chunks are saved every chunk-size records;
+// chunks that span several reads, and kinds that end mid-chunk, store the same records.
+TEST(HandbookChunkedUpdateTest, ChunksSpanningSeveralReadsStoreWhatOneGoStores) {
+  json products = json::array(), exercises = json::array();
+  for (int id = 1; id <= 1300; ++id) {
+    json product = {{"id", id}, {"title", "P" + std::to_string(id)}, {"calories", id}};
+    if (id % 97 == 0) product["ingredients"] = {{{"post_product_id", id - 1}, {"weight", 1}}};
+    products.push_back(product);
+  }
+  for (int id = 5000; id < 5300; ++id) exercises.push_back({{"id", id}, {"title", "E"}});
+  json dict = {{"status", "changed"}, {"version", 3}, {"post_products", products},
+               {"post_exercises", exercises}};
+  Store whole(100000), chunked(600);
+  for (Store* store : {&whole, &chunked}) {
+    ASSERT_TRUE(store->adapter.getHandbookUpdateEntityFromPayload(dict.dump()));
+    store->adapter.saveAndWait();
+  }
+  EXPECT_EQ(chunked.count("HandbookPostProductEntity"), 1300u);
+  EXPECT_EQ(chunked.snapshot(), whole.snapshot());
+}
+
 TEST(HandbookChunkedUpdateTest, AnUpdateCutShortIsAppliedAgain) {
   auto lastVersion = [](HandbookAdapter& adapter) {
     std::string version = "none";

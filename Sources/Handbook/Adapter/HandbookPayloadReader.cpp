@@ -8,7 +8,9 @@ namespace dm {
 namespace {
 
 // Windows parsed while checking the text stay below this many bytes (one element at least).
-constexpr std::size_t kCheckWindowBytes = 4 << 20;
+// The parser keeps memory for the largest text it has parsed, about ten times its size, so
+// the check window is kept below the windows of elements that the update reads anyway.
+constexpr std::size_t kCheckWindowBytes = 256 << 10;
 
 bool isSpace(char c) {
   return c == ' ' || c == '\t' || c == '\n' || c == '\r';

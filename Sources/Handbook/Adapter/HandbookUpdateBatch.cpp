@@ -40,6 +40,8 @@ const BatchKind kBatchKinds[] = {
 };
 
 using handbook_dict::Node;
+// Elements parsed (and looked up in the store) at a time.
+constexpr std::size_t kParseWindow = 250;
 constexpr std::size_t kIngredientsDataIndex =
     HandbookPostProductEntityGenerated::kIngredientsDataIndex;
 
@@ -118,8 +120,12 @@ class BatchApplier {
     std::vector<std::pair<std::int64_t, Node>> valid;
     std::vector<Value> ids;
     liveFrom_ = 0;
-    for (std::size_t first = 0; first < count; first += chunkSize_) {
-      const std::size_t n = std::min(chunkSize_, count - first);
+    // Elements are parsed a few hundred at a time: a parsed window costs about ten times its
+    // text, so parsing a whole chunk at once would cost more than its records.
+    const std::size_t window = std::min(chunkSize_, kParseWindow);
+    std::size_t unsaved = 0;
+    for (std::size_t first = 0; first < count; first += window) {
+      const std::size_t n = std::min(window, count - first);
       source_.elements(applied.kind->key, first, n, elements);
       valid.clear();
       ids.clear();
@@ -146,7 +152,13 @@ class BatchApplier {
         if (isProduct) ingredients_[at->second].has = item->valueAt(kIngredientsDataIndex).isBlob();
       }
       remaining_ -= n;
-      if (remaining_ > 0) release(applied);
+      unsaved += n;
+      // A kind's records are all released before the next kind starts: release() only knows
+      // the current kind's list.
+      if (remaining_ > 0 && (unsaved >= chunkSize_ || first + n == count)) {
+        release(applied);
+        unsaved = 0;
+      }
     }
   }
 
