@@ -1053,8 +1053,10 @@ std::vector<ManagedObject*> ManagedObjectContext::fetchLocked(const FetchRequest
   }
 
   // A path through a relationship reads other rows; when some of those have unsaved
-  // changes the file's values are stale, so filter and order in memory instead.
-  bool inMemoryFilter = false;
+  // changes the file's values are stale, so filter and order in memory instead. So too for
+  // a predicate nested deeper than SQL takes.
+  bool inMemoryFilter =
+      request.predicate && request.predicate->depth() > kMaxSqlPredicateDepth;
   if (foreignChanges) {
     std::vector<std::string> paths;
     if (request.predicate) paths = request.predicate->keyPaths();

@@ -121,7 +121,10 @@ struct SqlCondition {
 // Texts compare as byte strings in both forms: a NUL byte is an ordinary character.
 // LIKE compiles to a call of the SQL function kPredicateLikeFunction, which every
 // connection running compiled conditions must have (registerPredicateSqlFunctions).
+// Throws PredicateError for a predicate deeper than kMaxSqlPredicateDepth: SQLite's parser
+// refuses conditions nested much deeper, so callers evaluate those in memory instead.
 SqlCondition compileToSql(const Predicate& predicate, PredicateSqlResolver& resolver);
+inline constexpr int kMaxSqlPredicateDepth = 24;
 
 inline constexpr const char* kPredicateLikeFunction = "dm_like";
 // Registers the SQL functions compiled conditions call on `db`. Returns false (and leaves

@@ -390,6 +390,10 @@ class Compiler {
 }  // namespace
 
 SqlCondition compileToSql(const Predicate& predicate, PredicateSqlResolver& resolver) {
+  if (predicate.depth() > kMaxSqlPredicateDepth)
+    throw PredicateError("Predicate nested " + std::to_string(predicate.depth()) +
+                         " levels deep; SQL conditions take at most " +
+                         std::to_string(kMaxSqlPredicateDepth));
   return Compiler(resolver).run(predicate);
 }
 

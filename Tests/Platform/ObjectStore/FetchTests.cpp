@@ -65,6 +65,33 @@ TEST(FetchTest, KeyPathsThroughToOneFilterAndSortWithAndWithoutUnsavedChanges) {
   }
 }
 
+// SQLite refuses conditions nested much deeper than a couple of dozen levels; such filters
+// run in memory and give what the same filter written shallowly gives.
+TEST(FetchTest, FiltersNestedTooDeeplyForSqlRunInMemory) {
+  TempDir dir;
+  StoreFixture f(dir);
+  fillOwnersAndSamples(f);
+  for (int nots : {2, 60, 61}) {
+    SCOPED_TRACE(nots);
+    FetchRequest request(&f.entity("Sample"));
+    request.predicate = Predicate::parse(std::string(nots, '!') + "(entityID > 1)");
+    request.sortDescriptors = {{"entityID", false}};
+    request.fetchLimit = 2;
+    const bool odd = nots % 2;
+    const std::vector<std::int64_t> expected =
+        odd ? std::vector<std::int64_t>{1} : std::vector<std::int64_t>{4, 3};
+    EXPECT_EQ(ids(f.root->executeFetchRequest(request)), expected);
+    EXPECT_EQ(f.root->countForFetchRequest(request), odd ? 1u : 2u);
+  }
+  EXPECT_THROW(
+      {
+        FetchRequest request(&f.entity("Sample"));
+        request.predicate = Predicate::parse(std::string(60, '!') + "(entityID > 1)");
+        f.store->query(request, {}, true, false);
+      },
+      PredicateError);
+}
+
 TEST(FetchTest, ChildContextSeesAncestorsUnsavedStateAndItsOwn) {
   TempDir dir;
   StoreFixture f(dir);
