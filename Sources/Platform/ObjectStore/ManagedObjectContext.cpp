@@ -1054,9 +1054,8 @@ std::vector<ManagedObject*> ManagedObjectContext::fetchLocked(const FetchRequest
 
   // A path through a relationship reads other rows; when some of those have unsaved
   // changes the file's values are stale, so filter and order in memory instead. So too for
-  // a predicate nested deeper than SQL takes.
-  bool inMemoryFilter =
-      request.predicate && request.predicate->depth() > kMaxSqlPredicateDepth;
+  // a predicate nested deeper than SQL takes (the store refuses it before running anything).
+  bool inMemoryFilter = false;
   if (foreignChanges) {
     std::vector<std::string> paths;
     if (request.predicate) paths = request.predicate->keyPaths();
@@ -1066,23 +1065,31 @@ std::vector<ManagedObject*> ManagedObjectContext::fetchLocked(const FetchRequest
   }
 
   if (countOnly && !inMemoryFilter) {
-    std::size_t n = store_->count(request, excluded) + matches.size();
-    if (request.fetchOffset) n = n > request.fetchOffset ? n - request.fetchOffset : 0;
-    if (request.fetchLimit) n = std::min(n, request.fetchLimit);
-    *countOnly = n;
-    return {};
+    try {
+      std::size_t n = store_->count(request, excluded) + matches.size();
+      if (request.fetchOffset) n = n > request.fetchOffset ? n - request.fetchOffset : 0;
+      if (request.fetchLimit) n = std::min(n, request.fetchLimit);
+      *countOnly = n;
+      return {};
+    } catch (const SqlNestingError&) {
+      inMemoryFilter = true;
+    }
   }
 
-  const bool idsOnly =
-      !inMemoryFilter && (!request.includesPropertyValues || request.returnsObjectsAsFaults ||
-                          request.fetchBatchSize > 0);
   std::vector<ObjectSnapshot> rows;
+  if (!inMemoryFilter) {
+    const bool idsOnly = !request.includesPropertyValues || request.returnsObjectsAsFaults ||
+                         request.fetchBatchSize > 0;
+    try {
+      rows = store_->query(request, excluded, matches.empty(), idsOnly);
+    } catch (const SqlNestingError&) {
+      inMemoryFilter = true;
+    }
+  }
   if (inMemoryFilter) {
     FetchRequest unfiltered = request;
     unfiltered.predicate.reset();
     rows = store_->query(unfiltered, excluded, false, false);
-  } else {
-    rows = store_->query(request, excluded, matches.empty(), idsOnly);
   }
   std::vector<ManagedObject*> results;
   results.reserve(rows.size() + matches.size());

@@ -29,6 +29,12 @@ class PredicateError : public std::runtime_error {
   using std::runtime_error::runtime_error;
 };
 
+// A valid predicate nested too deeply to run as SQL; it can still be evaluated in memory.
+class SqlNestingError : public PredicateError {
+ public:
+  using PredicateError::PredicateError;
+};
+
 // One side of a comparison.
 struct PredicateExpression {
   enum class Kind { KeyPath, Constant, ConstantList, Object };
@@ -121,10 +127,11 @@ struct SqlCondition {
 // Texts compare as byte strings in both forms: a NUL byte is an ordinary character.
 // LIKE compiles to a call of the SQL function kPredicateLikeFunction, which every
 // connection running compiled conditions must have (registerPredicateSqlFunctions).
-// Throws PredicateError for a predicate deeper than kMaxSqlPredicateDepth: SQLite's parser
-// refuses conditions nested much deeper, so callers evaluate those in memory instead.
+// Throws SqlNestingError when the condition would nest NOT/AND/OR groups more than
+// kMaxSqlNesting levels deep: SQLite's parser refuses conditions not much deeper, so callers
+// evaluate those in memory instead.
 SqlCondition compileToSql(const Predicate& predicate, PredicateSqlResolver& resolver);
-inline constexpr int kMaxSqlPredicateDepth = 24;
+inline constexpr int kMaxSqlNesting = 16;
 
 inline constexpr const char* kPredicateLikeFunction = "dm_like";
 // Registers the SQL functions compiled conditions call on `db`. Returns false (and leaves

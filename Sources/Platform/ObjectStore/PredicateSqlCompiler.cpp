@@ -109,14 +109,29 @@ class Compiler {
     return "?";
   }
 
+  // One more level of NOT/AND/OR groups for the scope of the object.
+  struct Nesting {
+    explicit Nesting(Compiler& compiler) : compiler_(compiler) {
+      if (++compiler_.nesting_ > kMaxSqlNesting)
+        throw SqlNestingError("Predicate groups nest deeper than the " +
+                              std::to_string(kMaxSqlNesting) + " levels SQL conditions take");
+    }
+    ~Nesting() { --compiler_.nesting_; }
+    Nesting(const Nesting&) = delete;
+    Nesting& operator=(const Nesting&) = delete;
+    Compiler& compiler_;
+  };
+
   std::string compile(const Predicate& p) {
     switch (p.kind()) {
       case Predicate::Kind::True:
         return "1";
       case Predicate::Kind::False:
         return "0";
-      case Predicate::Kind::Not:
+      case Predicate::Kind::Not: {
+        Nesting nested(*this);
         return "(NOT " + compile(p.subpredicates().front()) + ")";
+      }
       case Predicate::Kind::And:
         return chain(p.subpredicates(), 0, p.subpredicates().size(), " AND ", "1");
       case Predicate::Kind::Or:
@@ -130,6 +145,7 @@ class Compiler {
   std::string chain(const std::vector<Predicate>& subs, std::size_t begin, std::size_t end,
                     const char* joiner, const char* empty) {
     if (begin == end) return empty;
+    Nesting nested(*this);
     std::string out = "(";
     if (end - begin <= kMaxFlatChain) {
       for (std::size_t i = begin; i < end; ++i) {
@@ -385,15 +401,12 @@ class Compiler {
 
   PredicateSqlResolver& resolver_;
   std::vector<Value> parameters_;
+  int nesting_ = 0;  // NOT/AND/OR groups open at the current point
 };
 
 }  // namespace
 
 SqlCondition compileToSql(const Predicate& predicate, PredicateSqlResolver& resolver) {
-  if (predicate.depth() > kMaxSqlPredicateDepth)
-    throw PredicateError("Predicate nested " + std::to_string(predicate.depth()) +
-                         " levels deep; SQL conditions take at most " +
-                         std::to_string(kMaxSqlPredicateDepth));
   return Compiler(resolver).run(predicate);
 }
 

@@ -65,31 +65,34 @@ TEST(FetchTest, KeyPathsThroughToOneFilterAndSortWithAndWithoutUnsavedChanges) {
   }
 }
 
-// SQLite refuses conditions nested much deeper than a couple of dozen levels; such filters
-// run in memory and give what the same filter written shallowly gives.
+// SQLite refuses conditions nested a few dozen levels deep; such filters run in memory and
+// give what the same filter written shallowly gives.
 TEST(FetchTest, FiltersNestedTooDeeplyForSqlRunInMemory) {
   TempDir dir;
   StoreFixture f(dir);
   fillOwnersAndSamples(f);
-  for (int nots : {2, 60, 61}) {
-    SCOPED_TRACE(nots);
+  // entityID > 1 under n negations, and under n alternating AND/OR groups that keep it.
+  auto negated = [](int n) { return std::string(n, '!') + "(entityID > 1)"; };
+  auto grouped = [](int n) {
+    std::string text = "entityID > 1";
+    for (int i = 0; i < n; ++i)
+      text = i % 2 ? "(entityID > 0 AND " + text + ")" : "(entityID > 99 OR " + text + ")";
+    return text;
+  };
+  const std::vector<std::int64_t> above{4, 3}, below{1};
+  for (auto [text, expected] : {std::pair{negated(2), above}, {negated(60), above},
+                                {negated(61), below}, {grouped(3), above}, {grouped(40), above}}) {
+    SCOPED_TRACE(text);
     FetchRequest request(&f.entity("Sample"));
-    request.predicate = Predicate::parse(std::string(nots, '!') + "(entityID > 1)");
+    request.predicate = Predicate::parse(text);
     request.sortDescriptors = {{"entityID", false}};
     request.fetchLimit = 2;
-    const bool odd = nots % 2;
-    const std::vector<std::int64_t> expected =
-        odd ? std::vector<std::int64_t>{1} : std::vector<std::int64_t>{4, 3};
     EXPECT_EQ(ids(f.root->executeFetchRequest(request)), expected);
-    EXPECT_EQ(f.root->countForFetchRequest(request), odd ? 1u : 2u);
+    EXPECT_EQ(f.root->countForFetchRequest(request), expected.size());
   }
-  EXPECT_THROW(
-      {
-        FetchRequest request(&f.entity("Sample"));
-        request.predicate = Predicate::parse(std::string(60, '!') + "(entityID > 1)");
-        f.store->query(request, {}, true, false);
-      },
-      PredicateError);
+  FetchRequest request(&f.entity("Sample"));
+  request.predicate = Predicate::parse(grouped(40));
+  EXPECT_THROW(f.store->query(request, {}, true, false), SqlNestingError);
 }
 
 TEST(FetchTest, ChildContextSeesAncestorsUnsavedStateAndItsOwn) {
