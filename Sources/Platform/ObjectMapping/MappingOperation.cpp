@@ -14,7 +14,6 @@ namespace {
 
 using Code = MappingError::Code;
 using Issue = MappingError::Issue;
-constexpr std::uint32_t kNoIndex = UINT32_MAX;
 
 // The distinct identities of one entity and identification met in the payload, in
 // first-seen order, with the plan target each became; the batched lookup takes them as is.
