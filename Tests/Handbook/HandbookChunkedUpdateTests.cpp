@@ -53,24 +53,7 @@ struct Store {
 
   explicit Store(std::size_t chunk) { adapter.setUpdateChunkSize(chunk); }
 
-  // Each item's values and ingredient links by entity and id.
-  std::map<std::pair<std::string, std::int64_t>, std::vector<Value>> snapshot() {
-    std::map<std::pair<std::string, std::int64_t>, std::vector<Value>> out;
-    auto storage = adapter.storage();
-    storage->performOnSavingContextAndWait([&](ManagedObjectContext& context) {
-      FetchRequest request(storage->entityNamed("HandbookItemEntity"));
-      for (ManagedObject* o : context.executeFetchRequest(request)) {
-        std::vector<Value> values;
-        for (std::size_t i = 0; i < o->entity().attributes().size(); ++i)
-          values.push_back(o->valueAt(i));
-        if (auto* p = dynamic_cast<HandbookPostProductEntity*>(o))
-          for (auto* linked : p->handbooksForIngredients())
-            values.push_back(Value(*linked->entityID()));
-        out[{o->entity().name(), o->valueAt(0).asInt64()}] = std::move(values);
-      }
-    });
-    return out;
-  }
+  test::StoredItems snapshot() { return test::storedItems(adapter); }
   // The batch's items by id in list order, and its change count.
   std::pair<std::vector<std::int64_t>, std::int64_t> describe(HandbookUpdateEntity* batch) {
     std::vector<std::int64_t> ids;
@@ -144,7 +127,9 @@ TEST(HandbookChunkedUpdateTest, ChunksSpanningSeveralReadsStoreWhatOneGoStores) 
     products.push_back(product);
   }
   for (int id = 5000; id < 5300; ++id) exercises.push_back({{"id", id}, {"title", "E"}});
-  json dict = {{"status", "changed"}, {"version", 3}, {"post_products", products},
+  json dict = {{"status", "changed"},
+               {"version", 3},
+               {"post_products", products},
                {"post_exercises", exercises}};
   Store whole(100000), chunked(600);
   for (Store* store : {&whole, &chunked}) {

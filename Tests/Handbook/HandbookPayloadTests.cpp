@@ -13,7 +13,7 @@ namespace dm {
 namespace {
 
 using nlohmann::json;
-using Snapshot = std::map<std::pair<std::string, std::int64_t>, std::vector<Value>>;
+using Snapshot = test::StoredItems;
 
 // The fixture plus values whose reading differs by kind: fractions and booleans as integers,
 // integers as doubles, an id beyond 64-bit signed range, wrongly typed and repeated texts.
@@ -40,24 +40,7 @@ struct Store {
   test::HandbookEnvironment env;
   HandbookAdapter adapter{env.storageOptions()};
 
-  // Every item's values by entity and id, and each product's ingredient link ids.
-  Snapshot snapshot() {
-    Snapshot out;
-    auto storage = adapter.storage();
-    storage->performOnSavingContextAndWait([&](ManagedObjectContext& context) {
-      FetchRequest request(storage->entityNamed("HandbookItemEntity"));
-      for (ManagedObject* o : context.executeFetchRequest(request)) {
-        std::vector<Value> values;
-        for (std::size_t i = 0; i < o->entity().attributes().size(); ++i)
-          values.push_back(o->valueAt(i));
-        if (auto* p = dynamic_cast<HandbookPostProductEntity*>(o))
-          for (auto* linked : p->handbooksForIngredients())
-            values.push_back(Value(*linked->entityID()));
-        out[{o->entity().name(), o->valueAt(0).asInt64()}] = std::move(values);
-      }
-    });
-    return out;
-  }
+  Snapshot snapshot() { return test::storedItems(adapter); }
   HandbookUpdateEntity* applyText(const std::string& text) {
     auto* batch = adapter.getHandbookUpdateEntityFromPayload(text);
     adapter.saveAndWait();

@@ -1,6 +1,7 @@
 // Shared set-up of the handbook tests.
 #include "Handbook/HandbookTestSupport.h"
 
+#include "Handbook/Entities/HandbookPostProductEntity.h"
 #include "Handbook/Storage/HandbookSeedBuilder.h"
 #include "Platform/Foundation/WorkQueue.h"
 
@@ -84,6 +85,24 @@ SharedAdapterScope::SharedAdapterScope(const HandbookStorage::Options& options) 
 SharedAdapterScope::~SharedAdapterScope() {
   MainQueue::shared().runUntilIdle();
   HandbookAdapter::setShared(nullptr);
+}
+
+StoredItems storedItems(HandbookAdapter& adapter) {
+  StoredItems out;
+  auto storage = adapter.storage();
+  storage->performOnSavingContextAndWait([&](ManagedObjectContext& context) {
+    FetchRequest request(storage->entityNamed("HandbookItemEntity"));
+    for (ManagedObject* o : context.executeFetchRequest(request)) {
+      std::vector<Value> values;
+      for (std::size_t i = 0; i < o->entity().attributes().size(); ++i)
+        values.push_back(o->valueAt(i));
+      if (auto* p = dynamic_cast<HandbookPostProductEntity*>(o))
+        for (auto* linked : p->handbooksForIngredients())
+          values.push_back(Value(*linked->entityID()));
+      out[{o->entity().name(), o->valueAt(0).asInt64()}] = std::move(values);
+    }
+  });
+  return out;
 }
 
 }  // namespace dm::test

@@ -2,9 +2,13 @@
 // in-memory settings and a directory of seed packs.
 #pragma once
 
+#include <cstdint>
 #include <filesystem>
+#include <map>
 #include <memory>
 #include <string>
+#include <utility>
+#include <vector>
 
 #include <nlohmann/json.hpp>
 
@@ -34,6 +38,11 @@ struct HandbookEnvironment {
                                       const nlohmann::json& dictionary) const;
   std::filesystem::path storeFile() const { return support / "sqlData" / "Handbook.sqlite"; }
 };
+
+// Every stored item's attribute values by entity name and id, each product's followed by the
+// ids of its ingredient links; read on the saving context.
+using StoredItems = std::map<std::pair<std::string, std::int64_t>, std::vector<Value>>;
+StoredItems storedItems(HandbookAdapter& adapter);
 
 // Installs an adapter over `options` as the shared one and removes it again on destruction.
 struct SharedAdapterScope {

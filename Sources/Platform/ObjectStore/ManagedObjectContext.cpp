@@ -902,8 +902,8 @@ void ManagedObjectContext::mergeChanges(const std::shared_ptr<const SaveChangeSe
       auto it = objects_.find(id);
       if (it == objects_.end()) continue;  // not held here: nothing to refresh
       ManagedObject* object = it->second.get();
-      if (object->flags_ & (ManagedObject::kFault | ManagedObject::kDeleted |
-                            ManagedObject::kInserted))
+      if (object->flags_ &
+          (ManagedObject::kFault | ManagedObject::kDeleted | ManagedObject::kInserted))
         continue;  // a fault loads fresh when touched
       // Reload from the parent or the file, keeping local edits.
       bool pending = object->flags_ & ManagedObject::kPendingNotification;

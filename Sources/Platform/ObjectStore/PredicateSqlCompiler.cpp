@@ -437,9 +437,8 @@ void likeFunction(sqlite3_context* context, int, sqlite3_value** arguments) {
 
 bool registerPredicateSqlFunctions(sqlite3* db) {
   return sqlite3_create_function_v2(db, kPredicateLikeFunction, 2,
-                                    SQLITE_UTF8 | SQLITE_DETERMINISTIC | SQLITE_INNOCUOUS,
-                                    nullptr, likeFunction, nullptr, nullptr,
-                                    nullptr) == SQLITE_OK;
+                                    SQLITE_UTF8 | SQLITE_DETERMINISTIC | SQLITE_INNOCUOUS, nullptr,
+                                    likeFunction, nullptr, nullptr, nullptr) == SQLITE_OK;
 }
 
 }  // namespace dm

@@ -80,8 +80,11 @@ TEST(FetchTest, FiltersNestedTooDeeplyForSqlRunInMemory) {
     return text;
   };
   const std::vector<std::int64_t> above{4, 3}, below{1};
-  for (auto [text, expected] : {std::pair{negated(2), above}, {negated(60), above},
-                                {negated(61), below}, {grouped(3), above}, {grouped(40), above}}) {
+  for (auto [text, expected] : {std::pair{negated(2), above},
+                                {negated(60), above},
+                                {negated(61), below},
+                                {grouped(3), above},
+                                {grouped(40), above}}) {
     SCOPED_TRACE(text);
     FetchRequest request(&f.entity("Sample"));
     request.predicate = Predicate::parse(text);

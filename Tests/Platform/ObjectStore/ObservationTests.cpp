@@ -118,15 +118,15 @@ TEST(ObservationTest, InsertionsMetEarlierThroughARelationshipAreStillAnnounced)
   auto merging = ManagedObjectContext::createChild(f.root, ConcurrencyType::MainQueue, "merging");
   merging->setAutomaticallyMergesChangesFromParent(true);
   std::vector<std::string> announced;
-  auto token = merging->addObserver(ContextNotification::ObjectsDidChange,
-                                    [&](const ContextChanges& c) {
-    for (ManagedObject* o : c.inserted) {
-      announced.push_back(o->entity().name());
-      if (o->entity().name() == "Owner") {  // loads the owner and meets its samples as faults
-        EXPECT_EQ(o->objectsForKey("samples").size(), 1u);
-      }
-    }
-  });
+  auto token =
+      merging->addObserver(ContextNotification::ObjectsDidChange, [&](const ContextChanges& c) {
+        for (ManagedObject* o : c.inserted) {
+          announced.push_back(o->entity().name());
+          if (o->entity().name() == "Owner") {  // loads the owner and meets its samples as faults
+            EXPECT_EQ(o->objectsForKey("samples").size(), 1u);
+          }
+        }
+      });
   auto* owner = f.root->insertNewObject("Owner");
   owner->setValueForKey("name", "o");
   f.root->save();
