@@ -341,14 +341,6 @@ static bool isConcrete(const EntityDescription* entity) {
   return entity && !entity->isAbstract() && entity->subentities().empty();
 }
 
-ManagedObject* ManagedObjectContext::registerSnapshotLocked(const ObjectSnapshot& snapshot,
-                                                            bool overwrite) {
-  ManagedObject* object = registeredOrFaultLocked(snapshot.id);
-  if (!snapshot.values.empty() && ((object->flags_ & ManagedObject::kFault) || overwrite))
-    applySnapshotLocked(object, snapshot);
-  return object;
-}
-
 ManagedObject* ManagedObjectContext::registerSnapshotLocked(ObjectSnapshot&& snapshot,
                                                             bool overwrite) {
   // Rows read for this context alone: their values move into the object.
@@ -388,7 +380,7 @@ void ManagedObjectContext::applyStateLocked(ManagedObject* object, std::vector<V
         if (auto found = objects_.find(id); found != objects_.end())
           member = found->second.get();
         else if (isConcrete(id.entity))
-          member = registerSnapshotLocked(ObjectSnapshot{id, {}, {}, {}}, false);
+          member = registeredOrFaultLocked(id);
         else
           member = objectForKeyLocked(*id.entity, id.key);
         if (member && !(member->flags_ & ManagedObject::kDeleted)) slot.add(member);

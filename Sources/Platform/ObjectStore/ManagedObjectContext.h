@@ -206,7 +206,6 @@ class ManagedObjectContext : public std::enable_shared_from_this<ManagedObjectCo
   };
 
   ManagedObject* createObject(const EntityDescription& entity, const ObjectID& id);
-  ManagedObject* registerSnapshotLocked(const ObjectSnapshot& snapshot, bool overwrite);
   ManagedObject* registerSnapshotLocked(ObjectSnapshot&& snapshot, bool overwrite);
   ManagedObject* registeredOrFaultLocked(const ObjectID& id);
   void applySnapshotLocked(ManagedObject* object, const ObjectSnapshot& snapshot);
