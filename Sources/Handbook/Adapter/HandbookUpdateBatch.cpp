@@ -169,7 +169,7 @@ class BatchApplier {
   HandbookUpdateSource& source_;
   const std::size_t chunkSize_;
   std::size_t remaining_ = 0;
-  bool releases_ = false;  // the update spans more than one chunk
+  bool releases_ = false;     // the update spans more than one chunk
   std::size_t liveFrom_ = 0;  // items of the current kind from here on still hold values
   std::vector<IngredientState> ingredients_;  // per product, as in its items
 };
