@@ -35,7 +35,6 @@ class NetworkMonitor {
   // Replaces the factory; an empty one restores SystemNetworkMonitor.
   static void setDefaultFactory(std::function<std::shared_ptr<NetworkMonitor>()> factory);
 
- public:
   // The handler and last status, shared with a watching thread so that it stays valid even
   // when the monitor is destroyed from inside its own handler.
   struct State {
