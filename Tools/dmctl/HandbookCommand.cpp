@@ -5,11 +5,13 @@
 #include <cmath>
 #include <cstdio>
 #include <fstream>
+#include <iterator>
 #include <sstream>
 #include <utility>
 #include <vector>
 
 #include "Handbook/Adapter/HandbookAdapter.h"
+#include "Handbook/Adapter/HandbookPayloadReader.h"
 #include "Handbook/Entities/HandbookCategoryEntity.h"
 #include "Handbook/Entities/HandbookFilterTagEntity.h"
 #include "Handbook/Entities/HandbookPostExerciseEntity.h"
@@ -33,16 +35,6 @@ CLI::App* handbookCommand(CLI::App& app) {
   auto* command = app.add_subcommand("handbook", "Handbook store and seed jobs");
   command->require_subcommand(1);
   return command;
-}
-
-nlohmann::json readJsonFile(const std::string& path) {
-  std::ifstream in(path, std::ios::binary);
-  if (!in) throw CommandError("cannot read " + path);
-  try {
-    return nlohmann::json::parse(in);
-  } catch (const nlohmann::json::exception& error) {
-    throw CommandError(path + ": " + error.what());
-  }
 }
 
 void print(const GlobalOptions& global, const nlohmann::json& value, const std::string& text) {
@@ -253,10 +245,25 @@ void search(const GlobalOptions& global, const std::string& needle) {
 
 // ---- apply-update ----
 
+// The file's text, checked the way the library reads it (the windowed reader, else a
+// validating pass of the tree parser that builds no tree).
+std::string readUpdateText(const std::string& path) {
+  std::ifstream in(path, std::ios::binary);
+  if (!in) throw CommandError("cannot read " + path);
+  std::string text((std::istreambuf_iterator<char>(in)), std::istreambuf_iterator<char>());
+  if (in.bad()) throw CommandError("cannot read " + path);
+  dm::HandbookPayloadReader reader(text);
+  if (!reader.open()) {
+    if (!nlohmann::json::accept(text)) throw CommandError(path + ": not valid JSON");
+    // Valid, but not what the fast reader takes: the library reads it as a tree.
+  }
+  return text;
+}
+
 void applyUpdate(const GlobalOptions& global, const std::string& file) {
-  nlohmann::json dict = readJsonFile(file);
+  const std::string payload = readUpdateText(file);
   auto& adapter = openAdapter(global);
-  dm::HandbookUpdateEntity* batch = adapter.getHandbookUpdateEntityFromRequest(dict);
+  dm::HandbookUpdateEntity* batch = adapter.getHandbookUpdateEntityFromPayload(payload);
   nlohmann::json out = {{"applied", batch != nullptr}};
   std::string text = "not modified: nothing applied\n";
   if (batch) {
