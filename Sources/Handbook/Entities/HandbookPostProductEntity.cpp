@@ -19,9 +19,6 @@ static_assert(HandbookPostProductEntityGenerated::kIngredientsDataIndex == 48);
 static_assert(HandbookPostProductEntityGenerated::kHandbooksForIngredientsRelationship == 0);
 
 namespace {
-const ManagedObjectClassRegistration<HandbookPostProductEntity> kRegistration(
-    HandbookPostProductEntity::kEntityName);
-
 // Server keys of the 26 nutrients, the 4 indexes and the cooking time, in field order.
 constexpr const char* kNumberKeys[] = {
     "calories",
