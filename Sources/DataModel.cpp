@@ -3,8 +3,8 @@
 
 #include <mutex>
 
-#include "Handbook/Entities/HandbookRecords.h"
 #include "Mapping/Records/RecordClassCheck.h"
+#include "Models/HandbookRecords.h"
 #include "Models/KorvaloRecords.h"
 #include "Platform/Foundation/Clock.h"
 #include "Platform/Foundation/Directories.h"

@@ -75,5 +75,13 @@ TEST(ModelSplitMigration, StoreWrittenBeforeTheSplitOpensWithoutLoss) {
   Directories::setShared(nullptr);
 }
 
+// Handbook stores and the seed packs shipped before the handbook model became a directory
+// carry its hash; the merged model keeps it, so they open without a migration.
+TEST(ModelSplitMigration, HandbookModelKeepsItsHash) {
+  auto before =
+      ManagedObjectModel::fromJson(readFile(fixturePath("Models/HandbookBeforeSplit.json")));
+  EXPECT_EQ(ManagedObjectModel::named("Handbook")->hash(), before->hash());
+}
+
 }  // namespace
 }  // namespace dm::test

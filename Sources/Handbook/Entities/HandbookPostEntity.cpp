@@ -10,9 +10,6 @@
 
 namespace dm {
 
-static_assert(HandbookPostEntityGenerated::kCategoryIDIndex == 11);
-static_assert(HandbookPostEntityGenerated::kDescHtmlIndex == 15);
-
 void HandbookPostEntity::fillFields(const handbook_dict::Dictionary& dict) {
   using namespace handbook_dict;
   HandbookItemEntity::fillFields(dict);

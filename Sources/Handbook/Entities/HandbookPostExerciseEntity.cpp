@@ -18,9 +18,6 @@
 
 namespace dm {
 
-static_assert(HandbookPostExerciseEntityGenerated::kExecutionOrderIndex == 16);
-static_assert(HandbookPostExerciseEntityGenerated::kVideoInstructionIndex == 27);
-
 namespace {
 // The integer a text starts with, after blanks and an optional sign; 0 when none.
 std::int64_t leadingInteger(std::string_view text) {
