@@ -62,8 +62,9 @@ class DataModel {
   // Applies `options`, registers the record classes, opens the main store (with its
   // recovery), provides it to the default injector as "objectStore", installs the profile
   // services, and checks every registered class against the main store's model. A second
-  // open returns the instance already open. Throws RecordClassMismatch (after which nothing
-  // is shared) when the check fails, std::runtime_error when the main store cannot be had.
+  // open returns the instance already open. Throws RecordClassMismatch when the check fails
+  // (then neither this nor the main store is shared; a later open tries again), and
+  // std::runtime_error when the main store's model is not embedded.
   static std::shared_ptr<DataModel> open(const DataModelOptions& options = {});
   // The open instance; nullptr before open or after close. Any thread.
   static std::shared_ptr<DataModel> shared();
