@@ -12,8 +12,8 @@ namespace dm {
 // createdAt, updatedAt, trainerID, lastUsed, user.
 class TrainerRecallEntity : public TrainerRecallEntityGenerated {
  public:
-  // Sets lastUsed to the shared clock's now. Callers that create or load recalls call it, so
-  // the device can drop recalls nobody has looked at for long.
+  // Sets lastUsed to the shared clock's now, so the device can drop recalls nobody has looked
+  // at for long. Runs whenever a recall is created or loaded from the store.
   void markUsed();
 
   class Class : public BaseUUIDEntity::Class {
@@ -24,6 +24,11 @@ class TrainerRecallEntity : public TrainerRecallEntityGenerated {
     }
     std::optional<std::string> rootKeyPath() const override { return "recalls"; }
   };
+
+ protected:
+  void awakeFromInsert() override;
+  // The time is kept in memory; it reaches the file with the recall's next save.
+  void awakeFromFetch() override;
 };
 
 }  // namespace dm

@@ -53,8 +53,15 @@ class MappingOperationTest : public ::testing::Test {
                     std::string_view keyPath = "") {
     return MappingOperation(store).map(json, keyPath, mapping);
   }
+  // The strict mode reports every bad value as an error (the lenient default skips them; see
+  // LenientMappingTests).
+  static MappingOptions strict() {
+    MappingOptions options;
+    options.skipInvalidValues = false;
+    return options;
+  }
   MappingError mapError(std::string_view json, std::shared_ptr<ObjectMapping> mapping,
-                        MappingOptions options = {}) {
+                        MappingOptions options = strict()) {
     try {
       MappingOperation(store, options).map(json, "", mapping);
     } catch (const MappingError& error) {
