@@ -315,12 +315,12 @@ TEST_F(MappingOperationTest, TreeInputMapsLikeText) {
       {"id", "entityID"}, {"name", "name"}, {"at", "at"}, {"address.city", "city"}});
   std::string textError, treeError;
   try {
-    MappingOperation(other).map(std::string_view(text), "items", mapping);
+    MappingOperation(other, strict()).map(std::string_view(text), "items", mapping);
   } catch (const MappingError& e) {
     textError = e.what();
   }
   try {
-    MappingOperation(other).map(nlohmann::json::parse(text), "items", mapping);
+    MappingOperation(other, strict()).map(nlohmann::json::parse(text), "items", mapping);
   } catch (const MappingError& e) {
     treeError = e.what();
   }
