@@ -558,6 +558,10 @@ class Planner {
     if (value->isObject()) {
       if (auto target = planRecord(*value, *relationship.nested, depth + 1)) {
         memberStack_.push_back(*target);
+      } else {
+        // The record was left out: the relationship stays as it is rather than being cleared.
+        path_.pop_back();
+        return;
       }
     } else if (value->isArray()) {
       {

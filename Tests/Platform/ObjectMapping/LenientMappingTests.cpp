@@ -119,10 +119,12 @@ TEST_F(LenientMappingTest, OneBadFieldLeavesEveryOtherFieldAndRecordStored) {
   EXPECT_EQ(profiles[1]->objectForKey("best"), profiles[0]->objectsForKey("posts")[0]);
   EXPECT_EQ(all("Post").size(), 1u);  // the unidentifiable post was left out
 
-  // A skipped value leaves what was stored before.
-  map(R"([{"id": 2, "age": "forty", "name": "Bobby"}])");
+  // A skipped value, or a related record left out, leaves what was stored before.
+  ManagedObject* best = all("Profile")[1]->objectForKey("best");
+  map(R"([{"id": 2, "age": "forty", "name": "Bobby", "best": {"id": "bad"}}])");
   EXPECT_EQ(all("Profile")[1]->valueForKey("age"), Value(41));
   EXPECT_EQ(all("Profile")[1]->valueForKey("name"), Value("Bobby"));
+  EXPECT_EQ(all("Profile")[1]->objectForKey("best"), best);
 }
 
 TEST_F(LenientMappingTest, StrictOptionAndStructuralProblemsFailWithTheStoreUnchanged) {
