@@ -8,6 +8,14 @@ execute_process(COMMAND ${CMAKE_COMMAND} --install ${BUILD_DIR} --prefix ${stage
 if(rc)
   message(FATAL_ERROR "install failed")
 endif()
+# The payload parser is the library's own business: no installed header may include it.
+file(GLOB_RECURSE installed_headers ${stage}/include/*.h)
+foreach(header IN LISTS installed_headers)
+  file(STRINGS ${header} parser_includes REGEX "#include <simdjson")
+  if(parser_includes)
+    message(FATAL_ERROR "installed header includes the payload parser: ${header}")
+  endif()
+endforeach()
 execute_process(COMMAND ${CMAKE_COMMAND} -S ${CONSUMER_DIR} -B ${work} -G Ninja
   -DCMAKE_PREFIX_PATH=${stage} RESULT_VARIABLE rc)
 if(rc)
@@ -35,7 +43,7 @@ execute_process(COMMAND c++ ${CONSUMER_DIR}/main.cpp ${flags} -o ${work}/consume
 if(rc)
   message(FATAL_ERROR "pkg-config build failed")
 endif()
-execute_process(COMMAND ${CMAKE_COMMAND} -E env LD_LIBRARY_PATH=${stage}/lib ${work}/consumer-pc
+execute_process(COMMAND ${CMAKE_COMMAND} -E env --unset=LD_LIBRARY_PATH ${work}/consumer-pc
   RESULT_VARIABLE rc)
 if(rc)
   message(FATAL_ERROR "pkg-config consumer run failed")

@@ -9,10 +9,8 @@ execute_process(COMMAND ${CMAKE_COMMAND} --install ${BUILD_DIR} --prefix ${stage
 if(rc)
   message(FATAL_ERROR "install failed")
 endif()
-# The installed tool may not carry a run path to its library yet.
-file(GLOB_RECURSE library ${stage}/libdatamodel.so)
-get_filename_component(libdir "${library}" DIRECTORY)
-execute_process(COMMAND ${CMAKE_COMMAND} -E env LD_LIBRARY_PATH=${libdir}
+# Run as installed, with no library path from the environment: the tool's run path finds it.
+execute_process(COMMAND ${CMAKE_COMMAND} -E env --unset=LD_LIBRARY_PATH
   ${stage}/bin/dmctl --data-dir ${data} --json handbook status
   OUTPUT_VARIABLE out ERROR_VARIABLE err RESULT_VARIABLE rc)
 if(rc)
