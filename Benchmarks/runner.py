@@ -27,6 +27,9 @@ DEFAULT_RECORDS = {
     "store.insert": 100000,
     "store.fetch_indexed": 100000,
     "store.count": 100000,
+    "store.page_offset": 200000,
+    "store.page_batch": 200000,
+    "store.drop_context": 200000,
     "map.insert": 100000,
     "map.update": 100000,
     "map.nested": 1000,
@@ -34,11 +37,18 @@ DEFAULT_RECORDS = {
     "handbook.update": 50000,
     "handbook.restore_seed": 50000,
     "handbook.fetch_category": 50000,
+    # Whole dmctl processes against the reference, one row per size: cost per record must
+    # not grow with the payload.
+    "handbook.apply_update": [10000, 50000, 100000, 200000],
+    "handbook.apply_update_changed": [10000, 50000, 100000, 200000],
 }
 QUICK_RECORDS = {
     "store.insert": 2000,
     "store.fetch_indexed": 2000,
     "store.count": 2000,
+    "store.page_offset": 12000,
+    "store.page_batch": 12000,
+    "store.drop_context": 2000,
     "map.insert": 1000,
     "map.update": 1000,
     "map.nested": 20,
@@ -46,6 +56,8 @@ QUICK_RECORDS = {
     "handbook.update": 1000,
     "handbook.restore_seed": 1000,
     "handbook.fetch_category": 1000,
+    "handbook.apply_update": [500, 1000],
+    "handbook.apply_update_changed": [500, 1000],
 }
 
 
@@ -60,9 +72,13 @@ def env_int(name, default):
 
 
 def records_for(workload, quick):
+    """The sizes to run a workload at (a scaling workload has several; an override, one)."""
     base = (QUICK_RECORDS if quick else DEFAULT_RECORDS).get(workload, 1000 if quick else 100000)
-    base = env_int("BENCH_RECORDS", base)
-    return env_int("BENCH_RECORDS_" + workload.replace(".", "_").upper(), base)
+    sizes = base if isinstance(base, list) else [base]
+    name = "BENCH_RECORDS_" + workload.replace(".", "_").upper()
+    if os.environ.get(name) or os.environ.get("BENCH_RECORDS"):
+        return [env_int(name, env_int("BENCH_RECORDS", sizes[0]))]
+    return sizes
 
 
 class Program:
@@ -116,7 +132,7 @@ class Inputs:
         if workload.startswith("handbook."):
             files = {"payload-v1.json": self._generate(f"handbook-{n}-v1.json",
                                                        [gen_handbook, str(n), "--version", "1"])}
-            if workload == "handbook.update":
+            if workload in ("handbook.update", "handbook.apply_update_changed"):
                 files["payload-v2.json"] = self._generate(
                     f"handbook-{n}-v2.json", [gen_handbook, str(n), "--version", "2"])
             return files
@@ -160,7 +176,9 @@ def run_once(program, workload, n, inputs, scratch, timeout):
                 raise RuntimeError(f"result line lacks {key!r}: {lines[-1]}")
         if result["workload"] != workload or result["seconds"] <= 0 or result["records"] <= 0:
             raise RuntimeError(f"implausible result line: {lines[-1]}")
-        return result, usage.ru_maxrss * 1024  # Linux reports kilobytes
+        # A program that times a child process reports that process's peak itself.
+        rss = result.get("peak_rss_bytes") or usage.ru_maxrss * 1024  # Linux reports kilobytes
+        return result, rss
     finally:
         shutil.rmtree(data_dir, ignore_errors=True)
 
@@ -218,8 +236,7 @@ def main(argv=None):
     scratch = tempfile.mkdtemp(prefix="dm-bench-")
     try:
         inputs = Inputs(scratch)
-        for workload in workloads:
-            n = records_for(workload, quick)
+        for workload, n in [(w, n) for w in workloads for n in records_for(w, quick)]:
             runners = [p for p in programs if workload in p.workloads]
             # impl -> lists of throughputs, peak RSS, checks, records; runs interleave impls.
             measured = {}

@@ -245,25 +245,32 @@ void search(const GlobalOptions& global, const std::string& needle) {
 
 // ---- apply-update ----
 
-// The file's text, checked the way the library reads it (the windowed reader, else a
-// validating pass of the tree parser that builds no tree).
 std::string readUpdateText(const std::string& path) {
-  std::ifstream in(path, std::ios::binary);
-  if (!in) throw CommandError("cannot read " + path);
-  std::string text((std::istreambuf_iterator<char>(in)), std::istreambuf_iterator<char>());
-  if (in.bad()) throw CommandError("cannot read " + path);
-  dm::HandbookPayloadReader reader(text);
-  if (!reader.open()) {
-    if (!nlohmann::json::accept(text)) throw CommandError(path + ": not valid JSON");
-    // Valid, but not what the fast reader takes: the library reads it as a tree.
-  }
+  std::ifstream in(path, std::ios::binary | std::ios::ate);
+  const std::streamoff size = in ? static_cast<std::streamoff>(in.tellg()) : -1;
+  if (size < 0) throw CommandError("cannot read " + path);
+  // One buffer of the file's size: the text is the largest thing the update holds.
+  std::string text(static_cast<std::size_t>(size), '\0');
+  in.seekg(0);
+  if (!in.read(text.data(), static_cast<std::streamsize>(text.size())))
+    throw CommandError("cannot read " + path);
   return text;
+}
+
+// Whether the library could have read the text at all (the windowed reader, else a
+// validating pass of the tree parser that builds no tree).
+bool isReadableUpdate(const std::string& text) {
+  dm::HandbookPayloadReader reader(text);
+  return reader.open() || nlohmann::json::accept(text);
 }
 
 void applyUpdate(const GlobalOptions& global, const std::string& file) {
   const std::string payload = readUpdateText(file);
   auto& adapter = openAdapter(global);
   dm::HandbookUpdateEntity* batch = adapter.getHandbookUpdateEntityFromPayload(payload);
+  // Malformed text leaves the store untouched and gives no batch; only then is it worth a
+  // second pass to tell it from a "not modified" answer.
+  if (!batch && !isReadableUpdate(payload)) throw CommandError(file + ": not valid JSON");
   nlohmann::json out = {{"applied", batch != nullptr}};
   std::string text = "not modified: nothing applied\n";
   if (batch) {

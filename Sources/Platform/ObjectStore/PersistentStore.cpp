@@ -877,13 +877,23 @@ std::string PersistentStore::buildQuery(const FetchRequest& request,
     }
     // Most of a table's rows may belong to one entity, so the _entity index narrows little;
     // when the predicate reads an indexed attribute, "+" keeps the planner on that index.
+    auto isIndexed = [&](const std::string& path) {
+      const auto* attribute = entity.attributeNamed(path);
+      return attribute && attribute->indexed;
+    };
     bool predicateUsesIndex = false;
     if (request.predicate)
       for (const std::string& path : request.predicate->keyPaths())
-        if (const auto* attribute = entity.attributeNamed(path); attribute && attribute->indexed)
-          predicateUsesIndex = true;
-    conditions.push_back((predicateUsesIndex ? "+t0._entity IN (" : "t0._entity IN (") + names +
-                         ")");
+        if (isIndexed(path)) predicateUsesIndex = true;
+    // A page (limit/offset) ordered by an indexed attribute walks that index and stops after
+    // the page; through the _entity index every page would sort all of the entity's rows,
+    // which makes paging through a large table quadratic.
+    const bool windowed = applyWindow && !countOnly && (request.fetchLimit || request.fetchOffset);
+    const bool pageWalksSortIndex = windowed && !request.sortDescriptors.empty() &&
+                                    isIndexed(request.sortDescriptors.front().keyPath);
+    conditions.push_back(
+        (predicateUsesIndex || pageWalksSortIndex ? "+t0._entity IN (" : "t0._entity IN (") +
+        names + ")");
   }
   if (request.predicate) {
     SqlCondition condition = compileToSql(*request.predicate, resolver);

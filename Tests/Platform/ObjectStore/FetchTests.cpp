@@ -155,5 +155,45 @@ TEST(FetchTest, BatchesAndFaultRequestsLoadLazily) {
   EXPECT_EQ(f.root->countForFetchRequest(FetchRequest(&f.entity("Record"))), 7u);
 }
 
+// Pages of a subentity ordered by an indexed attribute, while a sibling entity shares the
+// table: every row once, in order, whichever way the store plans the page.
+TEST(FetchTest, OffsetPagesOfASubentityCoverEveryRowOnceInOrder) {
+  TempDir dir;
+  StoreFixture f(dir);
+  for (int i = 0; i < 23; ++i) {
+    const int id = (i * 7) % 23 + 1;  // stored out of order
+    f.root->insertNewObject("Sample")->setValueForKey("entityID", id);
+    f.root->insertNewObject("Owner")->setValueForKey("entityID", id);
+  }
+  f.root->save();
+  f.root->reset();
+
+  for (bool ascending : {true, false}) {
+    FetchRequest request(&f.entity("Sample"));
+    request.sortDescriptors = {{"entityID", ascending}};
+    request.fetchLimit = 5;
+    std::vector<std::int64_t> seen;
+    for (std::size_t offset = 0;; offset += request.fetchLimit) {
+      request.fetchOffset = offset;
+      auto page = f.root->executeFetchRequest(request);
+      for (auto id : ids(page)) seen.push_back(id);
+      f.root->reset();
+      if (page.size() < request.fetchLimit) break;
+    }
+    std::vector<std::int64_t> expected;
+    for (int id = 1; id <= 23; ++id) expected.push_back(ascending ? id : 24 - id);
+    EXPECT_EQ(seen, expected) << (ascending ? "ascending" : "descending");
+  }
+
+  // With a filter and an unsaved insert the page still comes from the merged order.
+  f.root->insertNewObject("Sample")->setValueForKey("entityID", 0);
+  FetchRequest filtered(&f.entity("Sample"));
+  filtered.predicate = Predicate::parse("entityID < %@", {Value(std::int64_t{10})});
+  filtered.sortDescriptors = {{"entityID", true}};
+  filtered.fetchLimit = 4;
+  filtered.fetchOffset = 2;
+  EXPECT_EQ(ids(f.root->executeFetchRequest(filtered)), (std::vector<std::int64_t>{2, 3, 4, 5}));
+}
+
 }  // namespace
 }  // namespace dm::test
