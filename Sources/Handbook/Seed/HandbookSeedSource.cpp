@@ -311,7 +311,9 @@ json productRecord(const DictionaryBuilder& builder, std::uint64_t id, std::uint
   if (!food.localNames.empty()) {
     std::string names = food.localNames;
     if (names.back() == '.') names.pop_back();
-    description += (description.empty() ? "" : " ") + std::string("Local names: ") + names + ".";
+    // Appended piece by piece: GCC 12 at -O3 misreads the chained concatenation as overlapping.
+    if (!description.empty()) description.push_back(' ');
+    description.append("Local names: ").append(names).push_back('.');
   }
   if (!description.empty()) record["description"] = builder.shown(description);
 
