@@ -227,20 +227,29 @@ std::shared_ptr<PersistentStore> PersistentStore::open(
 
 void PersistentStore::fail(StoreErrorCode code, const std::string& what) {
   std::string message = what;
-  if (db_) message += ": " + std::string(sqlite3_errmsg(db_));
-  throw StoreError(code, message);
+  int sqliteCode = 0;
+  if (db_) {
+    message += ": " + std::string(sqlite3_errmsg(db_));
+    sqliteCode = sqlite3_extended_errcode(db_);
+  }
+  throw StoreError(code, message, sqliteCode);
 }
 
 void PersistentStore::openConnection() {
   int flags = SQLITE_OPEN_READWRITE | SQLITE_OPEN_CREATE | SQLITE_OPEN_NOMUTEX;
-  if (sqlite3_open_v2(path_.c_str(), &db_, flags, nullptr) != SQLITE_OK) {
+  int rc = sqlite3_open_v2(path_.c_str(), &db_, flags, nullptr);
+  if (rc != SQLITE_OK) {
+    int code = db_ ? sqlite3_extended_errcode(db_) : rc;
     std::string message =
         "Cannot open store file " + path_ + ": " + (db_ ? sqlite3_errmsg(db_) : "out of memory");
     sqlite3_close_v2(db_);
     db_ = nullptr;
-    throw StoreError(StoreErrorCode::CannotOpen, message);
+    throw StoreError(StoreErrorCode::CannotOpen, message, code);
   }
   sqlite3_extended_result_codes(db_, 1);
+  // Other processes (and other stores in this one) may hold the file's locks for a while;
+  // waiting for them is always better than treating the file as unusable.
+  sqlite3_busy_timeout(db_, kBusyTimeoutMilliseconds);
   if (!registerPredicateSqlFunctions(db_)) {
     sqlite3_close_v2(db_);
     db_ = nullptr;
@@ -256,7 +265,7 @@ void PersistentStore::openConnection() {
     sqlite3_close_v2(db_);
     db_ = nullptr;
     throw StoreError(StoreErrorCode::CannotOpen,
-                     "Cannot open store file " + path_ + ": " + e.what());
+                     "Cannot open store file " + path_ + ": " + e.what(), e.sqliteCode(), e.kind());
   }
 }
 
@@ -265,7 +274,8 @@ void PersistentStore::exec(const std::string& sql) {
   if (sqlite3_exec(db_, sql.c_str(), nullptr, nullptr, &error) != SQLITE_OK) {
     std::string message = error ? error : "unknown error";
     sqlite3_free(error);
-    throw StoreError(StoreErrorCode::SaveFailed, message + " (" + sql.substr(0, 120) + ")");
+    throw StoreError(StoreErrorCode::SaveFailed, message + " (" + sql.substr(0, 120) + ")",
+                     sqlite3_extended_errcode(db_));
   }
 }
 
@@ -337,11 +347,38 @@ const PersistentStore::TableLayout& PersistentStore::layoutFor(
   return tables_.at(entity.rootEntity());
 }
 
+bool PersistentStore::schemaMatchesModel() {
+  sqlite3_stmt* stmt = nullptr;
+  // Prepared once, without caching: before the first migration the table does not exist.
+  int rc = sqlite3_prepare_v2(db_, "SELECT value FROM _metadata WHERE key = 'modelHash'", -1, &stmt,
+                              nullptr);
+  if (rc != SQLITE_OK) {
+    sqlite3_finalize(stmt);
+    int code = sqlite3_extended_errcode(db_);
+    // A missing table is an ordinary first open; anything else (busy, corrupt, ...) counts.
+    if ((code & 0xff) == SQLITE_ERROR) return false;
+    fail(StoreErrorCode::CannotOpen, "Cannot read the model of " + path_);
+  }
+  rc = sqlite3_step(stmt);
+  bool matches = false;
+  if (rc == SQLITE_ROW) {
+    auto* text = reinterpret_cast<const char*>(sqlite3_column_text(stmt, 0));
+    matches = text && model_->hash() == text;
+  }
+  sqlite3_finalize(stmt);
+  if (rc != SQLITE_ROW && rc != SQLITE_DONE)
+    fail(StoreErrorCode::CannotOpen, "Cannot read the model of " + path_);
+  return matches;
+}
+
 void PersistentStore::migrate() {
+  // A file already at this model is only read: opening must neither wait for nor block
+  // other processes' writes, and must work on a file it may not write.
+  if (schemaMatchesModel()) return;
   try {
     exec("BEGIN IMMEDIATE");
   } catch (const StoreError& e) {
-    throw StoreError(StoreErrorCode::CannotOpen, e.what());
+    throw StoreError(StoreErrorCode::CannotOpen, e.what(), e.sqliteCode(), e.kind());
   }
   try {
     exec("CREATE TABLE IF NOT EXISTS _metadata (key TEXT PRIMARY KEY, value TEXT)");
@@ -462,7 +499,7 @@ void PersistentStore::migrate() {
   } catch (const StoreError& e) {
     sqlite3_exec(db_, "ROLLBACK", nullptr, nullptr, nullptr);
     throw StoreError(e.code() == StoreErrorCode::SaveFailed ? StoreErrorCode::CannotOpen : e.code(),
-                     e.what());
+                     e.what(), e.sqliteCode(), e.kind());
   }
 }
 

@@ -58,9 +58,14 @@ enum class StoreType { SQLite, InMemory };
 // mutex. Held by std::shared_ptr by the contexts that use it.
 class PersistentStore {
  public:
-  // Opens (creating when missing) and migrates the file. Throws StoreError: CannotOpen when
-  // the file cannot be opened or is not a database, IncompatibleModel when the schema
-  // cannot be migrated (the file is then left as it was). `path` is ignored for InMemory.
+  // How long a statement waits for another connection's lock before failing as busy.
+  static constexpr int kBusyTimeoutMilliseconds = 20000;
+
+  // Opens (creating when missing) and migrates the file. A file whose recorded model is this
+  // model is only read (no write transaction). Throws StoreError: CannotOpen when the file
+  // cannot be opened or is not a database (kind() tells corrupt from busy, full, read-only,
+  // no access and I/O errors), IncompatibleModel when the schema cannot be migrated (the file
+  // is then left as it was). `path` is ignored for InMemory.
   static std::shared_ptr<PersistentStore> open(std::shared_ptr<const ManagedObjectModel> model,
                                                StoreType type, const std::string& path = {});
   ~PersistentStore();
@@ -150,6 +155,8 @@ class PersistentStore {
 
   void openConnection();
   void migrate();
+  // True when the file records this model's hash, so there is nothing to migrate.
+  bool schemaMatchesModel();
   void buildLayouts();
   sqlite3_stmt* statement(const std::string& sql);
   void exec(const std::string& sql);
