@@ -15,6 +15,7 @@
 #include "Handbook/Entities/IngredientEntity.h"
 #include "Models/HandbookEntities.h"
 #include "Platform/Foundation/Logger.h"
+#include "Platform/Foundation/NestingLimit.h"
 
 namespace dm {
 
@@ -233,7 +234,13 @@ struct PayloadSource {
       return;
     }
     // What the fast parser refuses (integers beyond 64 bits, ...) the tree parser may still
-    // read; only text neither accepts is malformed.
+    // read; only text neither accepts is malformed. Nesting beyond the fast parser's own
+    // limit is refused here too: the records copy such trees level by level.
+    if (textNestedDeeperThan(text, handbook_dict::kMaximumDepth)) {
+      logWarning("Handbook update payload is nested deeper than " +
+                 std::to_string(handbook_dict::kMaximumDepth) + " levels");
+      return;
+    }
     tree = nlohmann::json::parse(text, nullptr, false);
     if (tree.is_discarded()) {
       logWarning("Handbook update payload is not valid JSON");
