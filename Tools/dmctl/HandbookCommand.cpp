@@ -45,18 +45,26 @@ nlohmann::json readJsonFile(const std::string& path) {
   }
 }
 
+// Texts are written whole: a title holding a NUL byte must not cut off what follows.
 void print(const GlobalOptions& global, const nlohmann::json& value, const std::string& text) {
-  if (global.json)
-    std::printf("%s\n", value.dump().c_str());
-  else
-    std::printf("%s", text.c_str());
+  const std::string out =
+      global.json ? value.dump(-1, ' ', false, nlohmann::json::error_handler_t::replace) + "\n"
+                  : text;
+  std::fwrite(out.data(), 1, out.size(), stdout);
 }
 
-// The adapter of the data root, on this thread as the main thread.
+// The adapter of the data root, on this thread as the main thread. Fails when the handbook
+// store file is not in use (busy, full, read-only, ...): its empty stand-in would be shown
+// as the handbook.
 dm::HandbookAdapter& openAdapter(const GlobalOptions& global) {
   applyGlobalOptions(global);
   dm::MainQueue::shared().adoptCurrentThread();
-  return dm::HandbookAdapter::shared();
+  auto& adapter = dm::HandbookAdapter::shared();
+  auto storage = adapter.storage();
+  if (storage->isInMemory())
+    throw CommandError(storeUnavailableReason("the handbook store " + storage->storeFile().string(),
+                                              storage->openError()));
+  return adapter;
 }
 
 nlohmann::json itemJson(const dm::HandbookItemEntity* item) {
@@ -255,16 +263,31 @@ void search(const GlobalOptions& global, const std::string& needle) {
 
 void applyUpdate(const GlobalOptions& global, const std::string& file) {
   nlohmann::json dict = readJsonFile(file);
+  if (!dict.is_object())
+    throw CommandError(file +
+                       " is not an update dictionary (a JSON object with \"status\", "
+                       "\"version\" and the changed records)");
+  const bool notModified = dict.contains("status") && dict["status"] == "not_modified";
   auto& adapter = openAdapter(global);
   dm::HandbookUpdateEntity* batch = adapter.getHandbookUpdateEntityFromRequest(dict);
   nlohmann::json out = {{"applied", batch != nullptr}};
   std::string text = "not modified: nothing applied\n";
+  if (!batch && !notModified)
+    throw NotWrittenError("the update was not applied (--verbose shows why)");
   if (batch) {
-    adapter.storage()->performOnSavingContextAndWait([&](dm::ManagedObjectContext&) {
+    // Saved here rather than through the adapter, which swallows a failed save.
+    std::string failure;
+    adapter.storage()->performOnSavingContextAndWait([&](dm::ManagedObjectContext& context) {
       out["records"] = batch->allItems().size();
       out["version"] = batch->version();
+      try {
+        context.save();
+      } catch (const dm::StoreError& error) {
+        failure = std::string(dm::storeFailureKindName(error.kind())) + ": " + error.what();
+      }
     });
-    adapter.saveAndWait();
+    if (!failure.empty())
+      throw NotWrittenError("the update was not saved (" + failure + "); nothing was applied");
     text = "applied " + out["records"].dump() + " records (version " +
            out["version"].get<std::string>() + ")\n";
   }

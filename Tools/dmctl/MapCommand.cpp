@@ -103,6 +103,13 @@ void run(const MapArguments& arguments, const GlobalOptions& options) {
     // The application's own store: its recovery, and the services that come with it.
     mainStore = dm::ManagedObjectStore::initWithModelName(dm::ManagedObjectStore::modelName);
     if (!mainStore) throw CommandError("the main store is unavailable");
+    // Mapping into a memory-only store would report records that vanish with the process.
+    if (mainStore->isInMemory()) {
+      auto reason =
+          storeUnavailableReason("the main store " + path.string(), mainStore->openError());
+      if (arguments.save) throw NotWrittenError(reason + "; nothing was saved");
+      throw CommandError(reason);
+    }
     context = mainStore->persistentStoreManagedObjectContext();
     dm::installProfileStoreServices(mainStore, context);
   } else {
@@ -122,6 +129,7 @@ void run(const MapArguments& arguments, const GlobalOptions& options) {
   auto mapping = mapper->responseMappingForClass(cls);
 
   std::string failure;
+  bool notWritten = false;
   context->performAndWait([&] {
     try {
       dm::ManagedObjectDestination destination(*context);
@@ -145,9 +153,12 @@ void run(const MapArguments& arguments, const GlobalOptions& options) {
     } catch (const dm::MappingError& error) {
       failure = error.what();
     } catch (const dm::StoreError& error) {
-      failure = std::string("saving failed: ") + error.what();
+      failure = std::string("saving failed (") + dm::storeFailureKindName(error.kind()) +
+                "): " + error.what() + "; nothing was saved";
+      notWritten = arguments.save;
     }
   });
+  if (notWritten) throw NotWrittenError(failure);
   if (!failure.empty()) throw CommandError(failure);
 }
 

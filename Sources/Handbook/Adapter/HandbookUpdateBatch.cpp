@@ -265,6 +265,10 @@ HandbookUpdateEntity* HandbookAdapter::buildUpdateBatch(ManagedObjectContext& co
 
   Value statusText = handbook_dict::text(dict, "status");
   Value version = handbook_dict::integerAsText(dict, "version");
+  // A version the server sends as a text or a real is kept as written, not stored as empty.
+  if (version.isNull()) version = handbook_dict::text(dict, "version");
+  if (Node v = dict.find("version"); version.isNull() && v.kind() == Node::Kind::Real)
+    version = Value(nlohmann::json(v.real()).dump());
 
   BatchApplier applier(context, source, updateChunkSize_.load());
   std::vector<AppliedKind> applied = applier.applyAll();
@@ -277,7 +281,18 @@ HandbookUpdateEntity* HandbookAdapter::buildUpdateBatch(ManagedObjectContext& co
     if (kind.kind->relationship == U::kPostsProductRelationship) products = &kind;
   }
   // The version entry comes last: an update cut short before it is applied again in full.
-  auto* batch = context.insertNew<HandbookUpdateEntity>("HandbookUpdateEntity");
+  // The same version applied again refreshes its entry rather than adding a second one.
+  const std::string language = storage()->seedStorage()->currentLocalization();
+  HandbookUpdateEntity* batch = nullptr;
+  if (!version.isNull()) {
+    FetchRequest request(storage()->entityNamed("HandbookUpdateEntity"));
+    request.predicate =
+        Predicate::parse("version == %@ AND language == %@", {version, Value(language)});
+    request.fetchLimit = 1;
+    auto found = context.executeFetchRequest(request);
+    if (!found.empty()) batch = dynamic_cast<HandbookUpdateEntity*>(found.front());
+  }
+  if (!batch) batch = context.insertNew<HandbookUpdateEntity>("HandbookUpdateEntity");
   std::vector<HandbookItemEntity*> items;
   for (const AppliedKind& kind : applied) {
     items.clear();
@@ -290,7 +305,7 @@ HandbookUpdateEntity* HandbookAdapter::buildUpdateBatch(ManagedObjectContext& co
   batch->setValueAt(U::kVersionIndex, std::move(version));
   batch->setDate(Date::now());
   batch->setAmountOfChanges(static_cast<std::int64_t>(changes));
-  batch->setLanguage(storage()->seedStorage()->currentLocalization());
+  batch->setLanguage(language);
 
   if (products) {
     auto relinks = applier.relinks();
