@@ -5,6 +5,7 @@
 #include <sqlite3.h>
 
 #include <algorithm>
+#include <atomic>
 #include <unordered_set>
 
 #include <nlohmann/json.hpp>
@@ -225,6 +226,18 @@ std::shared_ptr<PersistentStore> PersistentStore::open(
   return store;
 }
 
+namespace {
+std::atomic<int> gBusyTimeout{PersistentStore::kBusyTimeoutMilliseconds};
+}  // namespace
+
+void PersistentStore::setBusyTimeout(int milliseconds) {
+  gBusyTimeout = milliseconds;
+}
+
+int PersistentStore::busyTimeout() {
+  return gBusyTimeout;
+}
+
 void PersistentStore::fail(StoreErrorCode code, const std::string& what) {
   std::string message = what;
   int sqliteCode = 0;
@@ -249,7 +262,7 @@ void PersistentStore::openConnection() {
   sqlite3_extended_result_codes(db_, 1);
   // Other processes (and other stores in this one) may hold the file's locks for a while;
   // waiting for them is always better than treating the file as unusable.
-  sqlite3_busy_timeout(db_, kBusyTimeoutMilliseconds);
+  sqlite3_busy_timeout(db_, busyTimeout());
   if (!registerPredicateSqlFunctions(db_)) {
     sqlite3_close_v2(db_);
     db_ = nullptr;

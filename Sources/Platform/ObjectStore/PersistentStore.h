@@ -58,8 +58,13 @@ enum class StoreType { SQLite, InMemory };
 // mutex. Held by std::shared_ptr by the contexts that use it.
 class PersistentStore {
  public:
-  // How long a statement waits for another connection's lock before failing as busy.
+  // How long a statement waits for another connection's lock before failing as busy, by
+  // default.
   static constexpr int kBusyTimeoutMilliseconds = 20000;
+  // The wait of connections opened from now on (process-wide; any thread). Hosts that must
+  // answer quickly, and tests of a lock held throughout, shorten it.
+  static void setBusyTimeout(int milliseconds);
+  static int busyTimeout();
 
   // Opens (creating when missing) and migrates the file. A file whose recorded model is this
   // model is only read (no write transaction). Throws StoreError: CannotOpen when the file
