@@ -144,8 +144,9 @@ TEST_F(ProcessSafetyTest, WritesThatDoNotReachTheFileExitThreeWithTheReason) {
 
   // The settings directory is a file: nothing can be written there.
   test::writeFile(dir / "flat", "x");
-  EXPECT_EQ(run("settings", {"--data-dir", (dir / "flat").string(), "settings", "set", "a", "1"}),
-            3);
+  DmctlProcess settings(dir.path(), "settings",
+                        {"--data-dir", (dir / "flat").string(), "settings", "set", "a", "1"});
+  EXPECT_EQ(settings.wait(), 3) << settings.err();
   EXPECT_EQ(run("usage", {"settings", "set"}), 2);
 }
 

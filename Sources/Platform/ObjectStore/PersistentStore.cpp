@@ -6,6 +6,7 @@
 
 #include <algorithm>
 #include <atomic>
+#include <limits>
 #include <unordered_set>
 
 #include <nlohmann/json.hpp>
@@ -547,16 +548,59 @@ void PersistentStore::setSaveHook(SaveHook hook) {
 std::int64_t PersistentStore::allocateKeys(const EntityDescription& entity, std::size_t count) {
   std::lock_guard lock(mutex_);
   auto& layout = tables_.at(entity.rootEntity());
-  if (!layout.nextKey) {
-    sqlite3_stmt* stmt =
-        statement("SELECT COALESCE(MAX(_pk), 0) FROM " + quoteName(entity.tableName()));
-    StatementReset reset{stmt};
-    if (sqlite3_step(stmt) != SQLITE_ROW) fail(StoreErrorCode::FetchFailed, "Cannot read keys");
-    layout.nextKey = sqlite3_column_int64(stmt, 0) + 1;
+  const auto wanted = static_cast<std::int64_t>(count);
+  if (layout.nextKey && *layout.nextKey + wanted <= layout.reservedEnd) {
+    std::int64_t first = *layout.nextKey;
+    *layout.nextKey += wanted;
+    return first;
   }
-  std::int64_t first = *layout.nextKey;
-  *layout.nextKey += static_cast<std::int64_t>(count);
+  const std::string table = entity.tableName();
+  auto readInteger = [&](const std::string& sql, const std::string& parameter) {
+    sqlite3_stmt* stmt = statement(sql);
+    StatementReset reset{stmt};
+    if (!parameter.empty()) sqlite3_bind_text(stmt, 1, parameter.c_str(), -1, SQLITE_TRANSIENT);
+    int rc = sqlite3_step(stmt);
+    if (rc == SQLITE_DONE) return std::int64_t{0};
+    if (rc != SQLITE_ROW) fail(StoreErrorCode::SaveFailed, "Cannot reserve keys");
+    return static_cast<std::int64_t>(sqlite3_column_int64(stmt, 0));
+  };
+  if (type_ == StoreType::InMemory) {
+    const std::int64_t first =
+        readInteger("SELECT COALESCE(MAX(_pk), 0) + 1 FROM " + quoteName(table), {});
+    layout.nextKey = first + wanted;
+    layout.reservedEnd = std::numeric_limits<std::int64_t>::max();
+    return first;
+  }
+  // Other processes insert into the same file: keys are reserved in the file itself, a block
+  // at a time, under the write lock (the open bulk write's, or a short transaction's).
+  const std::string reservationKey = "nextKey." + table;
+  const bool ownTransaction = bulkOwner_ == nullptr;
+  if (ownTransaction) exec("BEGIN IMMEDIATE");
+  std::int64_t first = 0, end = 0;
+  try {
+    first = std::max(readInteger("SELECT COALESCE(MAX(_pk), 0) + 1 FROM " + quoteName(table), {}),
+                     readInteger("SELECT value FROM _metadata WHERE key = ?", reservationKey));
+    end = first + std::max(wanted, kReservedKeyBlock);
+    sqlite3_stmt* stmt = statement("INSERT OR REPLACE INTO _metadata (key, value) VALUES (?, ?)");
+    StatementReset reset{stmt};
+    sqlite3_bind_text(stmt, 1, reservationKey.c_str(), -1, SQLITE_TRANSIENT);
+    sqlite3_bind_int64(stmt, 2, end);
+    if (sqlite3_step(stmt) != SQLITE_DONE) fail(StoreErrorCode::SaveFailed, "Cannot reserve keys");
+    if (ownTransaction) exec("COMMIT");
+  } catch (const StoreError&) {
+    if (ownTransaction) sqlite3_exec(db_, "ROLLBACK", nullptr, nullptr, nullptr);
+    throw;
+  }
+  layout.nextKey = first + wanted;
+  layout.reservedEnd = end;
   return first;
+}
+
+void PersistentStore::forgetReservedKeys() {
+  for (auto& [root, layout] : tables_) {
+    layout.nextKey.reset();
+    layout.reservedEnd = 0;
+  }
 }
 
 void PersistentStore::readRow(sqlite3_stmt* stmt, const TableLayout& layout, bool idsOnly,
@@ -763,9 +807,11 @@ void PersistentStore::commitBulkWrite(const void* owner) {
   bulkOwner_ = nullptr;
   if (sqlite3_exec(db_, "COMMIT", nullptr, nullptr, nullptr) != SQLITE_OK) {
     std::string message = sqlite3_errmsg(db_);
+    int code = sqlite3_extended_errcode(db_);
     sqlite3_exec(db_, "ROLLBACK", nullptr, nullptr, nullptr);
+    forgetReservedKeys();
     throw StoreError(StoreErrorCode::SaveFailed,
-                     "Bulk write failed to commit, nothing was written: " + message);
+                     "Bulk write failed to commit, nothing was written: " + message, code);
   }
 }
 
@@ -774,6 +820,7 @@ void PersistentStore::rollbackBulkWrite(const void* owner) {
   if (!bulkOwner_ || bulkOwner_ != owner) return;
   bulkOwner_ = nullptr;
   sqlite3_exec(db_, "ROLLBACK", nullptr, nullptr, nullptr);
+  forgetReservedKeys();  // reservations made inside the bulk write are gone with it
 }
 
 void PersistentStore::save(const SaveBatch& changes, const void* writer) {
@@ -820,7 +867,7 @@ void PersistentStore::save(const SaveBatch& changes, const void* writer) {
     rollbackWriteLocked();
     throw StoreError(
         e.code() == StoreErrorCode::FetchFailed ? StoreErrorCode::SaveFailed : e.code(),
-        std::string("Save failed, nothing was written: ") + e.what());
+        std::string("Save failed, nothing was written: ") + e.what(), e.sqliteCode(), e.kind());
   } catch (const std::exception& e) {
     rollbackWriteLocked();
     throw StoreError(StoreErrorCode::SaveFailed,

@@ -92,7 +92,9 @@ class PersistentStore {
   void setSaveHook(SaveHook hook);
 
   // --- Used by contexts ---
-  // Reserves `count` consecutive row keys of the entity's table; returns the first.
+  // Reserves `count` consecutive row keys of the entity's table; returns the first. Keys are
+  // reserved in the file (kReservedKeyBlock or more at a time), so processes sharing the file
+  // never hand out the same key. Throws StoreError when the reservation cannot be written.
   std::int64_t allocateKeys(const EntityDescription& entity, std::size_t count);
   // The row's snapshot, or false when there is no such row.
   bool loadRow(const EntityDescription& entity, std::int64_t key, ObjectSnapshot& out);
@@ -156,10 +158,14 @@ class PersistentStore {
     std::unordered_map<const EntityDescription*, EntityLayout> entities;
     std::string selectList;  // "t0._pk, t0._entity, t0.\"a\", ..."
     std::optional<std::int64_t> nextKey;
+    std::int64_t reservedEnd = 0;  // keys below this are reserved for this connection
   };
 
   void openConnection();
   void migrate();
+  // Drops the cached key reservations (after a rollback took them back).
+  void forgetReservedKeys();
+  static constexpr std::int64_t kReservedKeyBlock = 256;
   // True when the file records this model's hash, so there is nothing to migrate.
   bool schemaMatchesModel();
   void buildLayouts();
