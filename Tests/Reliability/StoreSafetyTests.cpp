@@ -360,6 +360,33 @@ TEST_F(StoreSafetyTest, RefusedSeedPackOnAVersionChangeKeepsTheHandbookAndItsUpd
   EXPECT_EQ(leftovers, 0u);
 }
 
+TEST_F(StoreSafetyTest, HandbookUpdatesNestedTooDeepAreRefusedOrReadEmptyNotCrashed) {
+  auto settings = SettingsStore::inMemory();
+  fs::create_directories(dir / "packs");
+  HandbookAdapter adapter(handbookOptions(dir.path(), settings, "1.0"));
+  constexpr int kDepth = 100000;
+  // Built as text: copying or printing such a tree would itself recurse 100k levels.
+  const std::string text = R"({"status":"changed","version":5,"post_exercises":[{"id":1,)"
+                           R"("title":"deep","execution_order":)" +
+                           std::string(kDepth, '[') + std::string(kDepth, ']') + "}]}";
+  const json update = json::parse(text);  // the parser itself does not recurse
+  // The text is past the fast parser's depth, so it would go to the tree parser.
+  EXPECT_EQ(adapter.getHandbookUpdateEntityFromPayload(text), nullptr);
+  // A caller's own tree: the record is stored, the deep value reads as empty.
+  auto* batch = adapter.getHandbookUpdateEntityFromRequest(update);
+  ASSERT_NE(batch, nullptr);
+  adapter.saveAndWait();
+  auto storage = adapter.storage();
+  EXPECT_EQ(storage->count(FetchRequest(storage->entityNamed("HandbookPostExerciseEntity"))), 1u);
+
+  // The same version again refreshes its entry instead of adding a second one.
+  json again{{"status", "changed"}, {"version", 5}, {"post_articles", {{{"id", 2}}}}};
+  ASSERT_NE(adapter.getHandbookUpdateEntityFromRequest(again), nullptr);
+  adapter.saveAndWait();
+  EXPECT_EQ(storage->count(FetchRequest(storage->entityNamed("HandbookUpdateEntity"))), 1u);
+  MainQueue::shared().runUntilIdle();
+}
+
 // ---- Settings ----
 
 TEST_F(StoreSafetyTest, RefusedSettingsFilesAreKeptAsideBeforeTheNextWrite) {
