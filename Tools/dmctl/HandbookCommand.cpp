@@ -56,14 +56,18 @@ void print(const GlobalOptions& global, const nlohmann::json& value, const std::
 // The adapter of the data root, on this thread as the main thread. Fails when the handbook
 // store file is not in use (busy, full, read-only, ...): its empty stand-in would be shown
 // as the handbook.
-dm::HandbookAdapter& openAdapter(const GlobalOptions& global) {
+// `forWrite`: the command was asked to store something, so the failure is "not written".
+dm::HandbookAdapter& openAdapter(const GlobalOptions& global, bool forWrite = false) {
   applyGlobalOptions(global);
   dm::MainQueue::shared().adoptCurrentThread();
   auto& adapter = dm::HandbookAdapter::shared();
   auto storage = adapter.storage();
-  if (storage->isInMemory())
-    throw CommandError(storeUnavailableReason("the handbook store " + storage->storeFile().string(),
-                                              storage->openError()));
+  if (storage->isInMemory()) {
+    auto reason = storeUnavailableReason("the handbook store " + storage->storeFile().string(),
+                                         storage->openError());
+    if (forWrite) throw NotWrittenError(reason + "; nothing was applied");
+    throw CommandError(reason);
+  }
   return adapter;
 }
 
@@ -268,7 +272,7 @@ void applyUpdate(const GlobalOptions& global, const std::string& file) {
                        " is not an update dictionary (a JSON object with \"status\", "
                        "\"version\" and the changed records)");
   const bool notModified = dict.contains("status") && dict["status"] == "not_modified";
-  auto& adapter = openAdapter(global);
+  auto& adapter = openAdapter(global, /*forWrite=*/true);
   dm::HandbookUpdateEntity* batch = adapter.getHandbookUpdateEntityFromRequest(dict);
   nlohmann::json out = {{"applied", batch != nullptr}};
   std::string text = "not modified: nothing applied\n";
