@@ -117,7 +117,10 @@ void run(const MapArguments& arguments, const GlobalOptions& options) {
     try {
       store = dm::PersistentMappingStore::open(model, dm::StoreType::SQLite, path.string());
     } catch (const dm::StoreError& error) {
-      throw CommandError("cannot open " + path.string() + ": " + error.what());
+      std::string reason = "cannot open " + path.string() + " (" +
+                           dm::storeFailureKindName(error.kind()) + "): " + error.what();
+      if (arguments.save) throw NotWrittenError(reason + "; nothing was saved");
+      throw CommandError(reason);
     }
     injector->registerProvider<dm::MappingStore>("objectStore", [store](dm::Injector&) {
       return std::static_pointer_cast<dm::MappingStore>(store);
