@@ -11,10 +11,11 @@ namespace dm {
 
 // The user's country is the first stored country record sorted ascending by "weight" then
 // "name"; UnitsHelper only needs its two-letter `iso` code. The records live in the main
-// object store, so this interface keeps UnitsHelper free of the store: the host (or the store
-// layer, once it provides country records) installs a source through
-// UnitsHelper::setCountrySource. Until then the default source knows no country and the unit
-// defaults are derived from the locale's region alone.
+// object store, so this interface keeps UnitsHelper's rules free of the store. The shared
+// UnitsHelper starts with a StoreCountrySource that follows the open main store; a helper
+// built without a source, or before any store is open, knows no country and derives the unit
+// defaults from the locale's region alone. Hosts may install another through
+// UnitsHelper::setCountrySource.
 //
 // Which region yields which defaults, and when they are derived, is decided by UnitsHelper,
 // not here. Implementations may be called from any thread that reads a unit setting whose

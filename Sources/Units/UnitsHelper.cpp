@@ -2,6 +2,8 @@
 // or the locale's region, the currency, and the unitsChanged event.
 #include "Units/UnitsHelper.h"
 
+#include "Profile/StoreCountrySource.h"
+
 #include <unicode/locid.h>
 #include <unicode/ucurr.h>
 
@@ -86,7 +88,9 @@ UnitsHelper::UnitsHelper(std::shared_ptr<SettingsStore> prefs,
       countrySource_(countrySource ? std::move(countrySource) : UnitsCountrySource::none()) {}
 
 UnitsHelper& UnitsHelper::sharedInstance() {
-  static UnitsHelper instance;
+  // Follows whichever main store is open at the time of each derivation, so stored countries
+  // count as soon as the store exists, with nothing for the host to install.
+  static UnitsHelper instance(nullptr, std::make_shared<StoreCountrySource>());
   return instance;
 }
 

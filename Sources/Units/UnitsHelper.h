@@ -38,7 +38,8 @@ class UnitsHelper {
   UnitsHelper(const UnitsHelper&) = delete;
   UnitsHelper& operator=(const UnitsHelper&) = delete;
 
-  // The process-wide instance, created on first use over SettingsStore::standard() and
+  // The process-wide instance, created on first use over SettingsStore::standard() and the
+  // countries of the shared main store (StoreCountrySource; none while no store is open), and
   // destroyed at exit. The reference stays valid until static destruction; statics that
   // outlive it must not call it from their destructors.
   static UnitsHelper& sharedInstance();
@@ -50,6 +51,7 @@ class UnitsHelper {
   void setPrefs(std::shared_ptr<SettingsStore> prefs);
 
   // Where the user's country comes from (never null); null restores the none() source.
+  // The host may replace the shared instance's main-store source with its own.
   std::shared_ptr<UnitsCountrySource> countrySource() const;
   void setCountrySource(std::shared_ptr<UnitsCountrySource> source);
 

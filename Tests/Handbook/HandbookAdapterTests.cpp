@@ -140,6 +140,27 @@ TEST_F(HandbookAdapterTest, CacheHitsUntilTheLanguageChanges) {
   EXPECT_TRUE(adapterDe.isHandbookForCurrentLocalizationWasLoaded());
 }
 
+// A lookup that finds nothing is remembered: a record saved behind the adapter's back is not
+// seen until the next update batch, which forgets the remembered misses.
+TEST_F(HandbookAdapterTest, MissesAreCachedUntilTheNextUpdate) {
+  ASSERT_TRUE(apply(test::smallUpdateDictionary()));
+  EXPECT_FALSE(adapter().getPostExerciseEntity(77));
+  adapter().storage()->performOnSavingContextAndWait([](ManagedObjectContext& context) {
+    auto* squat = context.insertNewObject("HandbookPostExerciseEntity");
+    squat->setValueForKey("entityID", Value(std::int64_t{77}));
+    context.save();
+  });
+  MainQueue::shared().runUntilIdle();
+  EXPECT_FALSE(adapter().getPostExerciseEntity(77));  // the cached miss
+  EXPECT_TRUE(adapter().getPostExerciseEntity(31));   // other ids are looked up as usual
+
+  json unrelated = {{"status", "changed"}, {"version", 9}, {"faqs", json::array()}};
+  ASSERT_TRUE(apply(unrelated));
+  HandbookPostExerciseEntity* found = adapter().getPostExerciseEntity(77);
+  ASSERT_TRUE(found);
+  EXPECT_EQ(found->entityID(), 77);
+}
+
 TEST_F(HandbookAdapterTest, DietRelationsKeepOnlyMatchingProducts) {
   ASSERT_TRUE(apply(test::smallUpdateDictionary()));
   DietHandbookRelation* relation = nullptr;

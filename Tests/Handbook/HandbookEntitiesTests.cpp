@@ -58,6 +58,25 @@ TEST_F(HandbookEntitiesTest, FillTypesAndKindStep) {
   EXPECT_EQ(article->title(), "x");
 }
 
+// Identifiers and the other unsigned numbers refuse what is not an unsigned integer of the
+// store instead of keeping a negative or wrapped-around value.
+TEST_F(HandbookEntitiesTest, UnsignedNumbersRejectNegativeAndOversizedValues) {
+  auto* squat = make<HandbookPostExerciseEntity>(
+      {{"id", -5}, {"weight", -1.5}, {"category_id", -0.5}, {"equipment_type", -2}});
+  EXPECT_FALSE(squat->entityID());
+  EXPECT_FALSE(squat->weight());
+  EXPECT_EQ(squat->categoryID(), 0);  // -0.5 truncates to 0, which is unsigned
+  EXPECT_FALSE(squat->equipmentType());
+  auto* huge = make<HandbookCategoryEntity>(
+      {{"id", 18446744073709551615u}, {"parent_id", 1e19}, {"weight", 9223372036854775807}});
+  EXPECT_FALSE(huge->entityID());
+  EXPECT_FALSE(huge->parentID());
+  EXPECT_EQ(huge->weight(), 9223372036854775807);
+  auto* fine = make<HandbookCategoryEntity>({{"id", 12.9}, {"parent_id", 0}});
+  EXPECT_EQ(fine->entityID(), 12);
+  EXPECT_EQ(fine->parentID(), 0);
+}
+
 TEST_F(HandbookEntitiesTest, IndexGradesAtTheirBounds) {
   struct Case {
     int type;

@@ -113,5 +113,22 @@ TEST_F(ProfileMappingTest, StoredCountriesDecideUnitDefaults) {
   EXPECT_EQ(units.defaultWeightUnitsValue(), 1);
 }
 
+// The process-wide helper reads the countries of whichever main store is open, with nothing
+// installed by the host.
+TEST_F(ProfileMappingTest, TheSharedUnitsHelperFollowsTheOpenMainStore) {
+  UnitsHelper& shared = UnitsHelper::sharedInstance();
+  auto sharedPrefs = SettingsStore::inMemory();
+  shared.setPrefs(sharedPrefs);
+  perform([&] {
+    map("CountryEntity", R"([{"id": 1, "name": "United States", "iso": "US", "weight": 1}])");
+  });
+  EXPECT_EQ(shared.countrySource()->firstCountryIso(), "US");
+  EXPECT_EQ(shared.defaultDistanceUnitsValue(), 0);
+  EXPECT_EQ(shared.defaultDistanceUnitsValue(), 1);
+  ManagedObjectStore::resetSharedInstance();  // no store: no country
+  EXPECT_FALSE(shared.countrySource()->firstCountryIso());
+  shared.setPrefs(nullptr);
+}
+
 }  // namespace
 }  // namespace dm::test

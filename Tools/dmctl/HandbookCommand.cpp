@@ -5,11 +5,13 @@
 #include <cmath>
 #include <cstdio>
 #include <fstream>
+#include <iterator>
 #include <sstream>
 #include <utility>
 #include <vector>
 
 #include "Handbook/Adapter/HandbookAdapter.h"
+#include "Handbook/Adapter/HandbookPayloadReader.h"
 #include "Handbook/Entities/HandbookCategoryEntity.h"
 #include "Handbook/Entities/HandbookFilterTagEntity.h"
 #include "Handbook/Entities/HandbookPostExerciseEntity.h"
@@ -33,16 +35,6 @@ CLI::App* handbookCommand(CLI::App& app) {
   auto* command = app.add_subcommand("handbook", "Handbook store and seed jobs");
   command->require_subcommand(1);
   return command;
-}
-
-nlohmann::json readJsonFile(const std::string& path) {
-  std::ifstream in(path, std::ios::binary);
-  if (!in) throw CommandError("cannot read " + path);
-  try {
-    return nlohmann::json::parse(in);
-  } catch (const nlohmann::json::exception& error) {
-    throw CommandError(path + ": " + error.what());
-  }
 }
 
 // Texts are written whole: a title holding a NUL byte must not cut off what follows.
@@ -265,15 +257,49 @@ void search(const GlobalOptions& global, const std::string& needle) {
 
 // ---- apply-update ----
 
-void applyUpdate(const GlobalOptions& global, const std::string& file) {
-  nlohmann::json dict = readJsonFile(file);
-  if (!dict.is_object())
-    throw CommandError(file +
+// An update file's text, checked the way the library reads it (the windowed reader, else a
+// validating pass of the tree parser), and whether it says "not_modified".
+struct UpdateText {
+  std::string text;
+  bool notModified = false;
+};
+
+UpdateText readUpdateText(const std::string& path) {
+  std::ifstream in(path, std::ios::binary);
+  if (!in) throw CommandError("cannot read " + path);
+  UpdateText out;
+  out.text.assign(std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>());
+  if (in.bad()) throw CommandError("cannot read " + path);
+  const auto first = out.text.find_first_not_of(" \t\r\n");
+  dm::HandbookPayloadReader reader(out.text);
+  dm::handbook_dict::Node status;
+  nlohmann::json shallow;
+  if (reader.open()) {
+    status = reader.header({"status"}).find("status");
+  } else {
+    if (!nlohmann::json::accept(out.text)) throw CommandError(path + ": not valid JSON");
+    // Valid, but not what the fast reader takes: the library reads it as a tree. Only the
+    // top level is kept here.
+    if (first != std::string::npos && out.text[first] == '{') {
+      shallow = nlohmann::json::parse(out.text, [](int depth, nlohmann::json::parse_event_t,
+                                                   nlohmann::json&) { return depth <= 1; });
+      if (shallow.contains("status")) status = dm::handbook_dict::Node(shallow["status"]);
+    }
+  }
+  if (first == std::string::npos || out.text[first] != '{')
+    throw CommandError(path +
                        " is not an update dictionary (a JSON object with \"status\", "
                        "\"version\" and the changed records)");
-  const bool notModified = dict.contains("status") && dict["status"] == "not_modified";
+  out.notModified =
+      status.kind() == dm::handbook_dict::Node::Kind::String && status.string() == "not_modified";
+  return out;
+}
+
+void applyUpdate(const GlobalOptions& global, const std::string& file) {
+  const UpdateText update = readUpdateText(file);
+  const bool notModified = update.notModified;
   auto& adapter = openAdapter(global, /*forWrite=*/true);
-  dm::HandbookUpdateEntity* batch = adapter.getHandbookUpdateEntityFromRequest(dict);
+  dm::HandbookUpdateEntity* batch = adapter.getHandbookUpdateEntityFromPayload(update.text);
   nlohmann::json out = {{"applied", batch != nullptr}};
   std::string text = "not modified: nothing applied\n";
   if (!batch && !notModified)

@@ -181,13 +181,17 @@ T* HandbookAdapter::cachedLookup(Cache& cache, const char* entityName, std::int6
   if (auto entry = cache.get(id)) {
     // A record is only handed out on its own context's thread, and only once that context
     // confirms it still owns the object; a record of another thread's context is a miss.
-    if (entry->context.lock() == context &&
-        context->objectRegisteredForID(entry->id) == entry->object && !entry->object->isFault())
-      return static_cast<T*>(entry->object);
+    // A remembered "no such record" counts for the context that looked.
+    if (entry->context.lock() == context) {
+      if (!entry->object) return nullptr;
+      if (context->objectRegisteredForID(entry->id) == entry->object && !entry->object->isFault())
+        return static_cast<T*>(entry->object);
+    }
   }
   auto found = downcast<T>(fetchEntity(entityName, idEquals(id), {}, 1, context));
   if (found.empty()) {
-    cache.remove(id);
+    // Screens ask again and again for posts the handbook lacks; the miss is cached too.
+    cache.set(id, CacheEntry{context, ObjectID{}, nullptr});
     return nullptr;
   }
   T* object = found.front();
@@ -224,6 +228,13 @@ HandbookPostPharmacyEntity* HandbookAdapter::getPostPharmacyEntity(std::int64_t 
 HandbookPostSportFoodEntity* HandbookAdapter::getPostSportFoodEntity(std::int64_t postSportFoodID) {
   return cachedLookup<HandbookPostSportFoodEntity>(
       cachedPostSportFoodEntities_, HandbookPostSportFoodEntity::kEntityName, postSportFoodID);
+}
+
+void HandbookAdapter::forgetCachedMisses() {
+  for (Cache* cache : {&cachedPostExerciseEntities_, &cachedPostProductEntities_,
+                       &cachedPostPharmacyEntities_, &cachedPostSportFoodEntities_})
+    for (const auto& [id, entry] : cache->snapshot())
+      if (!entry.object) cache->remove(id);
 }
 
 void HandbookAdapter::clearCaches() {

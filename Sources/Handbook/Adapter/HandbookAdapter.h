@@ -85,7 +85,8 @@ class HandbookAdapter {
   std::vector<HandbookPostProductEntity*> getPostProductEntities(
       const std::vector<std::int64_t>& postProductIDs);
   // Cached lookups: a cached record is returned when it belongs to the calling thread's
-  // context and is not a fault; otherwise it is fetched there and cached.
+  // context and is not a fault; otherwise it is fetched there and cached. A lookup that finds
+  // nothing is cached too (nullptr for that context) until the next update batch is built.
   HandbookPostProductEntity* getPostProductEntity(std::int64_t postProductID);
   void setPostProductEntity(HandbookPostProductEntity* entity, std::int64_t key);
   HandbookPostExerciseEntity* getPostExerciseEntity(std::int64_t postExerciseID);
@@ -116,11 +117,12 @@ class HandbookAdapter {
   // Builds the update batch on the saving context; `completion` gets it (or nullptr for
   // "not_modified") on the main queue. The records belong to the saving context; the caller
   // saves. An update of more records than the chunk size (setUpdateChunkSize) is applied a
-  // chunk at a time: every chunk but the last is saved and the saving context reset after
-  // it, so records of the saving context held from before become invalid. The batch record
-  // is made only once those chunks are stored, and it, the last chunk and the rebuilt
-  // ingredient links are left to the caller's save: an update cut short leaves no batch and
-  // is applied again in full next time (records are matched by id, so none is duplicated).
+  // chunk at a time inside one bulk write of the saving context (pending changes there are
+  // saved first): each chunk is saved into the open transaction and its records turned back
+  // into faults, so memory stays bounded while every record held on the saving context stays
+  // valid. The batch, the last chunk and the ingredient links are committed with it before
+  // the batch is returned, all or nothing; a failure leaves the store and the saving context
+  // as they were and gives no batch.
   void getHandbookUpdateEntityFromRequest(const nlohmann::json& dict,
                                           std::function<void(HandbookUpdateEntity*)> completion);
   // The same, synchronously.
@@ -161,6 +163,8 @@ class HandbookAdapter {
   using Cache = ThreadSafeDictionary<std::int64_t, CacheEntry>;
   template <typename T>
   T* cachedLookup(Cache& cache, const char* entityName, std::int64_t id);
+  // Drops the cached "no such record" answers (an update may have added those records).
+  void forgetCachedMisses();
   std::vector<ManagedObject*> fetchEntity(
       const std::string& entityName, const std::optional<Predicate>& predicate,
       const std::vector<SortDescriptor>& sort = {}, std::size_t limit = 0,

@@ -16,6 +16,7 @@
 #include "Models/HandbookEntities.h"
 #include "Platform/Foundation/Logger.h"
 #include "Platform/Foundation/NestingLimit.h"
+#include "Platform/ObjectStore/BulkWrite.h"
 
 namespace dm {
 
@@ -46,11 +47,10 @@ constexpr std::size_t kParseWindow = 250;
 constexpr std::size_t kIngredientsDataIndex =
     HandbookPostProductEntityGenerated::kIngredientsDataIndex;
 
-// A record the batch lists: its object while the context still holds it, else (once saved
-// and released) its identifier.
+// A record the batch lists. Once its chunk is saved the object is turned back into a fault
+// (its values released), but it stays registered, so the pointer remains valid.
 struct ItemRef {
   std::int64_t entityID;
-  ObjectID id;
   ManagedObject* object;
 };
 
@@ -74,9 +74,10 @@ struct AppliedKind {
 };
 
 // Fills or creates the records of every array a chunk of elements at a time. When the
-// update spans more than one chunk, each chunk but the last is saved and the context reset
-// after it, so the context never holds more than a chunk of records; the last chunk is left
-// to the caller's save together with the batch.
+// update spans more than one chunk (inside a bulk write, so the saves are one transaction),
+// each chunk but the last is saved and its records turned back into faults, so the context
+// holds the values of at most a chunk of records while every record it handed out, to the
+// caller or to the batch, stays valid.
 class BatchApplier {
  public:
   BatchApplier(ManagedObjectContext& context, HandbookUpdateSource& source, std::size_t chunkSize)
@@ -89,6 +90,8 @@ class BatchApplier {
         pending.emplace_back(&kind, n);
         remaining_ += n;
       }
+    // An update of one chunk is never saved here: it is all left to the caller's save.
+    releases_ = remaining_ > chunkSize_;
     std::vector<AppliedKind> applied;
     applied.reserve(pending.size());
     for (const auto& [kind, count] : pending) {
@@ -104,13 +107,6 @@ class BatchApplier {
     for (std::size_t i = 0; i < ingredients_.size(); ++i)
       if (ingredients_[i].had || ingredients_[i].has) out.push_back({i, ingredients_[i].had});
     return out;
-  }
-
-  // Gives every listed record an object again: those released come back as faults, made
-  // from their identifiers without reading a row.
-  void resolve(AppliedKind& applied) {
-    for (ItemRef& ref : applied.items)
-      if (!ref.object) ref.object = context_.objectWithID(ref.id);
   }
 
  private:
@@ -144,7 +140,7 @@ class BatchApplier {
         if (!item) continue;
         auto [at, isNew] = listed.emplace(id, applied.items.size());
         if (isNew) {
-          applied.items.push_back({id, ObjectID{}, item});
+          applied.items.push_back({id, item});
           if (isProduct)
             ingredients_.push_back(
                 {!inserted && !item->valueAt(kIngredientsDataIndex).isNull(), false});
@@ -156,7 +152,7 @@ class BatchApplier {
       unsaved += n;
       // A kind's records are all released before the next kind starts: release() only knows
       // the current kind's list.
-      if (remaining_ > 0 && (unsaved >= chunkSize_ || first + n == count)) {
+      if (releases_ && remaining_ > 0 && (unsaved >= chunkSize_ || first + n == count)) {
         release(applied);
         unsaved = 0;
       }
@@ -165,20 +161,17 @@ class BatchApplier {
 
   void release(AppliedKind& applied) {
     context_.save();
-    for (std::size_t i = liveFrom_; i < applied.items.size(); ++i) {
-      ItemRef& ref = applied.items[i];
-      ref.id = ref.object->objectID();
-      ref.object = nullptr;
-    }
+    for (std::size_t i = liveFrom_; i < applied.items.size(); ++i)
+      context_.refreshObject(applied.items[i].object, false);
     liveFrom_ = applied.items.size();
-    context_.reset();
   }
 
   ManagedObjectContext& context_;
   HandbookUpdateSource& source_;
   const std::size_t chunkSize_;
   std::size_t remaining_ = 0;
-  std::size_t liveFrom_ = 0;  // items of the current kind from here on are still held
+  bool releases_ = false;     // the update spans more than one chunk
+  std::size_t liveFrom_ = 0;  // items of the current kind from here on still hold values
   std::vector<IngredientState> ingredients_;  // per product, as in its items
 };
 
@@ -186,7 +179,7 @@ class BatchApplier {
 // derived from the ingredients, so only products that have or had ingredients are visited.
 void relinkIngredients(ManagedObjectContext& context, const EntityDescription& productEntity,
                        const std::vector<ItemRef>& products, const std::vector<Relink>& relinks) {
-  // Products released by an earlier chunk are faults: load them in one query, not one each.
+  // Products of an earlier chunk are faults: load them in one query, not one each.
   std::vector<Value> released;
   for (const Relink& relink : relinks)
     if (products[relink.item].object && products[relink.item].object->isFault())
@@ -270,13 +263,23 @@ HandbookUpdateEntity* HandbookAdapter::buildUpdateBatch(ManagedObjectContext& co
   if (Node v = dict.find("version"); version.isNull() && v.kind() == Node::Kind::Real)
     version = Value(nlohmann::json(v.real()).dump());
 
-  BatchApplier applier(context, source, updateChunkSize_.load());
+  const std::size_t chunkSize = std::max<std::size_t>(updateChunkSize_.load(), 1);
+  std::size_t elements = 0;
+  for (const BatchKind& kind : kBatchKinds) elements += source.elementCount(kind.key);
+  // More than a chunk is saved as it goes, in one transaction that commits with the batch:
+  // all or nothing, and an exception below rolls the scope back with the context.
+  BulkWrite bulk;
+  if (elements > chunkSize) {
+    if (context.hasChanges()) context.save();  // the scope starts from a saved context
+    bulk = context.beginBulkWrite();
+  }
+
+  BatchApplier applier(context, source, chunkSize);
   std::vector<AppliedKind> applied = applier.applyAll();
 
   std::size_t changes = 0;
   const AppliedKind* products = nullptr;
   for (AppliedKind& kind : applied) {
-    applier.resolve(kind);
     changes += kind.items.size();
     if (kind.kind->relationship == U::kPostsProductRelationship) products = &kind;
   }
@@ -311,6 +314,8 @@ HandbookUpdateEntity* HandbookAdapter::buildUpdateBatch(ManagedObjectContext& co
     auto relinks = applier.relinks();
     if (!relinks.empty()) relinkIngredients(context, *products->entity, products->items, relinks);
   }
+  if (bulk.isActive()) bulk.commit();
+  forgetCachedMisses();
   return batch;
 }
 

@@ -2,6 +2,7 @@
 #include "Handbook/Entities/HandbookDictionaryValues.h"
 
 #include <cmath>
+#include <cstdint>
 
 #include "Platform/Foundation/DateFormatting.h"
 #include "Platform/Foundation/KeyedArchive.h"
@@ -195,13 +196,21 @@ Node Dictionary::find(std::string_view key) const {
 Value unsignedNumber(const Dictionary& dict, std::string_view key) {
   Node v = dict.find(key);
   switch (v.kind()) {
+    // Negative values and values past the stored 64-bit range are not unsigned integers of
+    // the store: they read as empty rather than as a wrapped-around number.
     case Node::Kind::Unsigned:
+      if (v.unsignedInteger() > static_cast<std::uint64_t>(INT64_MAX)) return {};
       return Value(static_cast<std::int64_t>(v.unsignedInteger()));
     case Node::Kind::Integer:
+      if (v.integer() < 0) return {};
       return Value(v.integer());
-    case Node::Kind::Real:
+    case Node::Kind::Real: {
       if (!std::isfinite(v.real())) return Value(std::int64_t{0});
-      return Value(static_cast<std::int64_t>(std::trunc(v.real())));
+      const double truncated = std::trunc(v.real());
+      // -0.5 truncates to 0, which is a valid unsigned value.
+      if (truncated < 0 || truncated >= 9223372036854775808.0) return {};
+      return Value(static_cast<std::int64_t>(truncated));
+    }
     case Node::Kind::Boolean:
       return Value(std::int64_t{v.boolean() ? 1 : 0});
     default:

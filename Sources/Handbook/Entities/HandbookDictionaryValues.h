@@ -105,7 +105,8 @@ class Dictionary {
 
 // Pure functions; any thread.
 
-// A number taken as an unsigned integer (fractions truncated, booleans 0/1); else null.
+// A number taken as an unsigned integer (fractions truncated, booleans 0/1); else null, also
+// for a negative number or one past the 64-bit signed range.
 Value unsignedNumber(const Dictionary& dict, std::string_view key);
 // A number as a double (booleans 0/1); else null.
 Value doubleNumber(const Dictionary& dict, std::string_view key);

@@ -7,10 +7,12 @@
 #include <atomic>
 #include <system_error>
 
+#include "Handbook/Storage/ShippedSeeds.h"
 #include "Platform/Foundation/Directories.h"
 #include "Platform/Foundation/LocaleServices.h"
 #include "Platform/Foundation/Logger.h"
 #include "Platform/Foundation/ZipArchive.h"
+#include "Platform/Host/ApplicationVersion.h"
 
 namespace dm {
 
@@ -72,27 +74,38 @@ void installStoreFile(const std::filesystem::path& staged, const std::filesystem
   }
   std::filesystem::rename(staged, storeFile);  // throws filesystem_error
 }
+
+std::shared_ptr<SeedPackSource> makeDefaultPackSource() {
+  return makePackSourceWithShippedSeeds(Directories::shared()->applicationSupportDirectory() /
+                                        "SeedPacks");
+}
 }  // namespace
 
 std::shared_ptr<SeedStorage> SeedStorage::create(Options options) {
-  return std::make_shared<SeedStorage>(Private{}, std::move(options));
+  auto storage = std::make_shared<SeedStorage>(Private{}, std::move(options));
+  std::weak_ptr<SeedStorage> weak = storage;
+  storage->networkMonitor_->setHandler([weak](NetworkStatus) {
+    if (auto self = weak.lock()) self->networkStatusChanged();
+  });
+  storage->networkMonitor_->start();
+  return storage;
 }
 
 SeedStorage::SeedStorage(Private, Options options)
     : settings_(options.settings ? options.settings : SettingsStore::standard()),
       currentVersion_(options.currentVersion ? *options.currentVersion
-                                             : Directories::applicationVersion()),
+                                             : ApplicationVersion::current()),
       currentLocalization_(options.currentLocalization ? *options.currentLocalization
                                                        : currentInterfaceLanguage()),
-      packSource_(options.packSource ? options.packSource : defaultPackSource()) {}
+      packSource_(options.packSource ? options.packSource : defaultPackSource()),
+      networkMonitor_(options.networkMonitor ? options.networkMonitor
+                                             : NetworkMonitor::makeDefault()) {}
 
 std::shared_ptr<SeedStorage> SeedStorage::shared() {
   std::lock_guard lock(gSharedMutex);
   if (!gShared) {
     Options options;
-    if (!gPackSource)
-      gPackSource = std::make_shared<DirectorySeedPackSource>(
-          Directories::shared()->applicationSupportDirectory() / "SeedPacks");
+    if (!gPackSource) gPackSource = makeDefaultPackSource();
     options.packSource = gPackSource;
     gShared = create(std::move(options));
   }
@@ -106,9 +119,7 @@ void SeedStorage::setShared(std::shared_ptr<SeedStorage> storage) {
 
 std::shared_ptr<SeedPackSource> SeedStorage::defaultPackSource() {
   std::lock_guard lock(gSharedMutex);
-  if (!gPackSource)
-    gPackSource = std::make_shared<DirectorySeedPackSource>(
-        Directories::shared()->applicationSupportDirectory() / "SeedPacks");
+  if (!gPackSource) gPackSource = makeDefaultPackSource();
   return gPackSource;
 }
 

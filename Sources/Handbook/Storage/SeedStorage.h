@@ -11,6 +11,7 @@
 
 #include "Handbook/Storage/SeedPackSource.h"
 #include "Platform/Foundation/SettingsStore.h"
+#include "Platform/Host/NetworkMonitor.h"
 
 namespace dm {
 
@@ -32,10 +33,12 @@ class SeedStorage : public std::enable_shared_from_this<SeedStorage> {
 
   struct Options {
     std::shared_ptr<SettingsStore> settings;         // null: SettingsStore::standard()
-    std::optional<std::string> currentVersion;       // unset: Directories::applicationVersion()
+    std::optional<std::string> currentVersion;       // unset: ApplicationVersion::current()
     std::optional<std::string> currentLocalization;  // unset: currentInterfaceLanguage()
     // Seeds of other languages and the built-in seed. null: the process-wide pack source.
     std::shared_ptr<SeedPackSource> packSource;
+    // Drives networkStatusChanged(); started by create(). null: NetworkMonitor::makeDefault().
+    std::shared_ptr<NetworkMonitor> networkMonitor;
   };
   static std::shared_ptr<SeedStorage> create(Options options);
   static std::shared_ptr<SeedStorage> create() { return create(Options{}); }
@@ -44,8 +47,9 @@ class SeedStorage : public std::enable_shared_from_this<SeedStorage> {
   static std::shared_ptr<SeedStorage> shared();
   // Replaces the process-wide instance (hosts and tests); nullptr: create anew on next use.
   static void setShared(std::shared_ptr<SeedStorage> storage);
-  // The pack source used by default: packs in <application support>/SeedPacks unless the
-  // host sets another (a downloader, the application's resources). Any thread.
+  // The pack source used by default: packs in <application support>/SeedPacks, then the seeds
+  // shipped with the library (ShippedSeeds.h), unless the host sets another (a downloader, the
+  // application's resources). Any thread.
   static std::shared_ptr<SeedPackSource> defaultPackSource();
   static void setDefaultPackSource(std::shared_ptr<SeedPackSource> source);
 
@@ -53,6 +57,7 @@ class SeedStorage : public std::enable_shared_from_this<SeedStorage> {
   const std::string& currentLocalization() const { return currentLocalization_; }
   const std::shared_ptr<SeedPackSource>& packSource() const { return packSource_; }
   const std::shared_ptr<SettingsStore>& settings() const { return settings_; }
+  const std::shared_ptr<NetworkMonitor>& networkMonitor() const { return networkMonitor_; }
 
   void setDelegate(std::weak_ptr<SeedStorageDelegate> delegate);
 
@@ -68,7 +73,7 @@ class SeedStorage : public std::enable_shared_from_this<SeedStorage> {
   void requestSeedIfNeeded();
   // True while a fetch is under way.
   bool isFetching() const;
-  // The reachability callback: any change of network status retries a pending fetch.
+  // The network monitor's callback: any change of network status retries a pending fetch.
   void networkStatusChanged();
   // Unzips `seedArchive` into a staging directory beside the store file (CRC-checked, all or
   // nothing, no entry may leave it), checks that it holds a database of the store file's name
@@ -90,6 +95,7 @@ class SeedStorage : public std::enable_shared_from_this<SeedStorage> {
   const std::string currentVersion_;
   const std::string currentLocalization_;
   const std::shared_ptr<SeedPackSource> packSource_;
+  const std::shared_ptr<NetworkMonitor> networkMonitor_;
   mutable std::mutex mutex_;
   std::weak_ptr<SeedStorageDelegate> delegate_;  // guarded by mutex_
   std::optional<std::string> odrRequest_;        // the tag being fetched; guarded by mutex_

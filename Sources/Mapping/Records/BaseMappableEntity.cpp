@@ -3,11 +3,12 @@
 #include "Mapping/Records/BaseMappableEntity.h"
 
 #include <exception>
-#include <unordered_set>
 
 #include "Mapping/Records/ModelMetadata.h"
 #include "Mapping/Records/RecordClassCaches.h"
 #include "Platform/Foundation/Logger.h"
+#include "Platform/ObjectStore/FetchRequest.h"
+#include "Platform/ObjectStore/Predicate.h"
 
 namespace dm {
 namespace {
@@ -148,18 +149,18 @@ std::size_t BaseMappableEntity::Class::deleteAllObjectsForEntityExeptIdentifiers
   kept.reserve(keptIDs.size());
   for (std::int64_t id : keptIDs) kept.emplace_back(static_cast<long long>(id));
   try {
-    std::size_t deleted = context.batchDeleteExcept(*entity, kEntityIDKey, kept);
-    // The statement only sees saved rows; unsaved inserts are this context's to delete.
-    std::unordered_set<std::int64_t> keptSet(keptIDs.begin(), keptIDs.end());
-    for (ManagedObject* object : context.insertedObjects()) {
-      if (!object->entity().isKindOf(entity)) continue;
-      Value id = object->valueForKey(kEntityIDKey);
-      if (id.isNull() || !keptSet.count(id.asInt64())) {
-        context.deleteObject(object);
-        ++deleted;
-      }
-    }
-    return deleted;
+    // Deleting object by object in the context applies the model's delete rules and leaves
+    // the writing to the caller's save, so the deletion commits (or not) with the rest.
+    FetchRequest request(entity);
+    request.predicate = Predicate::notPredicate(Predicate::comparison(
+        PredicateExpression{PredicateExpression::Kind::KeyPath, kEntityIDKey, {}, {}, nullptr},
+        Predicate::Operator::In,
+        PredicateExpression{
+            PredicateExpression::Kind::ConstantList, {}, {}, std::move(kept), nullptr}));
+    request.includesPropertyValues = false;  // identifiers only: the rows are not needed
+    std::vector<ManagedObject*> doomed = context.executeFetchRequest(request);
+    for (ManagedObject* object : doomed) context.deleteObject(object);
+    return doomed.size();
   } catch (const std::exception& error) {
     logError("deleteAllObjectsForEntityExept: " + name() + ": " + error.what());
     return 0;

@@ -55,12 +55,14 @@ class BaseMappableEntity : public ManagedObject {
     std::optional<std::vector<std::string>> identificationAttributes() const override;
 
     // Deletes, in the main store's default context, every record of this class's entity
-    // whose entityID is not among the given records' (absent identifiers included). Runs on
-    // the default context's queue and waits. Returns the number deleted; 0 (and a log line)
-    // when the store or the entity is unavailable or the store fails. Any thread.
+    // whose entityID is not among the given records' (absent identifiers included), applying
+    // the model's delete rules (cascades delete the related records too). Nothing is written
+    // until the caller saves that context. Runs on the default context's queue and waits.
+    // Returns the number of records of the entity deleted (not counting cascades); 0 (and a
+    // log line) when the store or the entity is unavailable or the store fails. Any thread.
     std::size_t deleteAllObjectsForEntityExept(const std::vector<const ManagedObject*>& kept) const;
-    // The same in `context`, on its queue. Unsaved inserts of the entity that are not kept are
-    // deleted in the context too; the caller saves.
+    // The same in `context`, on its queue (unsaved inserts of the entity included); the
+    // caller saves, or rolls back by not saving.
     std::size_t deleteAllObjectsForEntityExept(const std::vector<const ManagedObject*>& kept,
                                                ManagedObjectContext& context) const;
     template <class T>

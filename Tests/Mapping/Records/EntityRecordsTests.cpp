@@ -120,6 +120,56 @@ TEST(EntityRecordsTest, DeleteAllExceptKeepsListedRecordsAndDropsUnsavedOnes) {
   });
 }
 
+// Deleting through the context applies the model's cascade, and nothing reaches the file
+// before the caller saves: not saving leaves every row where it was.
+TEST(EntityRecordsTest, DeleteAllExceptCascadesAndWaitsForTheCallersSave) {
+  RecordsFixture fixture;
+  const auto& workoutClass = dynamic_cast<const BaseMappableEntity::Class&>(
+      *RecordClasses::classNamed("RecordsWorkoutEntity"));
+  auto rowCount = [&](const char* entity) {
+    // A separate store connection reads what the file holds.
+    auto reader = PersistentStore::open(recordsModel(), StoreType::SQLite,
+                                        (fixture.dir / "Records.sqlite").string());
+    auto context = ManagedObjectContext::createRoot(reader, ConcurrencyType::PrivateQueue, "r");
+    std::size_t count = 0;
+    context->performAndWait([&] {
+      count = context->countForFetchRequest(FetchRequest(context->model().entityNamed(entity)));
+    });
+    return count;
+  };
+  std::vector<ManagedObject*> kept;
+  fixture.perform([&] {
+    auto& context = fixture.context();
+    for (int w = 1; w <= 3; ++w) {
+      auto* workout = context.insertNew<RecordsWorkoutEntity>("RecordsWorkout");
+      workout->setEntityID(w);
+      for (int i = 0; i < 2; ++i) {
+        auto* item = context.insertNew<RecordsItemEntity>("RecordsItem");
+        item->setEntityID(w * 10 + i);
+        item->setObjectForKey("workout", workout);
+      }
+      if (w == 2) kept.push_back(workout);
+    }
+    context.save();
+  });
+  const std::vector<const ManagedObject*> keptConst(kept.begin(), kept.end());
+
+  fixture.perform([&] {
+    EXPECT_EQ(workoutClass.deleteAllObjectsForEntityExept(keptConst, fixture.context()), 2u);
+    EXPECT_EQ(fixture.context().deletedObjects().size(), 6u);  // 2 workouts + their 4 items
+  });
+  EXPECT_EQ(rowCount("RecordsWorkout"), 3u);
+  EXPECT_EQ(rowCount("RecordsItem"), 6u);
+  fixture.perform([&] { fixture.context().reset(); });  // the caller changes its mind
+  EXPECT_EQ(rowCount("RecordsItem"), 6u);
+
+  // The default-context form, then the caller's save.
+  EXPECT_EQ(workoutClass.deleteAllObjectsForEntityExept(std::vector<const ManagedObject*>{}), 3u);
+  fixture.perform([&] { fixture.context().save(); });
+  EXPECT_EQ(rowCount("RecordsWorkout"), 0u);
+  EXPECT_EQ(rowCount("RecordsItem"), 0u);
+}
+
 TEST(EntityRecordsTest, DeleteAllExceptWithALargeKeptList) {
   RecordsFixture fixture;
   fixture.perform([&] {
