@@ -271,7 +271,17 @@ void PersistentStore::openConnection() {
   }
   try {
     // The first real read notices a file that is not a database.
-    exec(type_ == StoreType::InMemory ? "PRAGMA journal_mode=MEMORY" : "PRAGMA journal_mode=WAL");
+    // Switching a new file to write-ahead logging needs an exclusive lock and SQLite does not
+    // call the busy handler for it, so processes creating the file together retry here.
+    const char* journal =
+        type_ == StoreType::InMemory ? "PRAGMA journal_mode=MEMORY" : "PRAGMA journal_mode=WAL";
+    for (int waited = 0;; waited += 10) {
+      if (sqlite3_exec(db_, journal, nullptr, nullptr, nullptr) == SQLITE_OK) break;
+      if (classifySqliteResult(sqlite3_extended_errcode(db_)) != StoreFailureKind::Busy ||
+          waited >= busyTimeout())
+        exec(journal);  // throws with the error
+      sqlite3_sleep(10);
+    }
     exec("PRAGMA synchronous=NORMAL");
     exec("PRAGMA foreign_keys=OFF");
     exec("SELECT count(*) FROM sqlite_master");
