@@ -14,6 +14,7 @@
 
 #include <nlohmann/json.hpp>
 
+#include "DataModel.h"
 #include "ReadPayload.h"
 
 #include "Handbook/Adapter/HandbookAdapter.h"
@@ -184,6 +185,7 @@ const std::map<std::string, std::function<Result(const fs::path&, std::size_t)>>
 }  // namespace
 
 int main(int argc, char** argv) {
+  dm::registerRecordClasses();
   std::string workload, dataDir;
   std::size_t records = 50000;
   for (int i = 1; i < argc; ++i) {

@@ -10,6 +10,7 @@
 #include <sstream>
 #include <string>
 
+#include "DataModel.h"
 #include "ReadPayload.h"
 
 #include "Platform/ObjectMapping/ManagedObjectDestination.h"
@@ -181,6 +182,7 @@ int run(const std::string& workload, long n, const std::filesystem::path& dir) {
 }  // namespace
 
 int main(int argc, char** argv) {
+  dm::registerRecordClasses();
   std::string workload, dataDir;
   long records = -1;
   for (int i = 1; i < argc; ++i) {

@@ -12,6 +12,7 @@
 #include <string>
 #include <vector>
 
+#include "DataModel.h"
 #include "Platform/ObjectStore/ManagedObjectContext.h"
 #include "Platform/ObjectStore/PersistentStore.h"
 
@@ -187,6 +188,7 @@ int usage(const char* message) {
 }  // namespace
 
 int main(int argc, char** argv) {
+  dm::registerRecordClasses();
   const char* workloads[] = {"store.insert", "store.bulk_insert", "store.fetch_indexed",
                              "store.count"};
   std::string workload, dir;

@@ -11,6 +11,7 @@
 #include <string>
 #include <string_view>
 
+#include "DataModel.h"
 #include "Handbook/Adapter/HandbookAdapter.h"
 #include "Handbook/Storage/SeedPackSource.h"
 #include "Handbook/Storage/SeedStorage.h"
@@ -40,6 +41,7 @@ dm::HandbookAdapter& adapter() {
     seed.currentLocalization = "en";
     seed.currentVersion = "1.0";
     seed.packSource = std::make_shared<dm::DirectorySeedPackSource>(workRoot() / "packs");
+    dm::registerRecordClasses();
     dm::HandbookStorage::Options options;
     options.applicationSupportDirectory = workRoot() / "support";
     options.seedStorage = dm::SeedStorage::create(seed);

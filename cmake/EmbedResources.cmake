@@ -1,11 +1,23 @@
 # Turns resource files into a C++ source that registers them with dm::EmbeddedResources.
-# Inputs: OUTPUT (the .cpp to write), ROOT (resource root), FILES (absolute paths joined by "|").
+# Inputs: OUTPUT (the .cpp to write), ROOTS (resource roots joined by "|": the source tree's and
+# the generated one's), FILES (absolute paths joined by "|"). A file is named by its path under
+# the root that holds it.
 string(REPLACE "|" ";" FILES "${FILES}")
+string(REPLACE "|" ";" ROOTS "${ROOTS}")
 set(body "// Generated from Resources/ at build time. Do not edit.\n#include \"Platform/Foundation/EmbeddedResources.h\"\n\nnamespace dm::detail {\nnamespace {\n")
 set(table "")
 set(index 0)
 foreach(path IN LISTS FILES)
-  file(RELATIVE_PATH name ${ROOT} ${path})
+  set(name "")
+  foreach(root IN LISTS ROOTS)
+    string(FIND "${path}" "${root}/" at)
+    if(at EQUAL 0)
+      file(RELATIVE_PATH name ${root} ${path})
+    endif()
+  endforeach()
+  if(name STREQUAL "")
+    message(FATAL_ERROR "${path} is under none of ${ROOTS}")
+  endif()
   file(READ ${path} hex HEX)
   string(LENGTH "${hex}" hexlen)
   math(EXPR size "${hexlen} / 2")

@@ -8,11 +8,6 @@
 
 namespace dm {
 
-namespace {
-const EntityClassRegistration<BlackListEntity> kRegistration("BlackListEntity",
-                                                             "BaseMappableEntity");
-}  // namespace
-
 bool BlackListEntity::isEmpty() const {
   return !denyIncomingMessages() && !denyCommentMyPosts() && !hidePosts() && !hidePostComments() &&
          !blockProfile();

@@ -9,10 +9,6 @@
 
 namespace dm {
 
-namespace {
-const EntityClassRegistration<CountryEntity> kRegistration("CountryEntity", "BaseUUIDEntity");
-}  // namespace
-
 CountryEntity* CountryEntity::firstByWeight(ManagedObjectContext& context) {
   try {
     const EntityDescription* entity = context.model().entityNamed(kEntityName);

@@ -5,28 +5,19 @@
 #include <optional>
 #include <string>
 
-#include "Models/KorvaloEntities.h"
+#include "Profile/CountryEntityGenerated.h"
 
 namespace dm {
 
 class ManagedObjectContext;
 
-// Threads and ownership as ManagedObject. Generated accessors: name, iso, weight, cities.
+// Threads and ownership as ManagedObject. Stored fields, typed accessors and class operations
+// come from the store model (CountryEntityGenerated); this class adds the behaviour.
 class CountryEntity : public CountryEntityGenerated {
  public:
   // The first country sorted by "weight,name" in `context` (on its queue); nullptr when there
   // is none or the fetch fails (logged). Owned by the context.
   static CountryEntity* firstByWeight(ManagedObjectContext& context);
-
-  class Class : public BaseUUIDEntity::Class {
-   public:
-    using BaseUUIDEntity::Class::Class;
-    RelationshipDictionary relationshipMappings() const override {
-      return {{"cities", "CityEntity"}};
-    }
-    std::optional<std::string> rootKeyPath() const override { return "country"; }
-    std::optional<std::string> pluralRootKeyPath() const override { return "countries"; }
-  };
 };
 
 }  // namespace dm

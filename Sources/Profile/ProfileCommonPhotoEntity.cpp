@@ -5,11 +5,6 @@
 
 namespace dm {
 
-namespace {
-const EntityClassRegistration<ProfileCommonPhotoEntity> kRegistration("ProfileCommonPhotoEntity",
-                                                                      "BaseUUIDEntity");
-}  // namespace
-
 std::string ProfileCommonPhotoEntity::absoluteUrl() const {
   return photo();
 }

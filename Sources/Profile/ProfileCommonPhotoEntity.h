@@ -5,11 +5,12 @@
 #include <string>
 
 #include "Mapping/EntityStatus.h"
-#include "Models/KorvaloEntities.h"
+#include "Profile/ProfileCommonPhotoEntityGenerated.h"
 
 namespace dm {
 
-// Threads and ownership as ManagedObject. Generated accessors: photo, sequence.
+// Threads and ownership as ManagedObject. Stored fields, typed accessors and class operations
+// come from the store model (ProfileCommonPhotoEntityGenerated); this class adds the behaviour.
 class ProfileCommonPhotoEntity : public ProfileCommonPhotoEntityGenerated {
  public:
   // `photo` as it stands ("" when absent).
@@ -21,12 +22,6 @@ class ProfileCommonPhotoEntity : public ProfileCommonPhotoEntityGenerated {
   // A picture held in memory before upload; never stored. The handle is the host's.
   const std::string& image() const { return image_; }
   void setImage(std::string image) { image_ = std::move(image); }
-
-  class Class : public BaseUUIDEntity::Class {
-   public:
-    using BaseUUIDEntity::Class::Class;
-    std::optional<std::string> rootKeyPath() const override { return "photos"; }
-  };
 
  private:
   std::string image_;

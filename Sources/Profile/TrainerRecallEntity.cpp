@@ -5,11 +5,6 @@
 
 namespace dm {
 
-namespace {
-const EntityClassRegistration<TrainerRecallEntity> kRegistration("TrainerRecallEntity",
-                                                                 "BaseUUIDEntity");
-}  // namespace
-
 void TrainerRecallEntity::markUsed() {
   setLastUsed(Clock::shared()->now());
 }

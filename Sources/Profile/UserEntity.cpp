@@ -21,12 +21,6 @@ namespace dm {
 
 namespace {
 
-const EntityClassRegistration<UserEntity> kRegistration("UserEntity", "BaseMappableEntity");
-
-int valueOrZero(const CodeTable& table, const std::string& code) {
-  return table.valueForCode(code).value_or(0);
-}
-
 std::string localizedOrKey(std::string_view key) {
   return localizedString(key).value_or(std::string(key));
 }
@@ -75,32 +69,6 @@ std::string deletedCode() {
 }
 
 }  // namespace
-
-AccountType UserEntity::type() const {
-  return static_cast<AccountType>(valueOrZero(AccountTypeMappings(), typeString()));
-}
-void UserEntity::setType(AccountType type) {
-  setTypeString(AccountTypeMappings().codeForEnum(type).value_or(""));
-}
-GenderType UserEntity::gender() const {
-  return static_cast<GenderType>(valueOrZero(GenderTypeMappings(), genderString()));
-}
-void UserEntity::setGender(GenderType gender) {
-  setGenderString(GenderTypeMappings().codeForEnum(gender).value_or(""));
-}
-UserStatus UserEntity::status() const {
-  return static_cast<UserStatus>(valueOrZero(UserStatusMappings(), statusString()));
-}
-void UserEntity::setStatus(UserStatus status) {
-  setStatusString(UserStatusMappings().codeForEnum(status).value_or(""));
-}
-
-TrainerRecallStatsEntity* UserEntity::stats() const {
-  return dynamic_cast<TrainerRecallStatsEntity*>(trainerRecallStats());
-}
-TrainerServiceEntity* UserEntity::service() const {
-  return dynamic_cast<TrainerServiceEntity*>(defaultTrainerService());
-}
 
 std::string UserEntity::fullName() const {
   if (status() == UserStatus::Deleted) return localizedOrKey("ChatList.DeletedAccount");
@@ -271,34 +239,6 @@ bool UserEntity::setMealTimeForPos(std::string_view time, std::int64_t position)
   for (const auto& t : times) joined += (joined.empty() ? "" : " ") + t;
   setMealsSchedule(joined);
   return true;
-}
-
-RelationshipDictionary UserEntity::Class::relationshipMappings() const {
-  return {{"trainerRecallStats", "TrainerRecallStatsEntity"},
-          {"defaultTrainerService", "TrainerServiceEntity"},
-          {"photos", "ProfileCommonPhotoEntity"},
-          {"clientAchievementPhotos", "ProfileCommonPhotoEntity"},
-          {"services", "TrainerServiceEntity"},
-          {"country", "CountryEntity"},
-          {"city", "CityEntity"},
-          {"trainerSpecializations", "TrainerSpecEntity"}};
-}
-
-MappingDictionary UserEntity::Class::attributeMappings() const {
-  auto mapping = BaseMappableEntity::Class::attributeMappings();
-  mapping["typeString"] = "type";
-  mapping["genderString"] = "gender";
-  mapping["statusString"] = "status";
-  mapping["photos"] = "photos";
-  mapping["country"] = "country";
-  mapping["city"] = "city";
-  mapping["progressAvailable"] = "client_measurements_visible";
-  mapping["pushCommentsEnabled"] = "subscribed_for_new_comments";
-  mapping["workoutReviewEnabled"] = "client_workout_review_enabled";
-  mapping["activityCoefficient"] = "coefficient";
-  mapping["trainerRecallStats"] = "stats";
-  mapping["defaultTrainerService"] = "service";
-  return mapping;
 }
 
 }  // namespace dm

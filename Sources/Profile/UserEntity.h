@@ -10,7 +10,6 @@
 #include <vector>
 
 #include "Mapping/Enumerations/UserEnumerations.h"
-#include "Models/KorvaloEntities.h"
 #include "Profile/CityEntity.h"
 #include "Profile/CountryEntity.h"
 #include "Profile/ProfileCommonPhotoEntity.h"
@@ -18,6 +17,7 @@
 #include "Profile/TrainerRecallStatsEntity.h"
 #include "Profile/TrainerServiceEntity.h"
 #include "Profile/TrainerSpecEntity.h"
+#include "Profile/UserEntityGenerated.h"
 
 namespace dm {
 
@@ -25,15 +25,8 @@ namespace dm {
 // returned are owned by the same context. The generated base holds every stored field.
 class UserEntity : public UserEntityGenerated {
  public:
-  // Enumerated fields; an unknown code reads as 0 (for the account type, no type at all, so
-  // isCoach and canTrackProgress are false).
-  AccountType type() const;
-  void setType(AccountType type);
-  GenderType gender() const;
-  void setGender(GenderType gender);
-  UserStatus status() const;
-  void setStatus(UserStatus status);
-
+  // The enumerated fields type(), gender() and status() are generated; an unknown code reads as
+  // 0 (for the account type, no type at all, so isCoach and canTrackProgress are false).
   bool isMale() const { return gender() == GenderType::Male; }
   bool isFemale() const { return gender() == GenderType::Female; }
   bool isCoach() const { return type() == AccountType::Trainer; }
@@ -44,9 +37,9 @@ class UserEntity : public UserEntityGenerated {
   }
 
   // Mapping-side names of trainerRecallStats and defaultTrainerService.
-  TrainerRecallStatsEntity* stats() const;
+  TrainerRecallStatsEntity* stats() const { return trainerRecallStats(); }
   void setStats(TrainerRecallStatsEntity* stats) { setTrainerRecallStats(stats); }
-  TrainerServiceEntity* service() const;
+  TrainerServiceEntity* service() const { return defaultTrainerService(); }
   void setService(TrainerServiceEntity* service) { setDefaultTrainerService(service); }
 
   // The display name: the deleted-account text for a deleted user, the no-name text when both
@@ -101,15 +94,6 @@ class UserEntity : public UserEntityGenerated {
   // `time`, given in the user's short time style, and stores the list unsorted. False, and
   // nothing changes, when `time` cannot be read.
   bool setMealTimeForPos(std::string_view time, std::int64_t position);
-
-  class Class : public BaseMappableEntity::Class {
-   public:
-    using BaseMappableEntity::Class::Class;
-    RelationshipDictionary relationshipMappings() const override;
-    MappingDictionary attributeMappings() const override;
-    std::optional<std::string> rootKeyPath() const override { return "user"; }
-    std::optional<std::string> pluralRootKeyPath() const override { return "users"; }
-  };
 
  private:
   // The schedule's times, sorted by time of day (unreadable ones dropped).

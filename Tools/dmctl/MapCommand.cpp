@@ -4,6 +4,7 @@
 #include <fstream>
 #include <sstream>
 
+#include "DataModel.h"
 #include "Mapping/Records/BaseMappableEntity.h"
 #include "Mapping/Records/MappingStore.h"
 #include "Mapping/Records/ModelMapper.h"
@@ -13,7 +14,6 @@
 #include "Platform/ObjectMapping/ManagedObjectDestination.h"
 #include "Platform/ObjectMapping/MappingOperation.h"
 #include "Platform/ObjectMapping/ValueTransformer.h"
-#include "Profile/ProfileStoreServices.h"
 #include "UserData/CoreData/ManagedObjectStore.h"
 #include "dmctl/Command.h"
 
@@ -100,8 +100,15 @@ void run(const MapArguments& arguments, const GlobalOptions& options) {
   std::shared_ptr<dm::ManagedObjectStore> mainStore;
   auto injector = dm::Injector::defaultInjector();
   if (arguments.model.empty()) {
-    // The application's own store: its recovery, and the services that come with it.
-    mainStore = dm::ManagedObjectStore::initWithModelName(dm::ManagedObjectStore::modelName);
+    // The application's own store, opened as the application opens it: its recovery, the
+    // services that come with it and the check of the record classes.
+    dm::DataModelOptions open;
+    open.useRootContextForClassOperations = true;
+    try {
+      mainStore = dm::DataModel::open(open)->mainStore();
+    } catch (const std::runtime_error& error) {
+      throw CommandError(std::string("the main store is unavailable: ") + error.what());
+    }
     if (!mainStore) throw CommandError("the main store is unavailable");
     // Mapping into a memory-only store would report records that vanish with the process.
     if (mainStore->isInMemory()) {
@@ -111,7 +118,6 @@ void run(const MapArguments& arguments, const GlobalOptions& options) {
       throw CommandError(reason);
     }
     context = mainStore->persistentStoreManagedObjectContext();
-    dm::installProfileStoreServices(mainStore, context);
   } else {
     std::shared_ptr<dm::PersistentMappingStore> store;
     try {

@@ -8,9 +8,9 @@
 #include <string>
 #include <vector>
 
+#include "DataModel.h"
 #include "Platform/Foundation/LocaleServices.h"
 #include "Platform/Foundation/SettingsStore.h"
-#include "Profile/ProfileStoreServices.h"
 #include "Units/UnitsHelper.h"
 #include "UserData/CoreData/ManagedObjectStore.h"
 #include "dmctl/Command.h"
@@ -119,9 +119,9 @@ void prepare(const GlobalOptions& options, const UnitsArguments& arguments) {
   if (!arguments.language.empty()) dm::setCurrentInterfaceLanguage(arguments.language);
   if (arguments.country.empty()) {
     // As in the application: defaults follow the first country stored in the main store.
-    auto store = dm::ManagedObjectStore::initWithModelName(dm::ManagedObjectStore::modelName);
-    dm::installProfileStoreServices(store,
-                                    store ? store->persistentStoreManagedObjectContext() : nullptr);
+    dm::DataModelOptions open;
+    open.useRootContextForClassOperations = true;
+    dm::DataModel::open(open);
   } else {
     std::string iso = arguments.country;
     for (auto& c : iso) c = static_cast<char>(std::toupper(static_cast<unsigned char>(c)));

@@ -3,6 +3,7 @@
 #include <cstdio>
 #include <exception>
 
+#include "DataModel.h"
 #include "Platform/Foundation/Version.h"
 #include "dmctl/Command.h"
 
@@ -20,6 +21,7 @@ CommandRegistration::CommandRegistration(const char* name, CommandSetup setup) {
 }  // namespace dmctl
 
 int main(int argc, char** argv) {
+  dm::registerRecordClasses();
   CLI::App app{"dmctl: the DataModel command-line tool"};
   app.set_version_flag("--version", std::string(dm::DataModelVersionString));
   app.require_subcommand(1);

@@ -6,11 +6,6 @@
 
 namespace dm {
 
-namespace {
-const ManagedObjectClassRegistration<DietHandbookRelation> kRegistration(
-    DietHandbookRelation::kEntityName);
-}
-
 std::vector<HandbookPostProductEntity*> DietHandbookRelation::handbooks() const {
   std::vector<HandbookPostProductEntity*> out;
   for (ManagedObject* o : toManyAt(kHandbooksRelationship))

@@ -4,7 +4,7 @@
 #include <cstdint>
 #include <vector>
 
-#include "Models/HandbookEntities.h"
+#include "Handbook/DietHandbookRelationGenerated.h"
 
 namespace dm {
 
@@ -14,8 +14,6 @@ class ManagedObjectContext;
 // Threads and ownership as ManagedObject. The generated accessors give dietId and language.
 class DietHandbookRelation : public DietHandbookRelationGenerated {
  public:
-  static constexpr const char* kEntityName = "DietHandbookRelation";
-
   std::vector<HandbookPostProductEntity*> handbooks() const;
   // Replaces the set.
   void setHandbooks(const std::vector<HandbookPostProductEntity*>& products);

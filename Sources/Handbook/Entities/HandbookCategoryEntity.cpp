@@ -7,14 +7,6 @@
 
 namespace dm {
 
-static_assert(HandbookCategoryEntityGenerated::kParentIDIndex == 11);
-static_assert(HandbookCategoryEntityGenerated::kPostTypeStringIndex == 12);
-
-namespace {
-const ManagedObjectClassRegistration<HandbookCategoryEntity> kRegistration(
-    HandbookCategoryEntity::kEntityName);
-}
-
 void HandbookCategoryEntity::fillFields(const handbook_dict::Dictionary& dict) {
   HandbookItemEntity::fillFields(dict);
   setValueAt(kParentIDIndex, handbook_dict::unsignedNumber(dict, "parent_id"));

@@ -4,7 +4,7 @@
 #include <optional>
 #include <vector>
 
-#include "Handbook/Entities/HandbookItemEntity.h"
+#include "Handbook/HandbookCategoryEntityGenerated.h"
 #include "Mapping/EntityStatus.h"
 #include "Platform/ObjectStore/Predicate.h"
 
@@ -12,13 +12,10 @@ namespace dm {
 
 // Threads as HandbookItemEntity. Queries go through HandbookAdapter's context for the
 // calling thread and are meant for the main thread.
-class HandbookCategoryEntity : public HandbookItemEntity {
+class HandbookCategoryEntity : public HandbookCategoryEntityGenerated {
  public:
-  static constexpr const char* kEntityName = "HandbookCategoryEntity";
-
   std::optional<std::int64_t> parentID() const { return optionalInteger(kParentIDIndex); }
   void setParentID(std::optional<std::int64_t> v) { setOptional(kParentIDIndex, v); }
-  std::string postTypeString() const { return valueAt(kPostTypeStringIndex).asString(); }
   void setPostTypeString(std::string v) { setValueAt(kPostTypeStringIndex, Value(std::move(v))); }
 
   // Derived from statusString; nothing for an empty or unknown code.
@@ -43,8 +40,6 @@ class HandbookCategoryEntity : public HandbookItemEntity {
   std::size_t subcategoriesCount() const;
 
  protected:
-  static constexpr std::size_t kParentIDIndex = kFirstKindIndex;
-  static constexpr std::size_t kPostTypeStringIndex = kFirstKindIndex + 1;
   void fillFields(const handbook_dict::Dictionary& dict) override;
 
  private:

@@ -9,13 +9,6 @@
 
 namespace dm {
 
-static_assert(HandbookFilterTagEntityGenerated::kTypeStringIndex == 11);
-
-namespace {
-const ManagedObjectClassRegistration<HandbookFilterTagEntity> kRegistration(
-    HandbookFilterTagEntity::kEntityName);
-}
-
 void HandbookFilterTagEntity::fillFields(const handbook_dict::Dictionary& dict) {
   HandbookItemEntity::fillFields(dict);
   setValueAt(kTypeStringIndex, handbook_dict::text(dict, "type"));

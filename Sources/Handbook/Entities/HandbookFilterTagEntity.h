@@ -5,16 +5,13 @@
 #include <string>
 #include <vector>
 
-#include "Handbook/Entities/HandbookItemEntity.h"
+#include "Handbook/HandbookFilterTagEntityGenerated.h"
 
 namespace dm {
 
 // Threads as HandbookItemEntity; the class queries read through HandbookAdapter.
-class HandbookFilterTagEntity : public HandbookItemEntity {
+class HandbookFilterTagEntity : public HandbookFilterTagEntityGenerated {
  public:
-  static constexpr const char* kEntityName = "HandbookFilterTagEntity";
-
-  std::string typeString() const { return valueAt(kTypeStringIndex).asString(); }
   void setTypeString(std::string v) { setValueAt(kTypeStringIndex, Value(std::move(v))); }
   // From typeString through HandbookFilterTagTypeMappings; Undefined when unknown.
   HandbookFilterTagType type() const;
@@ -29,7 +26,6 @@ class HandbookFilterTagEntity : public HandbookItemEntity {
   static HandbookFilterTagEntity* entityWithId(std::int64_t tagId);
 
  protected:
-  static constexpr std::size_t kTypeStringIndex = kFirstKindIndex;
   void fillFields(const handbook_dict::Dictionary& dict) override;
 };
 

@@ -7,10 +7,6 @@
 
 namespace dm {
 
-static_assert(HandbookItemEntityGenerated::kEntityIDIndex == 0);
-static_assert(HandbookItemEntityGenerated::kBackgroundPhotoIndex == 10);
-static_assert(HandbookItemEntityGenerated::kStatusStringIndex == 4);
-
 namespace {
 
 // The thumbnail form of an address: its path extension moved behind "_thumb_3x".

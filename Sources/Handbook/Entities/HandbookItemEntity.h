@@ -10,9 +10,9 @@
 
 #include <nlohmann/json.hpp>
 
+#include "Handbook/HandbookItemEntityGenerated.h"
 #include "Mapping/Enumerations/HandbookEnumerations.h"
 #include "Platform/Foundation/Date.h"
-#include "Platform/ObjectStore/ManagedObject.h"
 #include "Platform/ObjectStore/ManagedObjectContext.h"
 
 namespace dm {
@@ -23,28 +23,14 @@ class Dictionary;
 
 // Threads and ownership as ManagedObject: use a record only on its context's queue; the
 // context owns it. Addresses are URL texts; "" means none.
-class HandbookItemEntity : public ManagedObject {
+class HandbookItemEntity : public HandbookItemEntityGenerated {
  public:
-  static constexpr const char* kEntityName = "HandbookItemEntity";
-
-  // --- Stored fields (empty: std::nullopt or "") ---
+  // --- Stored fields: generated, except these, where empty reads as std::nullopt ---
   std::optional<std::int64_t> entityID() const { return optionalInteger(kEntityIDIndex); }
   void setEntityID(std::optional<std::int64_t> v) { setOptional(kEntityIDIndex, v); }
   std::optional<Date> createdAt() const;
   std::optional<Date> updatedAt() const;
-  bool isNeedsCache() const { return valueAt(kIsNeedsCacheIndex).asBool(); }
-  void setIsNeedsCache(bool v) { setValueAt(kIsNeedsCacheIndex, Value(v)); }
-  std::string statusString() const { return valueAt(kStatusStringIndex).asString(); }
-  void setStatusString(std::string v) { setValueAt(kStatusStringIndex, Value(std::move(v))); }
-  std::string title() const { return valueAt(kTitleIndex).asString(); }
-  void setTitle(std::string v) { setValueAt(kTitleIndex, Value(std::move(v))); }
   std::optional<std::int64_t> weight() const { return optionalInteger(kWeightIndex); }
-  std::string language() const { return valueAt(kLanguageIndex).asString(); }
-  std::string photo() const { return valueAt(kPhotoIndex).asString(); }
-  void setPhoto(std::string v) { setValueAt(kPhotoIndex, Value(std::move(v))); }
-  std::string darkPhoto() const { return valueAt(kDarkPhotoIndex).asString(); }
-  std::string backgroundPhoto() const { return valueAt(kBackgroundPhotoIndex).asString(); }
-  void setBackgroundPhoto(std::string v) { setValueAt(kBackgroundPhotoIndex, Value(std::move(v))); }
 
   // --- Creation ---
   // Fills `entity` (or, when null, a new record of T inserted into `context`) from the
@@ -88,19 +74,6 @@ class HandbookItemEntity : public ManagedObject {
   std::string trimmedTitle() const;
 
  protected:
-  static constexpr std::size_t kEntityIDIndex = 0;
-  static constexpr std::size_t kCreatedAtIndex = 1;
-  static constexpr std::size_t kUpdatedAtIndex = 2;
-  static constexpr std::size_t kIsNeedsCacheIndex = 3;
-  static constexpr std::size_t kStatusStringIndex = 4;
-  static constexpr std::size_t kTitleIndex = 5;
-  static constexpr std::size_t kWeightIndex = 6;
-  static constexpr std::size_t kLanguageIndex = 7;
-  static constexpr std::size_t kPhotoIndex = 8;
-  static constexpr std::size_t kDarkPhotoIndex = 9;
-  static constexpr std::size_t kBackgroundPhotoIndex = 10;
-  static constexpr std::size_t kFirstKindIndex = 11;
-
   // The kind's own fields; overrides call their parent's first.
   virtual void fillFields(const handbook_dict::Dictionary& dict);
   // Sets isNeedsCache; every kind but the food product pre-caches its images.

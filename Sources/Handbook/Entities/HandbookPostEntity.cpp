@@ -10,20 +10,6 @@
 
 namespace dm {
 
-static_assert(HandbookPostEntityGenerated::kCategoryIDIndex == 11);
-static_assert(HandbookPostEntityGenerated::kDescHtmlIndex == 15);
-
-namespace {
-const ManagedObjectClassRegistration<HandbookPostArticleEntity> kArticle(
-    HandbookPostArticleEntity::kEntityName);
-const ManagedObjectClassRegistration<HandbookPostFaqEntity> kFaq(
-    HandbookPostFaqEntity::kEntityName);
-const ManagedObjectClassRegistration<HandbookPostPharmacyEntity> kPharmacy(
-    HandbookPostPharmacyEntity::kEntityName);
-const ManagedObjectClassRegistration<HandbookPostSportFoodEntity> kSportFood(
-    HandbookPostSportFoodEntity::kEntityName);
-}  // namespace
-
 void HandbookPostEntity::fillFields(const handbook_dict::Dictionary& dict) {
   using namespace handbook_dict;
   HandbookItemEntity::fillFields(dict);

@@ -1,5 +1,5 @@
 // Handbook posts: the fields every post kind shares, the table of post kinds, the category
-// queries, and the four kinds without fields of their own (article, FAQ, pharmacy, sport
+// queries; with the four kinds without fields of their own (article, FAQ, pharmacy, sport
 // food).
 #pragma once
 
@@ -7,7 +7,7 @@
 #include <string>
 #include <vector>
 
-#include "Handbook/Entities/HandbookItemEntity.h"
+#include "Handbook/HandbookPostEntityGenerated.h"
 #include "Platform/ObjectStore/Predicate.h"
 
 namespace dm {
@@ -15,17 +15,10 @@ namespace dm {
 class HandbookCategoryEntity;
 
 // Threads as HandbookItemEntity; queries read through HandbookAdapter (main thread).
-class HandbookPostEntity : public HandbookItemEntity {
+class HandbookPostEntity : public HandbookPostEntityGenerated {
  public:
-  static constexpr const char* kEntityName = "HandbookPostEntity";
-
   std::optional<std::int64_t> categoryID() const { return optionalInteger(kCategoryIDIndex); }
   void setCategoryID(std::optional<std::int64_t> v) { setOptional(kCategoryIDIndex, v); }
-  std::string desc() const { return valueAt(kDescIndex).asString(); }
-  void setDesc(std::string v) { setValueAt(kDescIndex, Value(std::move(v))); }
-  std::string warning() const { return valueAt(kWarningIndex).asString(); }
-  std::string warningHtml() const { return valueAt(kWarningHtmlIndex).asString(); }
-  std::string descHtml() const { return valueAt(kDescHtmlIndex).asString(); }
   std::string trimmedDesc() const;
   std::string trimmedWarning() const;
 
@@ -48,33 +41,14 @@ class HandbookPostEntity : public HandbookItemEntity {
   HandbookCategoryEntity* category() const;
 
  protected:
-  static constexpr std::size_t kCategoryIDIndex = kFirstKindIndex;
-  static constexpr std::size_t kDescIndex = kFirstKindIndex + 1;
-  static constexpr std::size_t kWarningIndex = kFirstKindIndex + 2;
-  static constexpr std::size_t kWarningHtmlIndex = kFirstKindIndex + 3;
-  static constexpr std::size_t kDescHtmlIndex = kFirstKindIndex + 4;
-  static constexpr std::size_t kFirstPostKindIndex = kFirstKindIndex + 5;
   void fillFields(const handbook_dict::Dictionary& dict) override;
 };
 
-class HandbookPostArticleEntity : public HandbookPostEntity {
- public:
-  static constexpr const char* kEntityName = "HandbookPostArticleEntity";
-};
-
-class HandbookPostFaqEntity : public HandbookPostEntity {
- public:
-  static constexpr const char* kEntityName = "HandbookPostFaqEntity";
-};
-
-class HandbookPostPharmacyEntity : public HandbookPostEntity {
- public:
-  static constexpr const char* kEntityName = "HandbookPostPharmacyEntity";
-};
-
-class HandbookPostSportFoodEntity : public HandbookPostEntity {
- public:
-  static constexpr const char* kEntityName = "HandbookPostSportFoodEntity";
-};
-
 }  // namespace dm
+
+// The four kinds without fields or behaviour of their own, generated from the model (after
+// the base is complete, so either header may be included first).
+#include "Handbook/HandbookPostArticleEntity.h"
+#include "Handbook/HandbookPostFaqEntity.h"
+#include "Handbook/HandbookPostPharmacyEntity.h"
+#include "Handbook/HandbookPostSportFoodEntity.h"

@@ -18,13 +18,7 @@
 
 namespace dm {
 
-static_assert(HandbookPostExerciseEntityGenerated::kExecutionOrderIndex == 16);
-static_assert(HandbookPostExerciseEntityGenerated::kVideoInstructionIndex == 27);
-
 namespace {
-const ManagedObjectClassRegistration<HandbookPostExerciseEntity> kRegistration(
-    HandbookPostExerciseEntity::kEntityName);
-
 // The integer a text starts with, after blanks and an optional sign; 0 when none.
 std::int64_t leadingInteger(std::string_view text) {
   std::size_t i = 0;

@@ -6,8 +6,8 @@
 
 #include <nlohmann/json.hpp>
 
-#include "Handbook/Entities/HandbookPostEntity.h"
 #include "Handbook/Entities/HandbookVideoInstructionEntity.h"
+#include "Handbook/HandbookPostExerciseEntityGenerated.h"
 #include "Mapping/Enumerations/ExerciseEnumerations.h"
 
 namespace dm {
@@ -15,28 +15,10 @@ namespace dm {
 class HandbookFilterTagEntity;
 
 // Threads as HandbookItemEntity; tags read through HandbookAdapter (main thread).
-class HandbookPostExerciseEntity : public HandbookPostEntity {
+class HandbookPostExerciseEntity : public HandbookPostExerciseEntityGenerated {
  public:
-  static constexpr const char* kEntityName = "HandbookPostExerciseEntity";
-
   Blob executionOrder() const { return blobAt(kExecutionOrderIndex); }
-  std::string exerciseTypeString() const { return valueAt(kExerciseTypeStringIndex).asString(); }
-  std::string alternativeIds() const { return valueAt(kAlternativeIdsIndex).asString(); }
-  std::string filterTagIds() const { return valueAt(kFilterTagIdsIndex).asString(); }
-  void setFilterTagIds(std::string v) { setValueAt(kFilterTagIdsIndex, Value(std::move(v))); }
   std::optional<std::int64_t> equipmentType() const { return optionalInteger(kEquipmentTypeIndex); }
-  std::string video() const { return valueAt(kVideoIndex).asString(); }
-  void setVideo(std::string v) { setValueAt(kVideoIndex, Value(std::move(v))); }
-  std::string previewVideo() const { return valueAt(kPreviewVideoIndex).asString(); }
-  void setPreviewVideo(std::string v) { setValueAt(kPreviewVideoIndex, Value(std::move(v))); }
-  std::string watchVideo() const { return valueAt(kWatchVideoIndex).asString(); }
-  std::string darkVideo() const { return valueAt(kDarkVideoIndex).asString(); }
-  void setDarkVideo(std::string v) { setValueAt(kDarkVideoIndex, Value(std::move(v))); }
-  std::string darkPreviewVideo() const { return valueAt(kDarkPreviewVideoIndex).asString(); }
-  void setDarkPreviewVideo(std::string v) {
-    setValueAt(kDarkPreviewVideoIndex, Value(std::move(v)));
-  }
-  std::string darkWatchVideo() const { return valueAt(kDarkWatchVideoIndex).asString(); }
   Blob videoInstruction() const { return blobAt(kVideoInstructionIndex); }
 
   // The exercise post with that id through the adapter's cache, or nullptr.
@@ -68,18 +50,6 @@ class HandbookPostExerciseEntity : public HandbookPostEntity {
   bool isTemporaryID() const;
 
  protected:
-  static constexpr std::size_t kExecutionOrderIndex = kFirstPostKindIndex;
-  static constexpr std::size_t kExerciseTypeStringIndex = kFirstPostKindIndex + 1;
-  static constexpr std::size_t kAlternativeIdsIndex = kFirstPostKindIndex + 2;
-  static constexpr std::size_t kFilterTagIdsIndex = kFirstPostKindIndex + 3;
-  static constexpr std::size_t kEquipmentTypeIndex = kFirstPostKindIndex + 4;
-  static constexpr std::size_t kVideoIndex = kFirstPostKindIndex + 5;
-  static constexpr std::size_t kPreviewVideoIndex = kFirstPostKindIndex + 6;
-  static constexpr std::size_t kWatchVideoIndex = kFirstPostKindIndex + 7;
-  static constexpr std::size_t kDarkVideoIndex = kFirstPostKindIndex + 8;
-  static constexpr std::size_t kDarkPreviewVideoIndex = kFirstPostKindIndex + 9;
-  static constexpr std::size_t kDarkWatchVideoIndex = kFirstPostKindIndex + 10;
-  static constexpr std::size_t kVideoInstructionIndex = kFirstPostKindIndex + 11;
   void fillFields(const handbook_dict::Dictionary& dict) override;
 
  private:

@@ -13,15 +13,7 @@
 
 namespace dm {
 
-static_assert(HandbookPostProductEntityGenerated::kCaloriesIndex == 16);
-static_assert(HandbookPostProductEntityGenerated::kCookingTimeIndex == 46);
-static_assert(HandbookPostProductEntityGenerated::kIngredientsDataIndex == 48);
-static_assert(HandbookPostProductEntityGenerated::kHandbooksForIngredientsRelationship == 0);
-
 namespace {
-const ManagedObjectClassRegistration<HandbookPostProductEntity> kRegistration(
-    HandbookPostProductEntity::kEntityName);
-
 // Server keys of the 26 nutrients, the 4 indexes and the cooking time, in field order.
 constexpr const char* kNumberKeys[] = {
     "calories",
@@ -57,12 +49,16 @@ constexpr const char* kNumberKeys[] = {
     "cooking_time",
 };
 static_assert(std::size(kNumberKeys) == 31);
+// The nutrients, indexes and cooking time are one run of attributes in the model, read by
+// offset from the first.
+static_assert(HandbookPostProductEntity::kCookingTimeIndex ==
+              HandbookPostProductEntity::kCaloriesIndex + std::size(kNumberKeys) - 1);
 }  // namespace
 
 void HandbookPostProductEntity::fillFields(const handbook_dict::Dictionary& dict) {
   HandbookPostEntity::fillFields(dict);
   for (std::size_t i = 0; i < std::size(kNumberKeys); ++i)
-    setValueAt(kFirstPostKindIndex + i, handbook_dict::doubleNumber(dict, kNumberKeys[i]));
+    setValueAt(kCaloriesIndex + i, handbook_dict::doubleNumber(dict, kNumberKeys[i]));
   setValueAt(kReceiptIndex, handbook_dict::jsonList(dict, "receipt"));
   setValueAt(kIngredientsDataIndex, handbook_dict::jsonList(dict, "ingredients"));
 }
@@ -129,12 +125,12 @@ std::string HandbookPostProductEntity::indexTitleForType(int type) const {
 
 std::optional<double> HandbookPostProductEntity::nutritionValueForType(int type) const {
   if (type < 0 || type >= kNutritionTypeCount) return std::nullopt;
-  return optionalDouble(kFirstPostKindIndex + static_cast<std::size_t>(type));
+  return optionalDouble(kCaloriesIndex + static_cast<std::size_t>(type));
 }
 
 std::optional<double> HandbookPostProductEntity::indexValueForType(int type) const {
   if (type < 0 || type >= kIndexTypeCount) return std::nullopt;
-  return optionalDouble(kFirstPostKindIndex + kNutritionTypeCount + static_cast<std::size_t>(type));
+  return optionalDouble(kCaloriesIndex + kNutritionTypeCount + static_cast<std::size_t>(type));
 }
 
 std::string HandbookPostProductEntity::indexStringValueForType(int type) const {

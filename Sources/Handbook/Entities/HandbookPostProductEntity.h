@@ -6,8 +6,8 @@
 #include <string>
 #include <vector>
 
-#include "Handbook/Entities/HandbookPostEntity.h"
 #include "Handbook/Entities/IngredientEntity.h"
+#include "Handbook/HandbookPostProductEntityGenerated.h"
 
 namespace dm {
 
@@ -15,52 +15,51 @@ class DietHandbookRelation;
 
 // Threads as HandbookItemEntity. Nutrient values are empty (std::nullopt) when the server
 // did not send them.
-class HandbookPostProductEntity : public HandbookPostEntity {
+class HandbookPostProductEntity : public HandbookPostProductEntityGenerated {
  public:
-  static constexpr const char* kEntityName = "HandbookPostProductEntity";
   // Nutrition types 0-25 and index types 0-3, in the order of the model's fields.
   static constexpr int kNutritionTypeCount = 26;
   static constexpr int kIndexTypeCount = 4;
 
-  std::optional<double> calories() const { return optionalDouble(kFirstPostKindIndex + 0); }
-  std::optional<double> proteins() const { return optionalDouble(kFirstPostKindIndex + 1); }
-  std::optional<double> cellulose() const { return optionalDouble(kFirstPostKindIndex + 2); }
-  std::optional<double> carbohydrates() const { return optionalDouble(kFirstPostKindIndex + 3); }
-  std::optional<double> cholesterol() const { return optionalDouble(kFirstPostKindIndex + 4); }
-  std::optional<double> fats() const { return optionalDouble(kFirstPostKindIndex + 5); }
+  std::optional<double> calories() const { return optionalDouble(kCaloriesIndex); }
+  std::optional<double> proteins() const { return optionalDouble(kProteinsIndex); }
+  std::optional<double> cellulose() const { return optionalDouble(kCelluloseIndex); }
+  std::optional<double> carbohydrates() const { return optionalDouble(kCarbohydratesIndex); }
+  std::optional<double> cholesterol() const { return optionalDouble(kCholesterolIndex); }
+  std::optional<double> fats() const { return optionalDouble(kFatsIndex); }
   std::optional<double> monounsaturatedFats() const {
-    return optionalDouble(kFirstPostKindIndex + 6);
+    return optionalDouble(kMonounsaturatedFatsIndex);
   }
-  std::optional<double> saturatedFats() const { return optionalDouble(kFirstPostKindIndex + 7); }
+  std::optional<double> saturatedFats() const { return optionalDouble(kSaturatedFatsIndex); }
   std::optional<double> polyunsaturatedFats() const {
-    return optionalDouble(kFirstPostKindIndex + 8);
+    return optionalDouble(kPolyunsaturatedFatsIndex);
   }
-  std::optional<double> transFattyAcids() const { return optionalDouble(kFirstPostKindIndex + 9); }
-  std::optional<double> betaCarotene() const { return optionalDouble(kFirstPostKindIndex + 10); }
-  std::optional<double> vitaminA() const { return optionalDouble(kFirstPostKindIndex + 11); }
-  std::optional<double> vitaminB12() const { return optionalDouble(kFirstPostKindIndex + 12); }
-  std::optional<double> vitaminB6() const { return optionalDouble(kFirstPostKindIndex + 13); }
-  std::optional<double> vitaminD() const { return optionalDouble(kFirstPostKindIndex + 14); }
-  std::optional<double> vitaminE() const { return optionalDouble(kFirstPostKindIndex + 15); }
-  std::optional<double> vitaminC() const { return optionalDouble(kFirstPostKindIndex + 16); }
-  std::optional<double> riboflavin() const { return optionalDouble(kFirstPostKindIndex + 17); }
-  std::optional<double> iron() const { return optionalDouble(kFirstPostKindIndex + 18); }
-  std::optional<double> potassium() const { return optionalDouble(kFirstPostKindIndex + 19); }
-  std::optional<double> calcium() const { return optionalDouble(kFirstPostKindIndex + 20); }
-  std::optional<double> magnesium() const { return optionalDouble(kFirstPostKindIndex + 21); }
-  std::optional<double> cuprum() const { return optionalDouble(kFirstPostKindIndex + 22); }
-  std::optional<double> natrium() const { return optionalDouble(kFirstPostKindIndex + 23); }
-  std::optional<double> phosphorus() const { return optionalDouble(kFirstPostKindIndex + 24); }
-  std::optional<double> zinc() const { return optionalDouble(kFirstPostKindIndex + 25); }
-  std::optional<double> glycemiaIndex() const { return optionalDouble(kFirstPostKindIndex + 26); }
+  std::optional<double> transFattyAcids() const { return optionalDouble(kTransFattyAcidsIndex); }
+  std::optional<double> betaCarotene() const { return optionalDouble(kBetaCaroteneIndex); }
+  std::optional<double> vitaminA() const { return optionalDouble(kVitaminAIndex); }
+  std::optional<double> vitaminB12() const { return optionalDouble(kVitaminB12Index); }
+  std::optional<double> vitaminB6() const { return optionalDouble(kVitaminB6Index); }
+  std::optional<double> vitaminD() const { return optionalDouble(kVitaminDIndex); }
+  std::optional<double> vitaminE() const { return optionalDouble(kVitaminEIndex); }
+  std::optional<double> vitaminC() const { return optionalDouble(kVitaminCIndex); }
+  std::optional<double> riboflavin() const { return optionalDouble(kRiboflavinIndex); }
+  std::optional<double> iron() const { return optionalDouble(kIronIndex); }
+  std::optional<double> potassium() const { return optionalDouble(kPotassiumIndex); }
+  std::optional<double> calcium() const { return optionalDouble(kCalciumIndex); }
+  std::optional<double> magnesium() const { return optionalDouble(kMagnesiumIndex); }
+  std::optional<double> cuprum() const { return optionalDouble(kCuprumIndex); }
+  std::optional<double> natrium() const { return optionalDouble(kNatriumIndex); }
+  std::optional<double> phosphorus() const { return optionalDouble(kPhosphorusIndex); }
+  std::optional<double> zinc() const { return optionalDouble(kZincIndex); }
+  std::optional<double> glycemiaIndex() const { return optionalDouble(kGlycemiaIndexIndex); }
   std::optional<double> densityOfCaloriesIndex() const {
-    return optionalDouble(kFirstPostKindIndex + 27);
+    return optionalDouble(kDensityOfCaloriesIndexIndex);
   }
   std::optional<double> inflammatoryFactor() const {
-    return optionalDouble(kFirstPostKindIndex + 28);
+    return optionalDouble(kInflammatoryFactorIndex);
   }
-  std::optional<double> antioxidant() const { return optionalDouble(kFirstPostKindIndex + 29); }
-  std::optional<double> cookingTime() const { return optionalDouble(kFirstPostKindIndex + 30); }
+  std::optional<double> antioxidant() const { return optionalDouble(kAntioxidantIndex); }
+  std::optional<double> cookingTime() const { return optionalDouble(kCookingTimeIndex); }
   // The server's recipe steps as JSON text bytes; empty when none.
   Blob receipt() const;
   // The server's ingredient dictionaries as JSON text bytes; empty when none.
@@ -101,10 +100,6 @@ class HandbookPostProductEntity : public HandbookPostEntity {
   std::vector<std::string> receiptStrings() const;
 
  protected:
-  static constexpr std::size_t kCookingTimeIndex = kFirstPostKindIndex + 30;
-  static constexpr std::size_t kReceiptIndex = kFirstPostKindIndex + 31;
-  static constexpr std::size_t kIngredientsDataIndex = kFirstPostKindIndex + 32;
-  static constexpr std::size_t kHandbooksForIngredientsRelationship = 0;
   void fillFields(const handbook_dict::Dictionary& dict) override;
   // Food products are never pre-cached.
   void applyKindStep() override { setIsNeedsCache(false); }

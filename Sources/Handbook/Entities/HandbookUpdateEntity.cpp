@@ -7,8 +7,6 @@
 namespace dm {
 
 namespace {
-const ManagedObjectClassRegistration<HandbookUpdateEntity> kRegistration("HandbookUpdateEntity");
-
 using U = HandbookUpdateEntityGenerated;
 constexpr std::size_t kAllOrder[] = {
     U::kCategoriesRelationship,     U::kPostsArticleRelationship, U::kPostsPharmacyRelationship,

@@ -5,8 +5,8 @@
 #include <optional>
 #include <vector>
 
+#include "Handbook/HandbookUpdateEntityGenerated.h"
 #include "Mapping/Enumerations/HandbookEnumerations.h"
-#include "Models/HandbookEntities.h"
 
 namespace dm {
 

@@ -3,8 +3,10 @@
 #include "Handbook/Storage/HandbookStorage.h"
 
 #include <atomic>
+#include <mutex>
 #include <system_error>
 
+#include "Models/HandbookRecords.h"
 #include "Platform/Foundation/DiagnosticEvents.h"
 #include "Platform/Foundation/Directories.h"
 #include "Platform/Foundation/Logger.h"
@@ -39,6 +41,15 @@ std::shared_ptr<HandbookStorage> HandbookStorage::create(Options options) {
   return storage;
 }
 
+namespace {
+// The store makes records of the handbook's classes whether or not the host opened the library
+// through DataModel::open, so a handbook never silently holds plain objects.
+void registerHandbookRecordsOnce() {
+  static std::once_flag once;
+  std::call_once(once, [] { registerHandbookRecords(); });
+}
+}  // namespace
+
 HandbookStorage::HandbookStorage(Private, Options options)
     : seedStorage_(options.seedStorage ? options.seedStorage : SeedStorage::shared()),
       model_(ManagedObjectModel::named(kModelName)),
@@ -51,6 +62,7 @@ HandbookStorage::HandbookStorage(Private, Options options)
                                       : options.applicationSupportDirectory;
   storeDirectory_ = support / kStoreDirectoryName;
   storeFile_ = storeDirectory_ / kStoreFileName;
+  registerHandbookRecordsOnce();
   open();
 }
 

@@ -15,12 +15,6 @@ namespace {
 
 constexpr const char* kEntityIDKey = "entityID";
 
-const bool kRegistered = [] {
-  RecordClasses::registerClass(
-      std::make_unique<BaseMappableEntity::Class>("BaseMappableEntity", std::string()));
-  return true;
-}();
-
 }  // namespace
 
 std::int64_t BaseMappableEntity::entityID() const {

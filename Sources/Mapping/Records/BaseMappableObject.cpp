@@ -11,12 +11,6 @@
 namespace dm {
 namespace {
 
-const bool kRegistered = [] {
-  RecordClasses::registerClass(
-      std::make_unique<BaseMappableObject::Class>("BaseMappableObject", std::string()));
-  return true;
-}();
-
 // Records that hold themselves (directly or through others) would nest without end.
 constexpr int kMaximumSerializationDepth = 64;
 constexpr int kMaximumInheritanceDepth = 64;

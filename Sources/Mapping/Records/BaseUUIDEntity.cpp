@@ -4,12 +4,6 @@
 namespace dm {
 namespace {
 
-const bool kRegistered = [] {
-  RecordClasses::registerClass(
-      std::make_unique<BaseUUIDEntity::Class>("BaseUUIDEntity", "BaseMappableEntity"));
-  return true;
-}();
-
 // Reads tolerate entities that lack the field (a record class mapped onto another model).
 Value read(const ManagedObject& object, const char* key) {
   int index = object.entity().attributeIndex(key);

@@ -2,12 +2,6 @@
 #include "Mapping/Records/BaseUUIDObject.h"
 
 namespace dm {
-namespace {
-
-const ObjectClassRegistration<BaseUUIDObject> kRegistration("BaseUUIDObject", "BaseMappableObject");
-
-}  // namespace
-
 void BaseUUIDObject::setGuid(std::string guid) {
   setValueForKey("guid", guid.empty() ? RecordValue() : RecordValue(std::move(guid)));
 }
