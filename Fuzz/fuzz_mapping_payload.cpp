@@ -1,6 +1,7 @@
 // Maps the input as a JSON payload (exercises with their nested day, and days with their
-// nested exercises) into an in-memory destination. A refused payload must leave the
-// destination exactly as it was.
+// nested exercises) into an in-memory destination, strictly and leniently. A refused payload
+// must leave the destination exactly as it was; a lenient mapping that succeeds must report
+// each skipped value with its class and leave dictionary and list fields of their kind.
 #include <cstddef>
 #include <cstdint>
 #include <map>
@@ -29,7 +30,9 @@ void registerClasses(dm::InMemoryDestination& store) {
                         {"done", Kind::Boolean},
                         {"at", Kind::Date},
                         {"city", Kind::String},
-                        {"extra", Kind::Tree}},
+                        {"extra", Kind::Tree},
+                        {"prefs", Kind::Dictionary},
+                        {"tags", Kind::List}},
                        {{"trainingDay", "Day", false}}});
 }
 
@@ -43,7 +46,9 @@ std::shared_ptr<dm::ObjectMapping> exerciseMapping() {
                                                                     {"done", "done"},
                                                                     {"at", "at"},
                                                                     {"address.city", "city"},
-                                                                    {"extra", "extra"}});
+                                                                    {"extra", "extra"},
+                                                                    {"prefs", "prefs"},
+                                                                    {"tags", "tags"}});
   exercise->setIdentificationAttributes({"entityID"});
   auto day = dm::ObjectMapping::entityMapping("Day");
   day->addAttributeMappings(
@@ -54,9 +59,14 @@ std::shared_ptr<dm::ObjectMapping> exerciseMapping() {
   return exercise;
 }
 
-}  // namespace
+// A structure field holds nothing, null or a tree of its kind.
+bool holdsKind(dm::InMemoryDestination& store, dm::ObjectRef object, const char* field,
+               bool dictionary) {
+  const nlohmann::json tree = store.tree(object, field);
+  return tree.is_null() || (dictionary ? tree.is_object() : tree.is_array());
+}
 
-extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
+void mapOnce(std::string_view json, bool lenient) {
   static const std::shared_ptr<dm::ObjectMapping> mapping = exerciseMapping();
   dm::InMemoryDestination store;
   registerClasses(store);
@@ -65,12 +75,29 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
   store.set(existing, "entityID", dm::Value(1));
   store.set(existing, "name", dm::Value("kept"));
 
-  std::string_view json(reinterpret_cast<const char*>(data), size);
+  dm::MappingOptions options;
+  options.skipInvalidValues = lenient;
   try {
-    dm::MappingOperation(store).map(json, "", mapping);
+    auto result = dm::MappingOperation(store, options).map(json, "", mapping);
+    if (result.skippedCount < result.skipped.size()) __builtin_trap();
+    if (!lenient && result.skippedCount != 0) __builtin_trap();
+    for (const auto& skipped : result.skipped)
+      if (skipped.className.empty()) __builtin_trap();
+    for (dm::ObjectRef object : store.objects("Exercise")) {
+      if (!holdsKind(store, object, "prefs", true) || !holdsKind(store, object, "tags", false))
+        __builtin_trap();
+    }
   } catch (const dm::MappingError&) {
     if (store.count("Exercise") != 1 || store.count("Day") != 0) __builtin_trap();
     if (!(store.get(existing, "name") == dm::Value("kept"))) __builtin_trap();
   }
+}
+
+}  // namespace
+
+extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
+  std::string_view json(reinterpret_cast<const char*>(data), size);
+  mapOnce(json, false);
+  mapOnce(json, true);
   return 0;
 }

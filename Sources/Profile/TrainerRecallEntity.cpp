@@ -9,4 +9,14 @@ void TrainerRecallEntity::markUsed() {
   setLastUsed(Clock::shared()->now());
 }
 
+void TrainerRecallEntity::awakeFromInsert() {
+  TrainerRecallEntityGenerated::awakeFromInsert();
+  markUsed();
+}
+
+void TrainerRecallEntity::awakeFromFetch() {
+  TrainerRecallEntityGenerated::awakeFromFetch();
+  markUsed();
+}
+
 }  // namespace dm

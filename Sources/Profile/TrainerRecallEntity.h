@@ -12,9 +12,14 @@ namespace dm {
 // come from the store model (TrainerRecallEntityGenerated); this class adds the behaviour.
 class TrainerRecallEntity : public TrainerRecallEntityGenerated {
  public:
-  // Sets lastUsed to the shared clock's now. Callers that create or load recalls call it, so
-  // the device can drop recalls nobody has looked at for long.
+  // Sets lastUsed to the shared clock's now, so the device can drop recalls nobody has looked
+  // at for long. Runs whenever a recall is created or loaded from the store.
   void markUsed();
+
+ protected:
+  void awakeFromInsert() override;
+  // The time is kept in memory; it reaches the file with the recall's next save.
+  void awakeFromFetch() override;
 };
 
 }  // namespace dm

@@ -14,6 +14,7 @@
 #include "Platform/Foundation/LocaleServices.h"
 #include "Platform/Foundation/Localization.h"
 #include "Platform/Foundation/StringFormat.h"
+#include "Platform/ObjectStore/StructuredValue.h"
 #include "Profile/MealsTimeFormatter.h"
 #include "Profile/MediaAddresses.h"
 
@@ -175,11 +176,11 @@ std::vector<ProfileCommonPhotoEntity*> UserEntity::orderedAchievementPhotos() co
 }
 
 std::optional<ServerSubscription> UserEntity::serverSubscription() const {
+  // An archive that does not hold a dictionary reads as the empty one, which describes no
+  // subscription.
   if (!hasSubscription()) return std::nullopt;
-  Blob bytes = subscription();
-  if (bytes.empty()) return std::nullopt;
-  auto tree = KeyedArchive::unarchivedObject(bytes);
-  if (!tree || !tree->is_object()) return std::nullopt;
+  nlohmann::json tree = subscription();
+  if (tree.empty()) return std::nullopt;
   return ServerSubscription::serverSubscriptionWithDict(tree);
 }
 
@@ -188,9 +189,10 @@ bool UserEntity::setServerSubscriptionDict(const std::optional<nlohmann::json>& 
     clearSubscription();
     return true;
   }
-  auto bytes = KeyedArchive::archivedData(*dict);
-  if (!bytes) return false;
-  setSubscription(Blob(bytes->begin(), bytes->end()));
+  if (!isStructureOfType(*dict, AttributeType::Dictionary) ||
+      !KeyedArchive::holdsOnlyAllowedKinds(*dict))
+    return false;
+  setSubscription(*dict);
   return true;
 }
 

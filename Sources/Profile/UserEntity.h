@@ -80,8 +80,8 @@ class UserEntity : public UserEntityGenerated {
   // The subscription dictionary archived in `subscription`; nothing when there is none, the
   // archive is corrupt or it is not a dictionary.
   std::optional<ServerSubscription> serverSubscription() const;
-  // Archives the dictionary into `subscription` (nothing clears it). False when the tree
-  // cannot be archived.
+  // Archives the dictionary into `subscription` (nothing clears it). False, and nothing
+  // changes, when the tree is not a dictionary or cannot be archived.
   bool setServerSubscriptionDict(const std::optional<nlohmann::json>& dict);
 
   // "07:00 10:00 13:00 16:00 19:00".

@@ -87,11 +87,45 @@ TEST_F(ProfileMappingTest, BlacklistEntriesAreIdentifiedByTheBlockedUser) {
   });
 }
 
-TEST_F(ProfileMappingTest, MalformedUserPayloadChangesNothing) {
+TEST_F(ProfileMappingTest, MalformedUserPayloadChangesNothingButABadFieldIsOnlySkipped) {
   perform([&] {
-    EXPECT_THROW(map("UserEntity", R"({"id": 1, "stats": {"average": "high"}})"), MappingError);
+    EXPECT_THROW(map("UserEntity", R"({"id": 1, "firstName": "A")"), MappingError);
+    EXPECT_THROW(map("UserEntity", R"({"user": "A"})", "user"), MappingError);
     EXPECT_FALSE(context->hasChanges());
     EXPECT_TRUE(all("UserEntity").empty());
+
+    auto users = map("UserEntity", R"({"id": 1, "firstName": "A", "stats": {"average": "high",
+                                       "totalRecalls": 4}})");
+    ASSERT_EQ(users.size(), 1u);
+    auto* user = dynamic_cast<UserEntity*>(users[0]);
+    EXPECT_EQ(user->firstName(), "A");
+    EXPECT_EQ(user->stats()->totalRecalls(), 4);
+    EXPECT_FALSE(user->stats()->hasAverage());
+  });
+}
+
+TEST_F(ProfileMappingTest, SubscriptionAndRatingCountsMapAsDictionariesAndReadBack) {
+  perform([&] {
+    map("UserEntity", R"({"user": {"id": 3, "subscription": {"type": "server",
+        "product_id": "pro.month", "expire_at": "2025-01-31T10:00:00Z"},
+        "stats": {"byRating": {"5": 12, "1": 0}, "totalRecalls": 12}}})",
+        "user");
+    context->reset();  // read back from the file
+    auto users = all("UserEntity");
+    ASSERT_EQ(users.size(), 1u);
+    auto* user = dynamic_cast<UserEntity*>(users[0]);
+    auto subscription = user->serverSubscription();
+    ASSERT_TRUE(subscription.has_value());
+    EXPECT_EQ(subscription->productId, "pro.month");
+    EXPECT_EQ(user->subscription()["type"], "server");
+    EXPECT_EQ(user->stats()->byRating(), (nlohmann::json{{"5", 12}, {"1", 0}}));
+
+    // A subscription of the wrong kind is skipped; the one stored stays.
+    map("UserEntity", R"({"id": 3, "subscription": "none", "firstName": "C"})");
+    context->reset();
+    user = dynamic_cast<UserEntity*>(all("UserEntity").at(0));
+    EXPECT_EQ(user->firstName(), "C");
+    EXPECT_TRUE(user->serverSubscription().has_value());
   });
 }
 

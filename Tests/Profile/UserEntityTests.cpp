@@ -7,6 +7,7 @@
 #include "Platform/Foundation/KeyedArchive.h"
 #include "Platform/Foundation/LocaleServices.h"
 #include "Profile/MediaAddresses.h"
+#include "Profile/TrainerRecallEntity.h"
 #include "Profile/UserEntity.h"
 #include "ProfileTestSupport.h"
 
@@ -193,10 +194,31 @@ TEST_F(UserEntityTest, SubscriptionReadsBackFromItsArchive) {
     ASSERT_TRUE(subscription->expireAt.has_value());
     EXPECT_EQ(subscription->expireAt->timeIntervalSince1970, 1738317600);
 
-    user->setSubscription(Blob{'D', 'M', 'K', 'A', 1, 0xff});  // corrupt
+    const auto index = UserEntity::kSubscriptionIndex;
+    user->setValueAt(index, Value(Blob{'D', 'M', 'K', 'A', 1, 0xff}));  // corrupt
     EXPECT_FALSE(user->serverSubscription().has_value());
-    user->setSubscription(*KeyedArchive::archivedData(nlohmann::json::array({1, 2})));
+    EXPECT_EQ(user->subscription(), nlohmann::json::object());
+    user->setValueAt(index, Value(*KeyedArchive::archivedData(nlohmann::json::array({1, 2}))));
     EXPECT_FALSE(user->serverSubscription().has_value());  // not a dictionary
+    EXPECT_FALSE(user->setServerSubscriptionDict(nlohmann::json::array({1})));
+  });
+}
+
+TEST_F(UserEntityTest, RecallsAreMarkedUsedWhenCreatedAndWhenLoaded) {
+  perform([&] {
+    setNow("2026-01-01T00:00:00Z");
+    auto* recall = insert<TrainerRecallEntity>();
+    recall->setText("good");
+    EXPECT_EQ(recall->lastUsed(), *dateFromServerString("2026-01-01T00:00:00Z"));
+    context->save();
+
+    setNow("2026-02-01T00:00:00Z");
+    context->reset();
+    auto recalls = all("TrainerRecallEntity", "text");
+    ASSERT_EQ(recalls.size(), 1u);
+    auto* loaded = dynamic_cast<TrainerRecallEntity*>(recalls[0]);
+    EXPECT_EQ(loaded->lastUsed(), *dateFromServerString("2026-02-01T00:00:00Z"));
+    EXPECT_FALSE(context->hasChanges());  // loading alone writes nothing
   });
 }
 

@@ -66,7 +66,10 @@ class HostilePayloadTest : public ::testing::Test {
 
   void map(std::string_view json) {
     ManagedObjectDestination destination(*context);
-    MappingOperation(destination).map(json, "", exercise);
+    // Strict: every refused value must leave the store as it was (skipping is tested apart).
+    MappingOptions strict;
+    strict.skipInvalidValues = false;
+    MappingOperation(destination, strict).map(json, "", exercise);
   }
   // Every row of both entities as text, in id order.
   std::string snapshot() {

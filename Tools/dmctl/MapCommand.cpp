@@ -14,6 +14,7 @@
 #include "Platform/ObjectMapping/ManagedObjectDestination.h"
 #include "Platform/ObjectMapping/MappingOperation.h"
 #include "Platform/ObjectMapping/ValueTransformer.h"
+#include "Platform/ObjectStore/StructuredValue.h"
 #include "UserData/CoreData/ManagedObjectStore.h"
 #include "dmctl/Command.h"
 
@@ -69,7 +70,11 @@ const dm::BaseMappableEntity::Class& entityClass(const std::string& name,
 nlohmann::json describe(const dm::ManagedObject& object, bool nested) {
   nlohmann::json values = nlohmann::json::object();
   for (const auto& attribute : object.entity().attributes()) {
-    values[attribute.name] = dm::jsonFromValue(object.valueAt(attribute.index));
+    dm::Value value = object.valueAt(attribute.index);
+    // Dictionaries and lists show as the trees they hold.
+    values[attribute.name] = dm::isStructured(attribute.type) && !value.isNull()
+                                 ? dm::structureFromValue(value, attribute.type)
+                                 : dm::jsonFromValue(value);
   }
   for (const auto& relationship : object.entity().relationships()) {
     if (relationship.toMany) {
@@ -155,6 +160,10 @@ void run(const MapArguments& arguments, const GlobalOptions& options) {
                             {"entity", object->entity().name()},
                             {"values", describe(*object, arguments.nested)}};
         std::printf("%s\n", line.dump(options.json ? -1 : 2).c_str());
+      }
+      for (const auto& skipped : result.skipped) {
+        std::fprintf(stderr, "skipped %s (%s): %s\n", skipped.keyPath.c_str(),
+                     skipped.className.c_str(), skipped.message.c_str());
       }
       if (arguments.save) context->save();
       std::printf("%zu record(s) mapped: %zu created, %zu updated%s\n", result.objects.size(),

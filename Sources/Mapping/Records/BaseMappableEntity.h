@@ -53,6 +53,10 @@ class BaseMappableEntity : public ManagedObject {
 
     MappingDictionary attributeMappings() const override;
     std::optional<std::vector<std::string>> identificationAttributes() const override;
+    // False: identificationAttributes together form one key. True: each of them identifies a
+    // record on its own, the first one winning (a message matched by its server id or else by
+    // its client guid).
+    virtual bool identifiesByAnyAttribute() const { return false; }
 
     // Deletes, in the main store's default context, every record of this class's entity
     // whose entityID is not among the given records' (absent identifiers included), applying

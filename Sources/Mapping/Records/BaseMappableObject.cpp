@@ -277,7 +277,7 @@ BaseMappableObject& BaseMappableObject::copyValuesFromObject(const ManagedObject
     if (!attribute) continue;
     Value stored = source.valueAt(attribute->index);
     RecordValue value = RecordValue::fromValue(stored);
-    bool numeric = attribute->type != AttributeType::String &&
+    bool numeric = attribute->type != AttributeType::String && !isStructured(attribute->type) &&
                    attribute->type != AttributeType::Date &&
                    attribute->type != AttributeType::Binary;
     if (stored.isNull() && numeric) value = 0;

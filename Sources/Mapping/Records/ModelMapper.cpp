@@ -121,7 +121,10 @@ void ModelMapper::fill(ObjectMapping& mapping, const RecordClass* targetClass,
   const auto* entityClass = dynamic_cast<const BaseMappableEntity::Class*>(targetClass);
   if (!requestMapping && entityClass) {
     if (auto identification = entityClass->identificationAttributes()) {
-      mapping.setIdentificationAttributes(*identification);
+      mapping.setIdentificationAttributes(*identification,
+                                          entityClass->identifiesByAnyAttribute()
+                                              ? ObjectMapping::IdentificationMatch::AnyAttribute
+                                              : ObjectMapping::IdentificationMatch::AllAttributes);
     }
     for (const auto& [relationship, key] : entityClass->foreignKeyRelations()) {
       mapping.addConnection(relationship, key.sourceAttribute, key.destinationAttribute);

@@ -3,6 +3,7 @@
 // a template over the view. Internal to the mapping engine's sources.
 #pragma once
 
+#include <algorithm>
 #include <optional>
 #include <string_view>
 #include <vector>
@@ -83,10 +84,32 @@ class DomNode {
   // Deep copy into a tree. The parser bounds the depth, so recursion is safe here.
   nlohmann::json toTree() const { return toTree(element_); }
 
-  // Nesting depth up to `limit` (returns limit + 1 when deeper).
-  unsigned depth(unsigned) const { return 0; }
+  // Nesting depth up to `limit` (stops counting once deeper). The parser bounds the depth,
+  // so the recursion is bounded too.
+  unsigned depth(unsigned limit) const { return depthOf(element_, 0, limit); }
 
  private:
+  static unsigned depthOf(simdjson::dom::element e, unsigned level, unsigned limit) {
+    unsigned deepest = level + 1;
+    if (deepest > limit) return deepest;
+    simdjson::dom::array array;
+    simdjson::dom::object object;
+    if (e.get_array().get(array) == simdjson::SUCCESS) {
+      for (simdjson::dom::element child : array) {
+        deepest = std::max(deepest, depthOf(child, level + 1, limit));
+        if (deepest > limit) break;
+      }
+    } else if (e.get_object().get(object) == simdjson::SUCCESS) {
+      for (auto field : object) {
+        deepest = std::max(deepest, depthOf(field.value, level + 1, limit));
+        if (deepest > limit) break;
+      }
+    } else {
+      return level;
+    }
+    return deepest;
+  }
+
   static nlohmann::json toTree(simdjson::dom::element e) {
     switch (e.type()) {
       case simdjson::dom::element_type::ARRAY: {

@@ -8,6 +8,7 @@
 #include <unordered_set>
 
 #include "Platform/ObjectStore/FetchRequest.h"
+#include "Platform/ObjectStore/StructuredValue.h"
 
 namespace dm {
 
@@ -34,12 +35,54 @@ std::optional<ClassId> ManagedObjectDestination::resolveClass(std::string_view n
   return static_cast<ClassId>(it - entities_.begin());
 }
 
+const RecordSetter* ManagedObjectDestination::declaredSetter(const EntityDescription& entity,
+                                                             std::string_view name) {
+  if (!ManagedObjectClasses::anySetters()) return nullptr;
+  for (const EntityDescription* e = &entity; e; e = e->parent()) {
+    if (const RecordSetter* setter = ManagedObjectClasses::setterFor(e->className(), name))
+      return setter;
+  }
+  return nullptr;
+}
+
 std::optional<DestinationAttribute> ManagedObjectDestination::describeAttribute(
     ClassId cls, std::string_view name) {
-  const AttributeDescription* attribute = entity(cls).attributeNamed(name);
+  const EntityDescription& description = entity(cls);
+  const AttributeDescription* attribute = description.attributeNamed(name);
+  const RecordSetter* setter = declaredSetter(description, name);
+  if (setter && !attribute) {
+    unstored_.push_back(setter);
+    return DestinationAttribute{kUnstoredField + static_cast<FieldId>(unstored_.size() - 1),
+                                fieldKindFor(setter->type)};
+  }
   if (!attribute) return std::nullopt;
+  if (setter) routesAttributes_ = true;
   return DestinationAttribute{static_cast<FieldId>(attribute->index),
                               fieldKindFor(attribute->type)};
+}
+
+const RecordSetter* ManagedObjectDestination::attributeSetter(const ManagedObject& managed,
+                                                              FieldId field) {
+  const EntityDescription& description = managed.entity();
+  auto [it, added] = routed_.try_emplace(&description);
+  if (added) {
+    for (const auto& attribute : description.attributes())
+      it->second.push_back(declaredSetter(description, attribute.name));
+  }
+  return field < it->second.size() ? it->second[field] : nullptr;
+}
+
+void ManagedObjectDestination::applySetter(ManagedObject* managed, const RecordSetter& setter,
+                                           const Value& value) {
+  if (!createdHere(managed)) {
+    // The setter may change any attribute: keep them all for a rollback.
+    UndoEntry entry{UndoEntry::Kind::AllValues, managed};
+    const std::size_t count = managed->entity().attributes().size();
+    entry.values.reserve(count);
+    for (std::size_t i = 0; i < count; ++i) entry.values.push_back(managed->valueAt(i));
+    undo_.push_back(std::move(entry));
+  }
+  setter.apply(*managed, value);
 }
 
 std::optional<DestinationRelationship> ManagedObjectDestination::describeRelationship(
@@ -122,11 +165,22 @@ ObjectRef ManagedObjectDestination::createObject(ClassId cls) {
 }
 
 Value ManagedObjectDestination::value(ObjectRef target, FieldId field) {
+  if (field >= kUnstoredField) return {};
   return object(target)->valueAt(field);
 }
 
 void ManagedObjectDestination::setValue(ObjectRef target, FieldId field, Value value) {
   ManagedObject* managed = object(target);
+  if (field >= kUnstoredField) {
+    applySetter(managed, *unstored_.at(field - kUnstoredField), value);
+    return;
+  }
+  if (routesAttributes_) {
+    if (const RecordSetter* setter = attributeSetter(*managed, field)) {
+      applySetter(managed, *setter, value);
+      return;
+    }
+  }
   if (createdHere(managed)) {
     // No undo entry and so no copy of the old value; setValueAt skips equal values itself.
     managed->setValueAt(field, std::move(value));
@@ -139,6 +193,19 @@ void ManagedObjectDestination::setValue(ObjectRef target, FieldId field, Value v
   UndoEntry entry{UndoEntry::Kind::Value, managed, field};
   entry.value = std::move(previous);
   undo_.push_back(std::move(entry));
+}
+
+void ManagedObjectDestination::setTree(ObjectRef target, FieldId field, nlohmann::json tree) {
+  const bool unstored = field >= kUnstoredField;
+  const std::string& name = unstored ? unstored_.at(field - kUnstoredField)->field
+                                     : object(target)->entity().attributes().at(field).name;
+  const AttributeType type = unstored ? unstored_.at(field - kUnstoredField)->type
+                                      : object(target)->entity().attributes().at(field).type;
+  if (!isStructured(type)) throw std::invalid_argument("Field " + name + " does not hold a tree");
+  Value archived = archivedStructure(tree, type);
+  if (archived.isNull() && !tree.is_null())
+    throw std::invalid_argument("The value of " + name + " cannot be archived");
+  setValue(target, field, std::move(archived));
 }
 
 void ManagedObjectDestination::setToOne(ObjectRef target, FieldId relationship, ObjectRef related) {
@@ -173,6 +240,19 @@ void ManagedObjectDestination::setToMany(ObjectRef target, FieldId relationship,
       changed = true;
     }
   }
+  if (managed->entity().relationships().at(relationship).ordered) {
+    // Members that stayed keep their old places above; an ordered relationship takes the
+    // payload's order, so it is laid out again when that differs.
+    std::vector<ManagedObject*> wantedOrder;
+    wantedOrder.reserve(targets.size());
+    for (auto r : targets)
+      if (object(r)) wantedOrder.push_back(object(r));
+    if (managed->toManyAt(relationship) != wantedOrder) {
+      for (ManagedObject* member : wantedOrder) managed->removeFromManyAt(relationship, member);
+      for (ManagedObject* member : wantedOrder) managed->addToManyAt(relationship, member);
+      changed = true;
+    }
+  }
   if (!changed || createdHere(managed)) return;
   UndoEntry entry{UndoEntry::Kind::ToMany, managed, relationship};
   entry.members = std::move(previous);
@@ -186,6 +266,10 @@ void ManagedObjectDestination::discardChanges() {
     switch (it->kind) {
       case UndoEntry::Kind::Value:
         it->object->setValueAt(it->index, std::move(it->value));
+        break;
+      case UndoEntry::Kind::AllValues:
+        for (std::size_t i = 0; i < it->values.size(); ++i)
+          it->object->setValueAt(i, std::move(it->values[i]));
         break;
       case UndoEntry::Kind::ToOne:
         it->object->setToOneAt(it->index, it->target);
@@ -214,7 +298,15 @@ std::optional<SourceValue> ManagedObjectDestination::fieldValue(ObjectRef target
                                                                 std::string_view field) const {
   const ManagedObject* managed = object(target);
   const AttributeDescription* attribute = managed->entity().attributeNamed(field);
+  // A mapped field the record does not store is only ever set: it is sent as null.
+  if (!attribute && declaredSetter(managed->entity(), field)) return SourceValue(Value());
   if (!attribute) return std::nullopt;
+  if (isStructured(attribute->type)) {
+    // An unset structure is sent as null, like any unset field.
+    Value stored = managed->valueAt(attribute->index);
+    if (stored.isNull()) return SourceValue(Value());
+    return SourceValue(structureFromValue(stored, attribute->type));
+  }
   return SourceValue(managed->valueAt(attribute->index));
 }
 

@@ -4,21 +4,25 @@
 
 #include <cstddef>
 #include <string_view>
+#include <unordered_map>
 #include <unordered_set>
 #include <vector>
 
 #include "Platform/ObjectMapping/MappingDestination.h"
 #include "Platform/ObjectMapping/MappingSource.h"
+#include "Platform/ObjectStore/ManagedObjectClasses.h"
 #include "Platform/ObjectStore/ManagedObjectContext.h"
 
 namespace dm {
 
 // Classes are the context model's entities, looked up by entity name or by record class
-// name; fields are attribute and relationship indexes. Identity lookups are one fetch per
-// entity and identification (an IN query on the first identification attribute, the rest
-// compared in memory), and they see the context's unsaved inserts; an entity without any
-// record is not queried at all. Writes that would not
-// change a value are skipped, so mapping an unchanged payload leaves objects unchanged.
+// name; fields are attribute and relationship indexes. A field for which the record class (or
+// a class of a parent entity) registered a RecordSetter is set through it: a stored attribute
+// keeps its rules, a field the record does not store reads as null and is only ever set. Identity
+// lookups are one fetch per entity and identification (an IN query on the first identification
+// attribute, the rest compared in memory), and they see the context's unsaved inserts; an entity
+// without any record is not queried at all. Writes that would not change a value are skipped, so
+// mapping an unchanged payload leaves objects unchanged.
 //
 // The destination does not save: the caller saves the context after a successful
 // operation. If a write fails part-way, discardChanges() deletes the objects this
@@ -62,6 +66,9 @@ class ManagedObjectDestination final : public MappingDestination, public Mapping
   ObjectRef createObject(ClassId cls) override;
   Value value(ObjectRef object, FieldId field) override;
   void setValue(ObjectRef object, FieldId field, Value value) override;
+  // Structured attributes (dictionaries and lists) only: archives the tree. Throws
+  // std::invalid_argument when the archive refuses it.
+  void setTree(ObjectRef object, FieldId field, nlohmann::json tree) override;
   void setToOne(ObjectRef object, FieldId relationship, ObjectRef target) override;
   void setToMany(ObjectRef object, FieldId relationship, std::vector<ObjectRef> targets) override;
   void discardChanges() override;
@@ -75,18 +82,27 @@ class ManagedObjectDestination final : public MappingDestination, public Mapping
 
  private:
   struct UndoEntry {
-    enum class Kind { Value, ToOne, ToMany } kind = Kind::Value;
+    // AllValues: every attribute, before a record setter that may touch any of them.
+    enum class Kind { Value, ToOne, ToMany, AllValues } kind = Kind::Value;
     ManagedObject* object = nullptr;
     std::size_t index = 0;
     Value value{};
     ManagedObject* target = nullptr;
     std::vector<ManagedObject*> members{};
+    std::vector<Value> values{};
   };
+  // Fields of records that are not stored: field ids from kUnstoredField up.
+  static constexpr FieldId kUnstoredField = 0x80000000u;
 
   const EntityDescription& entity(ClassId cls) const;
   // True when `object` was created by this destination since the last commit: deleting it
   // undoes its writes, so they need no undo entries.
   bool createdHere(ManagedObject* object);
+  // The setter of `name` declared for the entity's class or a parent entity's class.
+  static const RecordSetter* declaredSetter(const EntityDescription& entity, std::string_view name);
+  // The setter an attribute of the object goes through, or nullptr.
+  const RecordSetter* attributeSetter(const ManagedObject& object, FieldId field);
+  void applySetter(ManagedObject* object, const RecordSetter& setter, const Value& value);
 
   ManagedObjectContext& context_;
   std::vector<const EntityDescription*> entities_;
@@ -98,6 +114,10 @@ class ManagedObjectDestination final : public MappingDestination, public Mapping
   // Writes come record by record, so the last answer of createdHere() is usually reused.
   ManagedObject* lastChecked_ = nullptr;
   bool lastCreated_ = false;
+  // Record setters met while describing fields; none on the common path.
+  std::vector<const RecordSetter*> unstored_;  // by field id - kUnstoredField
+  bool routesAttributes_ = false;
+  std::unordered_map<const EntityDescription*, std::vector<const RecordSetter*>> routed_;
 };
 
 }  // namespace dm

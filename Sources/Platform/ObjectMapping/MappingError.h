@@ -28,6 +28,8 @@ class MappingError : public std::runtime_error {
     Code code;
     std::string keyPath;
     std::string message;
+    // The record class or entity whose field it concerns; empty when none does.
+    std::string className{};
   };
 
   explicit MappingError(std::vector<Issue> issues);

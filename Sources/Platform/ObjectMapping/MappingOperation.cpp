@@ -2,10 +2,12 @@
 // payload (transform values, collect identities), then apply the plan.
 #include "Platform/ObjectMapping/MappingOperation.h"
 
+#include <algorithm>
 #include <map>
 #include <stdexcept>
 #include <unordered_map>
 
+#include "Platform/Foundation/DiagnosticEvents.h"
 #include "Platform/ObjectMapping/JsonView.h"
 #include "Platform/ObjectMapping/MappingSource.h"
 
@@ -19,6 +21,9 @@ using Issue = MappingError::Issue;
 // first-seen order, with the plan target each became; the batched lookup takes them as is.
 struct IdentityCache {
   ClassId cls = 0;
+  // Lookups run by rank: an attribute that identifies on its own ranks by its position among
+  // the alternatives, so the first alternative's match wins.
+  std::size_t rank = 0;
   std::vector<FieldId> fields;
   IdentityKeyTable keys;
   std::vector<std::uint32_t> keyTargets;  // by key number
@@ -51,10 +56,16 @@ struct CompiledConnection {
 
 struct CompiledMapping {
   ClassId cls = 0;
+  const std::string* className = nullptr;
   std::vector<CompiledAttribute> attributes;
   std::vector<CompiledRelationship> relationships;
   std::vector<CompiledConnection> connections;
   IdentityCache* identity = nullptr;  // null: every record is new
+  // Identification by any one attribute: one cache per attribute, by identity slot.
+  std::vector<IdentityCache*> alternatives;
+  std::size_t identitySlots() const {
+    return identity ? identity->fields.size() : alternatives.size();
+  }
 };
 
 struct Target {
@@ -113,6 +124,7 @@ class Compiler {
     CompiledMapping& out = *owned;
     compiled_.emplace(&mapping, std::move(owned));
     out.cls = *cls;
+    out.className = &mapping.className();
     const std::string& name = mapping.className();
 
     for (const auto& attribute : mapping.attributeMappings()) {
@@ -181,14 +193,25 @@ class Compiler {
       }
       fields.push_back(field->id);
     }
-    auto& cache = caches_[{out.cls, fields}];
+    if (mapping.identificationMatch() == ObjectMapping::IdentificationMatch::AnyAttribute) {
+      for (std::size_t rank = 0; rank < fields.size(); ++rank)
+        out.alternatives.push_back(&cacheFor(out.cls, {fields[rank]}, rank));
+      return;
+    }
+    out.identity = &cacheFor(out.cls, fields, 0);
+  }
+
+  IdentityCache& cacheFor(ClassId cls, const std::vector<FieldId>& fields, std::size_t rank) {
+    auto& cache = caches_[{cls, fields}];
     if (!cache) {
       cache = std::make_unique<IdentityCache>();
-      cache->cls = out.cls;
+      cache->cls = cls;
       cache->fields = fields;
       cache->keys = IdentityKeyTable(fields.size());
+      cache->rank = rank;
     }
-    out.identity = cache.get();
+    cache->rank = std::min(cache->rank, rank);
+    return *cache;
   }
 
   void compileConnection(const ObjectMapping& mapping, const ObjectMapping::Connection& connection,
@@ -233,7 +256,9 @@ class Planner {
       : plan_(plan), issues_(issues), options_(options), writeTo_(writeTo) {}
 
   void planRoot(const Node& document, const KeyPath& keyPath, bool optional,
-                const CompiledMapping& mapping, std::vector<std::uint32_t>& out) {
+                const CompiledMapping& mapping, std::vector<std::uint32_t>& out,
+                MappingResult* skipped = nullptr) {
+    skipped_ = skipped;
     std::optional<Node> value = document;
     path_.clear();
     if (!keyPath.empty()) {
@@ -307,6 +332,23 @@ class Planner {
     issues_.push_back({code, renderPath(last), std::move(message)});
   }
 
+  // A value that does not fit its field: skipped and reported when the options allow it (the
+  // writing pass meets it again and skips it silently), an issue that fails the operation
+  // otherwise.
+  void fieldIssue(const CompiledMapping& mapping, Code code, std::string message,
+                  std::string_view last = {}) {
+    if (!options_.skipInvalidValues) {
+      if (full()) return;
+      addIssue(code, std::move(message), last);
+      issues_.back().className = *mapping.className;
+      return;
+    }
+    if (writeTo_ || !skipped_) return;
+    if (skipped_->skipped.size() < options_.maxIssues)
+      skipped_->skipped.push_back({code, renderPath(last), std::move(message), *mapping.className});
+    ++skipped_->skippedCount;
+  }
+
   std::optional<Node> resolve(const Node& record, const KeyPath& keyPath, bool& wrongShape) const {
     Node current = record;
     if (keyPath.parentLevels > 0) {
@@ -335,10 +377,11 @@ class Planner {
     const bool planning = writeTo_ == nullptr;
     const std::size_t issuesBefore = issues_.size();
     // The identity's values, set aside while the record is planned; reused across records.
-    if (planning && mapping.identity) {
-      key_.resize(mapping.identity->fields.size());
+    if (planning && mapping.identitySlots() > 0) {
+      key_.resize(mapping.identitySlots());
       for (auto& part : key_) part = Value();
     }
+    bool unidentifiable = false;
     const bool noteSupplied = planning && !mapping.connections.empty();
     const auto suppliedBegin = static_cast<std::uint32_t>(plan_.supplied.size());
     const std::size_t pendingBase = pending_.size();
@@ -347,17 +390,33 @@ class Planner {
       bool wrongShape = false;
       auto value = resolve(node, *attribute.source, wrongShape);
       if (!value) {
-        if (wrongShape)
-          addIssue(Code::WrongShape, "expected an object on the way", attribute.source->text);
+        if (wrongShape) {
+          unidentifiable = unidentifiable || attribute.identitySlot >= 0;
+          fieldIssue(mapping, Code::WrongShape, "expected an object on the way",
+                     attribute.source->text);
+        }
         continue;
       }
-      if (attribute.kind == FieldKind::Tree) {
+      if (isTreeKind(attribute.kind)) {
+        if (attribute.kind != FieldKind::Tree && !value->isNull() &&
+            !(attribute.kind == FieldKind::Dictionary ? value->isObject() : value->isArray())) {
+          fieldIssue(mapping, Code::InvalidValue,
+                     std::string("expected a ") + fieldKindName(attribute.kind),
+                     attribute.source->text);
+          continue;
+        }
         if (value->depth(options_.maxDepth) > options_.maxDepth) {
           addIssue(Code::NestingTooDeep, "value nested too deeply", attribute.source->text);
           continue;
         }
         if (noteSupplied) plan_.supplied.push_back(attribute.field);
-        if (!planning) pending_.push_back({attribute.field, value->toTree()});
+        if (!planning) {
+          if (value->isNull() && attribute.kind != FieldKind::Tree) {
+            pending_.push_back({attribute.field, Value()});
+          } else {
+            pending_.push_back({attribute.field, value->toTree()});
+          }
+        }
         continue;
       }
       const JsonScalar scalar = value->scalar();
@@ -370,7 +429,12 @@ class Planner {
         transformed = transformValue(scalar, attribute.kind, reason);
       }
       if (!transformed) {
-        addIssue(Code::InvalidValue, reason, attribute.source->text);
+        unidentifiable = unidentifiable || attribute.identitySlot >= 0;
+        fieldIssue(mapping, Code::InvalidValue,
+                   attribute.identitySlot >= 0
+                       ? reason + " (the record is left out: it cannot be identified)"
+                       : reason,
+                   attribute.source->text);
         continue;
       }
       if (noteSupplied) plan_.supplied.push_back(attribute.field);
@@ -380,6 +444,13 @@ class Planner {
       } else {
         pending_.push_back({attribute.field, std::move(*transformed)});
       }
+    }
+    if (unidentifiable && options_.skipInvalidValues) {
+      // Matching it by the rest would create a duplicate: the record is left out, in both
+      // passes alike.
+      pending_.resize(pendingBase);
+      plan_.supplied.resize(suppliedBegin);
+      return std::nullopt;
     }
     const auto suppliedEnd = static_cast<std::uint32_t>(plan_.supplied.size());
     const std::uint32_t target = planning ? targetFor(mapping) : 0;
@@ -391,7 +462,7 @@ class Planner {
     if (!mapping.relationships.empty()) {
       parents_.push_back(node);
       for (const auto& relationship : mapping.relationships) {
-        planRelationship(node, relationship, depth);
+        planRelationship(node, mapping, relationship, depth);
       }
       parents_.pop_back();
     }
@@ -461,13 +532,25 @@ class Planner {
     }
   }
 
-  void planRelationship(const Node& node, const CompiledRelationship& relationship,
-                        unsigned depth) {
+  void planRelationship(const Node& node, const CompiledMapping& owner,
+                        const CompiledRelationship& relationship, unsigned depth) {
     bool wrongShape = false;
     auto value = resolve(node, *relationship.source, wrongShape);
     if (!value) {
       if (wrongShape)
-        addIssue(Code::WrongShape, "expected an object on the way", relationship.source->text);
+        fieldIssue(owner, Code::WrongShape, "expected an object on the way",
+                   relationship.source->text);
+      return;
+    }
+    if (!value->isObject() && !value->isNull() && !(value->isArray() && relationship.toMany)) {
+      // The relationship is left as it is.
+      fieldIssue(owner, Code::WrongShape,
+                 relationship.toMany
+                     ? "expected an object or an array of objects"
+                     : (value->isArray() ? "expected an object for a to-one relationship, "
+                                           "found an array"
+                                         : "expected an object"),
+                 relationship.source->text);
       return;
     }
     const auto begin = static_cast<std::uint32_t>(memberStack_.size());
@@ -475,11 +558,13 @@ class Planner {
     if (value->isObject()) {
       if (auto target = planRecord(*value, *relationship.nested, depth + 1)) {
         memberStack_.push_back(*target);
+      } else {
+        // The record was left out: the relationship stays as it is rather than being cleared.
+        path_.pop_back();
+        return;
       }
     } else if (value->isArray()) {
-      if (!relationship.toMany) {
-        addIssue(Code::WrongShape, "expected an object for a to-one relationship, found an array");
-      } else {
+      {
         long index = 0;
         value->forEachElement([&](const Node& element) {
           if (full()) return;
@@ -489,13 +574,11 @@ class Planner {
               memberStack_.push_back(*target);
             }
           } else {
-            addIssue(Code::WrongShape, "expected an object");
+            fieldIssue(*relationship.nested, Code::WrongShape, "expected an object");
           }
           path_.pop_back();
         });
       }
-    } else if (!value->isNull()) {
-      addIssue(Code::WrongShape, "expected an object or an array of objects");
     }
     path_.pop_back();
     relationStack_.push_back({relationship.field, relationship.toMany, begin,
@@ -505,6 +588,7 @@ class Planner {
   // The target of the record whose identity values are in key_: the one planned earlier
   // for the same identity, else a new one. Records without a complete identity are new.
   std::uint32_t targetFor(const CompiledMapping& mapping) {
+    if (!mapping.alternatives.empty()) return targetForAnyOf(mapping);
     bool complete = mapping.identity != nullptr;
     if (complete) {
       for (const auto& part : key_) complete = complete && !part.isNull();
@@ -515,6 +599,29 @@ class Planner {
     const std::size_t number = cache.keys.insert(key_.data(), added);
     if (added) cache.keyTargets.push_back(newTarget(mapping.cls));
     return cache.keyTargets[number];
+  }
+
+  // Identification by any one attribute: the target of the first alternative already seen,
+  // else a new one; every alternative's value not seen yet then points at it.
+  std::uint32_t targetForAnyOf(const CompiledMapping& mapping) {
+    constexpr std::uint32_t kUnassigned = UINT32_MAX;
+    std::optional<std::uint32_t> found;
+    added_.clear();
+    for (std::size_t slot = 0; slot < mapping.alternatives.size(); ++slot) {
+      if (key_[slot].isNull()) continue;
+      IdentityCache& cache = *mapping.alternatives[slot];
+      bool added = false;
+      const std::size_t number = cache.keys.insert(&key_[slot], added);
+      if (added) {
+        cache.keyTargets.push_back(kUnassigned);
+        added_.push_back({&cache, number});
+      } else if (!found) {
+        found = cache.keyTargets[number];
+      }
+    }
+    const std::uint32_t target = found ? *found : newTarget(mapping.cls);
+    for (const auto& [cache, number] : added_) cache->keyTargets[number] = target;
+    return target;
   }
 
   std::uint32_t newTarget(ClassId cls) {
@@ -530,6 +637,8 @@ class Planner {
   MappingDestination* writeTo_;
   std::size_t nextRecord_ = 0;
   std::vector<Value> key_;
+  std::vector<std::pair<IdentityCache*, std::size_t>> added_;  // scratch of targetForAnyOf
+  MappingResult* skipped_ = nullptr;                           // the current root's result
   std::vector<PlannedValue> pending_;  // writing pass: values of the records being walked
   std::vector<PlannedRelation> relationStack_;
   std::vector<std::uint32_t> memberStack_;
@@ -545,8 +654,12 @@ class Applier {
   void prepareTargets() {
     // Every lookup runs before the first record is created, so an entity without records
     // now had none when the operation started, and its identities need no query.
-    for (auto& entry : compiler_.caches()) {
-      auto& cache = entry.second;  // not a structured binding: clang 14 cannot capture those
+    std::vector<IdentityCache*> byRank;
+    for (auto& entry : compiler_.caches()) byRank.push_back(entry.second.get());
+    std::stable_sort(
+        byRank.begin(), byRank.end(),
+        [](const IdentityCache* a, const IdentityCache* b) { return a->rank < b->rank; });
+    for (IdentityCache* cache : byRank) {
       if (cache->keys.size() == 0 || !destination_.hasObjects(cache->cls)) continue;
       destination_.findObjects(cache->cls, cache->fields, cache->keys,
                                MappingDestination::Matches::First,
@@ -651,10 +764,12 @@ class Operation {
     if (!issues_.empty()) throw MappingError(std::move(issues_));
 
     plan_.roots.resize(roots_.size());
+    results_.resize(roots_.size());
     Planner<Node> planner(plan_, issues_, options_);
     for (std::size_t i = 0; i < roots_.size(); ++i) {
       KeyPath keyPath(roots_[i].keyPath);
-      planner.planRoot(document, keyPath, roots_[i].optional, *compiled_[i], plan_.roots[i]);
+      planner.planRoot(document, keyPath, roots_[i].optional, *compiled_[i], plan_.roots[i],
+                       &results_[i]);
     }
     if (!issues_.empty()) throw MappingError(std::move(issues_));
   }
@@ -680,7 +795,8 @@ class Operation {
       throw MappingError(Code::DestinationFailure, "", error.what());
     }
 
-    std::vector<MappingResult> results(roots_.size());
+    std::vector<MappingResult> results = std::move(results_);
+    reportSkipped(results);
     std::vector<bool> seen(plan_.targets.size(), false);
     for (std::size_t i = 0; i < roots_.size(); ++i) {
       results[i].objects.reserve(plan_.roots[i].size());
@@ -695,6 +811,22 @@ class Operation {
   }
 
  private:
+  static void reportSkipped(const std::vector<MappingResult>& results) {
+    for (const auto& result : results) {
+      if (result.skippedCount == 0) continue;
+      auto events = DiagnosticEvents::shared();
+      for (const auto& skipped : result.skipped) {
+        events->logEvent("Mapping skipped a value", {{"keyPath", skipped.keyPath},
+                                                     {"class", skipped.className},
+                                                     {"reason", skipped.message}});
+      }
+      if (result.skippedCount > result.skipped.size()) {
+        events->logEvent("Mapping skipped more values",
+                         {{"count", result.skippedCount - result.skipped.size()}});
+      }
+    }
+  }
+
   MappingDestination& destination_;
   const std::vector<MappingOperation::Root>& roots_;
   const MappingOptions& options_;
@@ -702,6 +834,7 @@ class Operation {
   Compiler compiler_;
   std::vector<const CompiledMapping*> compiled_;
   Plan plan_;
+  std::vector<MappingResult> results_;  // what planning skipped, per root
 };
 
 }  // namespace

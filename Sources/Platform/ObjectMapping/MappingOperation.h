@@ -20,11 +20,20 @@ struct MappingOptions {
   unsigned maxDepth = 256;
   // Stop collecting issues after this many; the error still reports the first ones.
   std::size_t maxIssues = 100;
+  // Lenient (the default): a value that does not fit its field is skipped and reported, the
+  // rest of the record and of the payload is mapped. Strict: any such value fails the whole
+  // operation. Structural problems fail it either way (see MappingOperation).
+  bool skipInvalidValues = true;
 };
 
-// The records mapped for one root: each distinct top-level record once, in payload order.
+// The records mapped for one root: each distinct top-level record once, in payload order,
+// and what was skipped under that root.
 struct MappingResult {
   std::vector<ObjectRef> objects;
+  // Values (or, when its identification cannot be read, whole records) left out, with the
+  // key path and class; at most MappingOptions::maxIssues are kept.
+  std::vector<MappingError::Issue> skipped;
+  std::size_t skippedCount = 0;  // all of them, kept or not
 };
 
 // How it works: the payload is walked once, values are transformed and records are matched
@@ -32,6 +41,15 @@ struct MappingResult {
 // are the identities looked up (one batched lookup per entity and identification), missing
 // records created and values, relationships and foreign-key connections written. So a
 // MappingError leaves the destination as it was.
+//
+// What fails the whole operation (structural): text that is not JSON, nesting deeper than
+// maxDepth, a key path of a root that is missing or holds something other than an object, an
+// array of objects or null, an unknown class or field in the mappings. What is skipped when
+// skipInvalidValues is set: a value of the wrong type for its field, a relationship value that
+// is not an object (or an array of objects for a to-many), and a record whose identification
+// attribute cannot be read (it cannot be matched, so it is left out with what it nests). Each
+// skip is reported in MappingResult::skipped and as a diagnostic event "Mapping skipped a
+// value" with the key path, the class and the reason.
 //
 // An operation object holds no state between calls; use it from one thread at a time,
 // together with its destination.

@@ -61,8 +61,10 @@ bool ObjectMapping::isReachableFrom(const ObjectMapping& start) const {
   return false;
 }
 
-void ObjectMapping::setIdentificationAttributes(std::vector<std::string> attributes) {
+void ObjectMapping::setIdentificationAttributes(std::vector<std::string> attributes,
+                                                IdentificationMatch match) {
   identification_ = std::move(attributes);
+  identificationMatch_ = match;
 }
 
 void ObjectMapping::addConnection(std::string relationship, std::string sourceAttribute,

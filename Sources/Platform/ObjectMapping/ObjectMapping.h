@@ -73,14 +73,20 @@ class ObjectMapping {
   // edges (or is this mapping); then the edge is a weak back reference.
   void addRelationshipMapping(std::string_view source, std::string_view destination,
                               std::shared_ptr<const ObjectMapping> mapping);
+  // How several identification attributes identify a record: together (a compound key) or
+  // each on its own (a message matched by its server id or else by its client guid; the
+  // first attribute wins when they point at different records).
+  enum class IdentificationMatch { AllAttributes, AnyAttribute };
   // Only meaningful for entity mappings; ignored by the others.
-  void setIdentificationAttributes(std::vector<std::string> attributes);
+  void setIdentificationAttributes(std::vector<std::string> attributes,
+                                   IdentificationMatch match = IdentificationMatch::AllAttributes);
   void addConnection(std::string relationship, std::string sourceAttribute,
                      std::string destinationAttribute);
 
   const std::vector<AttributeMapping>& attributeMappings() const { return attributes_; }
   const std::vector<RelationshipMapping>& relationshipMappings() const { return relationships_; }
   const std::vector<std::string>& identificationAttributes() const { return identification_; }
+  IdentificationMatch identificationMatch() const { return identificationMatch_; }
   const std::vector<Connection>& connections() const { return connections_; }
 
   explicit ObjectMapping(Kind kind, std::string className = {});
@@ -94,6 +100,7 @@ class ObjectMapping {
   std::vector<AttributeMapping> attributes_;
   std::vector<RelationshipMapping> relationships_;
   std::vector<std::string> identification_;
+  IdentificationMatch identificationMatch_ = IdentificationMatch::AllAttributes;
   std::vector<Connection> connections_;
 };
 

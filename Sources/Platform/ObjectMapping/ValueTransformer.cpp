@@ -277,6 +277,10 @@ FieldKind fieldKindFor(AttributeType type) {
       return FieldKind::Date;
     case AttributeType::Binary:
       return FieldKind::Binary;
+    case AttributeType::Dictionary:
+      return FieldKind::Dictionary;
+    case AttributeType::List:
+      return FieldKind::List;
   }
   return FieldKind::Tree;
 }
@@ -304,6 +308,10 @@ const char* fieldKindName(FieldKind kind) {
       return "number";
     case FieldKind::Tree:
       return "JSON value";
+    case FieldKind::Dictionary:
+      return "dictionary";
+    case FieldKind::List:
+      return "list";
   }
   return "value";
 }
@@ -332,6 +340,12 @@ std::optional<Value> transformValue(const JsonScalar& scalar, FieldKind kind, st
       return std::nullopt;
     case FieldKind::Tree:
       break;
+    case FieldKind::Dictionary:
+      reason = "expected a dictionary";
+      return std::nullopt;
+    case FieldKind::List:
+      reason = "expected a list";
+      return std::nullopt;
   }
   reason = "a JSON tree is not a scalar";
   return std::nullopt;

@@ -13,9 +13,10 @@
 
 namespace dm {
 
-// The type of a destination field. The first nine mirror AttributeType of stored entities;
-// Number (an integer or a real, kept as the payload gives it) and Tree (any JSON value,
-// kept as a tree) exist for properties of plain objects.
+// The type of a destination field. The first nine and Dictionary/List mirror AttributeType of
+// stored entities; Number (an integer or a real, kept as the payload gives it) and Tree (any
+// JSON value, kept as a tree) exist for properties of plain objects. Tree, Dictionary and List
+// take the payload's tree as is (the latter two only an object or an array).
 enum class FieldKind {
   Integer16,
   Integer32,
@@ -28,7 +29,13 @@ enum class FieldKind {
   Binary,
   Number,
   Tree,
+  Dictionary,
+  List,
 };
+
+inline bool isTreeKind(FieldKind kind) {
+  return kind == FieldKind::Tree || kind == FieldKind::Dictionary || kind == FieldKind::List;
+}
 
 FieldKind fieldKindFor(AttributeType type);
 const char* fieldKindName(FieldKind kind);

@@ -86,6 +86,7 @@ void ManagedObject::setValueAt(std::size_t index, Value value) {
   Value& slot = values_.at(index);
   if (sameValue(slot, value)) return;
   slot = std::move(value);
+  if (flags_ & kAwakingFromFetch) return;
   markAttributeChanged(index);
 }
 

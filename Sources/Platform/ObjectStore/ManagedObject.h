@@ -75,6 +75,21 @@ class ManagedObject {
   // Names of the properties changed since the last save.
   std::vector<std::string> changedKeys() const;
 
+ protected:
+  // Lifecycle hooks, called by the owning context on its queue. Record classes override them
+  // and call their base class's version, so every class in between keeps its own handling.
+  //
+  // Once, right after the object was inserted (its attributes hold the model defaults).
+  virtual void awakeFromInsert() {}
+  // Each time the object's values were read from the store or a parent context (a fault
+  // fulfilled, a fetch, a refresh). Values set here are not changes: they do not make the
+  // object or the context dirty and are written only if the object is saved for another
+  // reason.
+  virtual void awakeFromFetch() {}
+  // In every save of the context, for each inserted or changed object that is not deleted,
+  // before anything is written; changes made here are saved with it.
+  virtual void willSave() {}
+
  private:
   friend class ManagedObjectContext;
   friend class ObjectGraph;
@@ -122,6 +137,7 @@ class ManagedObject {
     kInChangeList = 8,
     kChanged = 16,
     kPendingNotification = 32,
+    kAwakingFromFetch = 64,  // inside awakeFromFetch: sets are not recorded as changes
   };
 
   void fireFaultLocked() const;

@@ -174,6 +174,7 @@ ManagedObject* ManagedObjectContext::insertNewObject(const EntityDescription& en
   object->flags_ = ManagedObject::kInserted | ManagedObject::kPendingNotification;
   pendingInserted_.push_back(object);
   noteChangedLocked(object);
+  object->awakeFromInsert();
   return object;
 }
 
@@ -364,6 +365,7 @@ void ManagedObjectContext::applySnapshotLocked(ManagedObject* object,
 
 void ManagedObjectContext::applyStateLocked(ManagedObject* object, std::vector<Value> values,
                                             const ObjectSnapshot& snapshot) {
+  const bool readRow = !values.empty();
   const auto& relationships = object->entity_->relationships();
   object->values_ = std::move(values);
   object->values_.resize(object->entity_->attributes().size());
@@ -393,6 +395,19 @@ void ManagedObjectContext::applyStateLocked(ManagedObject* object, std::vector<V
       else
         object->toOne_[i].pendingKey = id.key;
     }
+  }
+  // Not for inserted objects, and not while the flag is already set: by a hook that reloads,
+  // or by a child's save pushing its state here (that is no read of the row).
+  if (readRow &&
+      !(object->flags_ & (ManagedObject::kInserted | ManagedObject::kAwakingFromFetch))) {
+    object->flags_ |= ManagedObject::kAwakingFromFetch;
+    try {
+      object->awakeFromFetch();
+    } catch (...) {
+      object->flags_ &= ~ManagedObject::kAwakingFromFetch;
+      throw;
+    }
+    object->flags_ &= ~ManagedObject::kAwakingFromFetch;
   }
 }
 
@@ -578,6 +593,15 @@ std::vector<std::shared_ptr<ManagedObjectContext>> ManagedObjectContext::mergeRe
 
 void ManagedObjectContext::save() {
   checkQueue("save");
+  {
+    // By index: objects that willSave changes join the list and get their turn too.
+    Lock lock(mutex_);
+    for (std::size_t i = 0; i < changeList_.size(); ++i) {
+      ManagedObject* object = changeList_[i];
+      if (object->flags_ & ManagedObject::kDeleted) continue;
+      if (object->flags_ & (ManagedObject::kInserted | ManagedObject::kChanged)) object->willSave();
+    }
+  }
   processPendingChanges();
   if (bulk_ && bulk_->failed)
     throw StoreError(StoreErrorCode::SaveFailed,
@@ -724,7 +748,9 @@ void ManagedObjectContext::applyChangesFromChildLocked(const ManagedObjectContex
         }
       old = std::move(object->values_);
     }
+    object->flags_ |= ManagedObject::kAwakingFromFetch;
     applyStateLocked(object, c->values_, relations);
+    object->flags_ &= ~ManagedObject::kAwakingFromFetch;
     std::size_t na = object->entity_->attributes().size();
     for (std::size_t i = 0; i < na; ++i)
       if (!hadValues || i >= old.size() || !(old[i].storage() == object->values_[i].storage()))

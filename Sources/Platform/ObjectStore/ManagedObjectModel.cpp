@@ -25,7 +25,8 @@ constexpr TypeName kTypeNames[] = {
     {"integer64", AttributeType::Integer64}, {"double", AttributeType::Double},
     {"float", AttributeType::Float},         {"boolean", AttributeType::Boolean},
     {"string", AttributeType::String},       {"date", AttributeType::Date},
-    {"binary", AttributeType::Binary},
+    {"binary", AttributeType::Binary},       {"dictionary", AttributeType::Dictionary},
+    {"list", AttributeType::List},
 };
 
 [[noreturn]] void invalid(const std::string& message) {
@@ -54,7 +55,9 @@ Value defaultFromJson(const nlohmann::json& j, AttributeType type, const std::st
       if (!j.is_number()) invalid(where + ": default must be seconds since 1970");
       return Value(Date(j.get<double>()));
     case AttributeType::Binary:
-      invalid(where + ": binary attributes take no default");
+    case AttributeType::Dictionary:
+    case AttributeType::List:
+      invalid(where + ": " + std::string(attributeTypeName(type)) + " attributes take no default");
   }
   return {};
 }
@@ -201,6 +204,8 @@ std::shared_ptr<const ManagedObjectModel> ManagedObjectModel::fromJson(std::stri
         rel.destinationName = stringMember(r, "destination", rw);
         if (r.contains("inverse")) rel.inverseName = stringMember(r, "inverse", rw);
         rel.toMany = boolMember(r, "toMany", false, rw);
+        rel.ordered = boolMember(r, "ordered", false, rw);
+        if (rel.ordered && !rel.toMany) invalid(rw + ": only a to-many relationship is ordered");
         rel.optional = boolMember(r, "optional", true, rw);
         std::string rule = r.value("deleteRule", std::string("nullify"));
         if (rule == "cascade")

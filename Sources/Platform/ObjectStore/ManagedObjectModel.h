@@ -34,6 +34,8 @@ struct RelationshipDescription {
   std::string destinationName;
   std::string inverseName;  // empty: no inverse
   bool toMany = false;
+  // To-many only: members keep the order they were added in across save and reload.
+  bool ordered = false;
   bool optional = true;
   DeleteRule deleteRule = DeleteRule::Nullify;
   std::size_t index = 0;  // position in the flattened relationship list

@@ -25,6 +25,17 @@ std::string quoteName(const std::string& name) {
 std::string fkColumn(const std::string& relationship) {
   return "_fk_" + relationship;
 }
+// An ordered to-many kept in foreign keys keeps each member's position beside its key.
+std::string orderColumn(const RelationshipDescription& toMany) {
+  return "_ord_" + toMany.inverse->name;
+}
+// An ordered to-many kept in a join table keeps the position in the owner's column's twin.
+const char* joinOrderColumn(const RelationshipDescription& toMany) {
+  return toMany.joinSourceIsFirst ? "oa" : "ob";
+}
+bool ordersInForeignKey(const RelationshipDescription& r) {
+  return r.toMany && r.ordered && r.joinTable.empty() && r.inverse;
+}
 
 const char* sqlType(AttributeType type) {
   switch (type) {
@@ -40,6 +51,8 @@ const char* sqlType(AttributeType type) {
     case AttributeType::String:
       return "TEXT";
     case AttributeType::Binary:
+    case AttributeType::Dictionary:
+    case AttributeType::List:
       return "BLOB";
   }
   return "BLOB";
@@ -86,7 +99,9 @@ Value columnValue(sqlite3_stmt* stmt, int i, AttributeType type) {
       auto* text = reinterpret_cast<const char*>(sqlite3_column_text(stmt, i));
       return Value(std::string(text, static_cast<std::size_t>(sqlite3_column_bytes(stmt, i))));
     }
-    case AttributeType::Binary: {
+    case AttributeType::Binary:
+    case AttributeType::Dictionary:
+    case AttributeType::List: {
       auto* bytes = static_cast<const std::uint8_t*>(sqlite3_column_blob(stmt, i));
       return Value(Blob(bytes, bytes + sqlite3_column_bytes(stmt, i)));
     }
@@ -364,6 +379,19 @@ void PersistentStore::buildLayouts() {
     for (const auto& c : layout.columns) layout.selectList += ", t0." + quoteName(c);
     tables_.emplace(root, std::move(layout));
   }
+  // Position columns of ordered to-many relationships live in the members' table; they are
+  // written apart from the rows and read only by the relationship, so no select list has them.
+  for (const EntityDescription* e : model_->entities()) {
+    for (const auto& r : e->relationships()) {
+      if (!ordersInForeignKey(r)) continue;
+      TableLayout& members = tables_.at(r.destination->rootEntity());
+      const std::string name = orderColumn(r);
+      if (members.columnByName.emplace(name, static_cast<int>(members.columns.size())).second) {
+        members.columns.push_back(name);
+        members.columnTypes.push_back(AttributeType::Integer64);
+      }
+    }
+  }
 }
 
 const PersistentStore::TableLayout& PersistentStore::layoutFor(
@@ -433,7 +461,10 @@ void PersistentStore::migrate() {
           if (it == columns.end()) {
             exec("ALTER TABLE " + table + " ADD COLUMN " + quoteName(layout.columns[i]) + " " +
                  sqlType(layout.columnTypes[i]));
-          } else if (it->second != sqlType(layout.columnTypes[i])) {
+          } else if (it->second != sqlType(layout.columnTypes[i]) &&
+                     !(isStructured(layout.columnTypes[i]) && it->second == "TEXT")) {
+            // A text attribute that became structured keeps its column: old texts do not
+            // unarchive and read as the empty structure.
             throw StoreError(StoreErrorCode::IncompatibleModel,
                              "Column " + root->name() + "." + layout.columns[i] + " is " +
                                  it->second + " in the file but " + sqlType(layout.columnTypes[i]) +
@@ -474,6 +505,13 @@ void PersistentStore::migrate() {
                  " (a INTEGER NOT NULL, b INTEGER NOT NULL, PRIMARY KEY (a, b)) WITHOUT ROWID");
             exec("CREATE INDEX IF NOT EXISTS " + quoteName(r.joinTable + "_b") + " ON " +
                  quoteName(r.joinTable) + "(b)");
+          }
+          if (!r.joinTable.empty() && r.ordered &&
+              !existingColumns(r.joinTable).count(joinOrderColumn(r))) {
+            // Pairs stored before the relationship was ordered keep their rows; they read
+            // first, by key, until the owner's members are saved again.
+            exec("ALTER TABLE " + quoteName(r.joinTable) + " ADD COLUMN " + joinOrderColumn(r) +
+                 " INTEGER");
           }
         }
         for (const auto& index : e->compoundIndexes()) {
@@ -686,12 +724,13 @@ std::vector<ObjectID> PersistentStore::loadToMany(const ObjectID& owner,
   std::string sql;
   if (rel.joinTable.empty()) {
     sql = "SELECT _pk FROM " + quoteName(rel.destination->tableName()) + " WHERE " +
-          quoteName(fkColumn(rel.inverse->name)) + " = ? ORDER BY _pk";
+          quoteName(fkColumn(rel.inverse->name)) + " = ? ORDER BY " +
+          (rel.ordered ? quoteName(orderColumn(rel)) + ", _pk" : std::string("_pk"));
   } else {
     const char* mine = rel.joinSourceIsFirst ? "a" : "b";
     const char* theirs = rel.joinSourceIsFirst ? "b" : "a";
     sql = std::string("SELECT ") + theirs + " FROM " + quoteName(rel.joinTable) + " WHERE " + mine +
-          " = ? ORDER BY " + theirs;
+          " = ? ORDER BY " + (rel.ordered ? std::string(joinOrderColumn(rel)) + ", " : "") + theirs;
   }
   sqlite3_stmt* stmt = statement(sql);
   StatementReset reset{stmt};
@@ -751,25 +790,65 @@ void PersistentStore::writeJoins(const ManagedObject& o, std::size_t& step) {
   const auto& relationships = o.entity_->relationships();
   for (std::size_t i = 0; i < relationships.size(); ++i) {
     const auto& rel = relationships[i];
-    if (rel.joinTable.empty() || i >= o.toMany_.size() || !o.toMany_[i].loaded) continue;
+    if (i >= o.toMany_.size() || !o.toMany_[i].loaded) continue;
+    if (ordersInForeignKey(rel)) {
+      writeMemberPositions(o, rel, step);
+      continue;
+    }
+    if (rel.joinTable.empty()) continue;
     const char* mine = rel.joinSourceIsFirst ? "a" : "b";
+    const char* theirs = rel.joinSourceIsFirst ? "b" : "a";
+    const auto& members = o.toMany_[i].members();
+    // Only pairs that left go, so the pairs that stay keep the position the other side, if
+    // ordered, gave them.
+    std::vector<std::int64_t> keys;
+    keys.reserve(members.size());
+    for (const ManagedObject* other : members) keys.push_back(other->id_.key);
     sqlite3_stmt* del =
-        statement("DELETE FROM " + quoteName(rel.joinTable) + " WHERE " + mine + " = ?");
+        statement("DELETE FROM " + quoteName(rel.joinTable) + " WHERE " + mine + " = ? AND " +
+                  theirs + " NOT IN (SELECT value FROM json_each(?))");
     {
       StatementReset reset{del};
+      const std::string json = keysJson(keys);
       sqlite3_bind_int64(del, 1, o.id_.key);
+      sqlite3_bind_text(del, 2, json.data(), static_cast<int>(json.size()), SQLITE_STATIC);
       hook(step);
       if (sqlite3_step(del) != SQLITE_DONE) fail(StoreErrorCode::SaveFailed, "Cannot write joins");
     }
     sqlite3_stmt* ins =
-        statement("INSERT OR IGNORE INTO " + quoteName(rel.joinTable) + " (a, b) VALUES (?, ?)");
-    for (const ManagedObject* other : o.toMany_[i].members()) {
+        rel.ordered ? statement("INSERT INTO " + quoteName(rel.joinTable) + " (a, b, " +
+                                joinOrderColumn(rel) +
+                                ") VALUES (?, ?, ?) ON CONFLICT (a, b) DO UPDATE SET " +
+                                joinOrderColumn(rel) + " = excluded." + joinOrderColumn(rel))
+                    : statement("INSERT OR IGNORE INTO " + quoteName(rel.joinTable) +
+                                " (a, b) VALUES (?, ?)");
+    std::int64_t position = 0;
+    for (const ManagedObject* other : members) {
       StatementReset reset{ins};
       sqlite3_bind_int64(ins, rel.joinSourceIsFirst ? 1 : 2, o.id_.key);
       sqlite3_bind_int64(ins, rel.joinSourceIsFirst ? 2 : 1, other->id_.key);
+      if (rel.ordered) sqlite3_bind_int64(ins, 3, position++);
       hook(step);
       if (sqlite3_step(ins) != SQLITE_DONE) fail(StoreErrorCode::SaveFailed, "Cannot write joins");
     }
+  }
+}
+
+void PersistentStore::writeMemberPositions(const ManagedObject& o,
+                                           const RelationshipDescription& rel, std::size_t& step) {
+  // Positions are rewritten only when the owner is new or its members changed.
+  const std::size_t bit = o.entity_->attributes().size() + rel.index;
+  if (!(o.flags_ & ManagedObject::kInserted) && !o.changed_.test(bit)) return;
+  sqlite3_stmt* update = statement("UPDATE " + quoteName(rel.destination->tableName()) + " SET " +
+                                   quoteName(orderColumn(rel)) + " = ? WHERE _pk = ?");
+  std::int64_t position = 0;
+  for (const ManagedObject* member : o.toMany_[rel.index].members()) {
+    StatementReset reset{update};
+    sqlite3_bind_int64(update, 1, position++);
+    sqlite3_bind_int64(update, 2, member->id_.key);
+    hook(step);
+    if (sqlite3_step(update) != SQLITE_DONE)
+      fail(StoreErrorCode::SaveFailed, "Cannot write the order of " + rel.name);
   }
 }
 

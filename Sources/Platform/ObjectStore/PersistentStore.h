@@ -178,7 +178,10 @@ class PersistentStore {
                          bool applyWindow, bool idsOnly, bool countOnly,
                          std::vector<Value>& parameters);
   void writeObject(const ManagedObject& object, bool insert, std::size_t& step);
+  // Join-table pairs and the positions of ordered to-many members.
   void writeJoins(const ManagedObject& object, std::size_t& step);
+  void writeMemberPositions(const ManagedObject& object, const RelationshipDescription& rel,
+                            std::size_t& step);
   // Opens the write of one save: a transaction, or a savepoint inside the owner's bulk
   // write. Throws StoreError(SaveFailed).
   void beginWriteLocked(const void* writer);

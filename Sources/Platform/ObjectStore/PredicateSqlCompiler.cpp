@@ -34,6 +34,8 @@ ValueClass classOf(AttributeType type) {
     case AttributeType::String:
       return ValueClass::Text;
     case AttributeType::Binary:
+    case AttributeType::Dictionary:
+    case AttributeType::List:
       return ValueClass::Blob;
     default:
       return ValueClass::Numeric;

@@ -21,7 +21,15 @@ enum class AttributeType {
   String,
   Date,
   Binary,
+  // Structured values: a dictionary or a list, kept as a keyed archive in the row (see
+  // StructuredValue.h); the Value of such an attribute holds the archive's bytes.
+  Dictionary,
+  List,
 };
+
+inline bool isStructured(AttributeType type) {
+  return type == AttributeType::Dictionary || type == AttributeType::List;
+}
 
 using Blob = std::vector<std::uint8_t>;
 

@@ -9,6 +9,8 @@ const EntityClassRegistration<RecordsWorkoutEntity> kWorkout("RecordsWorkoutEnti
 const EntityClassRegistration<RecordsItemEntity> kItem("RecordsItemEntity", "BaseMappableEntity");
 const EntityClassRegistration<RecordsCoachEntity> kCoach("RecordsCoachEntity",
                                                          "BaseMappableEntity");
+const EntityClassRegistration<RecordsMessageEntity> kMessage("RecordsMessageEntity",
+                                                             "BaseUUIDEntity");
 const ObjectClassRegistration<RecordsAuthorObject> kAuthor("RecordsAuthorObject",
                                                            "BaseMappableObject");
 const ObjectClassRegistration<RecordsCommentRequest> kComment("RecordsCommentRequest",

@@ -59,6 +59,19 @@ class RecordsItemEntity : public BaseMappableEntity {
 // Declares nothing: all of its behaviour is the base's.
 class RecordsCoachEntity : public BaseMappableEntity {};
 
+// Sent from the device under a guid before the server gives it an id: matched by either.
+class RecordsMessageEntity : public BaseUUIDEntity {
+ public:
+  class Class : public BaseUUIDEntity::Class {
+   public:
+    using BaseUUIDEntity::Class::Class;
+    std::optional<std::vector<std::string>> identificationAttributes() const override {
+      return std::vector<std::string>{"entityID", "guid"};
+    }
+    bool identifiesByAnyAttribute() const override { return true; }
+  };
+};
+
 class RecordsAuthorObject : public BaseMappableObject {
   DM_RECORD_OBJECT(RecordsAuthorObject)
  public:

