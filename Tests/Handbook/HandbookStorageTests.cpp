@@ -115,7 +115,10 @@ TEST(HandbookStorageTest, CorruptStoreIsRestoredFromTheSeed) {
   DiagnosticEvents::setShared(nullptr);
   EXPECT_FALSE(storage->isInMemory());
   EXPECT_EQ(productCount(*storage), 3u);
-  EXPECT_TRUE(events->events().empty());
+  // The damaged file is kept aside, and the event says where.
+  ASSERT_EQ(events->events().size(), 1u);
+  EXPECT_EQ(events->events()[0].description, "HandbookStorage.storeMovedAside");
+  EXPECT_EQ(test::readFile(env.storeFile().string() + ".damaged"), std::string(8192, 'x'));
 }
 
 TEST(HandbookStorageTest, UnreadableStoreWithoutSeedFallsBackToMemory) {
@@ -127,7 +130,8 @@ TEST(HandbookStorageTest, UnreadableStoreWithoutSeedFallsBackToMemory) {
   auto storage = HandbookStorage::create(env.storageOptions());
   DiagnosticEvents::setShared(nullptr);
   EXPECT_TRUE(storage->isInMemory());
-  EXPECT_FALSE(std::filesystem::exists(env.storeFile()));
+  // Without a seed to replace it the file stays as it was, for a later start or a person.
+  EXPECT_EQ(test::readFile(env.storeFile()), std::string(8192, 'x'));
   const auto recorded = events->events();
   ASSERT_EQ(recorded.size(), 1u);
   const auto& event = recorded.front();

@@ -1,9 +1,11 @@
 // Stores under SIGKILL: after every kill the settings file holds one complete version, and
 // the main store and the handbook store pass SQLite's integrity check and hold whole batches
-// only (count and checksum agreeing), never older than the last write that returned.
+// only (count and checksum agreeing), never older than the last write that returned; also
+// with another process opening and reading the main store all the while.
 #include <gtest/gtest.h>
 
 #include <filesystem>
+#include <fstream>
 #include <map>
 #include <string>
 
@@ -27,6 +29,7 @@ namespace dm {
 namespace {
 
 constexpr int kKills = 120;
+constexpr int kKillsBesideReader = 60;
 
 // ---- Settings ----
 
@@ -179,6 +182,59 @@ TEST(CrashConsistencyTest, MainStoreHoldsWholeBatchesOnly) {
   EXPECT_GT(report.lastStep, kKills);
 }
 
+// A reader process opens the store the way the application does, again and again, while the
+// writer is killed beside it: opening must neither recover (delete or move) the writer's file
+// nor lose what the writer reported durable. Each open that works adds a byte to
+// "reader-reads"; each that does not adds a line to "reader-failures".
+TEST(CrashReader, MainStore) {
+  if (!test::isCompanion()) GTEST_SKIP() << "runs only beside the crash loop";
+  MainQueue::shared().adoptCurrentThread();
+  const std::filesystem::path root = test::companionDirectory();
+  std::ofstream reads(root / "reader-reads", std::ios::app);
+  std::ofstream failures(root / "reader-failures", std::ios::app);
+  while (true) {
+    ManagedObjectStore::resetSharedInstance();
+    MainQueue::shared().runUntilIdle();
+    Directories::setDataRoot(root);
+    auto store = ManagedObjectStore::initWithManagedObjectModel(testModel());
+    if (!store || store->isInMemory()) {
+      failures << (store && store->openError() ? store->openError()->what() : "no store") << "\n"
+               << std::flush;
+      continue;
+    }
+    auto context = store->persistentStoreManagedObjectContext();
+    context->performAndWait([&] {
+      FetchRequest request(store->managedObjectModel()->entityNamed("Owner"));
+      (void)context->countForFetchRequest(request);
+    });
+    reads << '.' << std::flush;
+  }
+}
+
+TEST(CrashConsistencyTest, MainStoreKillsBesideAReaderProcessLoseNothing) {
+  test::TempDir dir;
+  MainQueue::shared().adoptCurrentThread();
+  // The writer creates the file first, so the reader never sees a store being made.
+  auto initial = test::runCrashLoop(
+      "CrashWriter.MainStore", dir.path().string(), [&] { return checkMainStore(dir.path()); }, 1,
+      3u);
+  ASSERT_EQ(initial.failure, "");
+  auto reader = test::startCompanion("CrashReader.MainStore", dir.path().string());
+  auto report = test::runCrashLoop(
+      "CrashWriter.MainStore", dir.path().string(), [&] { return checkMainStore(dir.path()); },
+      kKillsBesideReader, 13u);
+  const bool readerRan = test::stopCompanion(reader);
+  Directories::setShared(nullptr);
+  EXPECT_EQ(report.failure, "");
+  EXPECT_EQ(report.kills, kKillsBesideReader);
+  EXPECT_TRUE(readerRan) << "the reader process ended on its own";
+  const auto reads = test::readFile(dir / "reader-reads").size();
+  ::testing::Test::RecordProperty("readerOpensAndReads", static_cast<int>(reads));
+  EXPECT_GT(reads, 0u) << "the reader never read";
+  EXPECT_EQ(test::readFile(dir / "reader-failures"), "");
+  EXPECT_FALSE(std::filesystem::exists(dir / "Documents" / "Korvalo.sqlite.damaged"));
+}
+
 // ---- Handbook store ----
 // Batch n is one server update: 1 + n % 5 products (id n*100 + i) and a marker product (id
 // n*100 + 99) titled "<count>:<checksum of the batch's titles>", applied and saved through
@@ -215,10 +271,9 @@ TEST(CrashWriter, HandbookStore) {
       products.push_back({{"id", batch * 100 + i}, {"title", productTitle(batch, i)}});
       titles += productTitle(batch, i);
     }
-    products.push_back(
-        {{"id", batch * 100 + 99},
-         {"title", std::to_string(count) + ":" +
-                       std::to_string(test::crashChecksum(batch, titles))}});
+    products.push_back({{"id", batch * 100 + 99},
+                        {"title", std::to_string(count) + ":" +
+                                      std::to_string(test::crashChecksum(batch, titles))}});
     nlohmann::json update{{"status", "changed"}, {"version", batch}, {"post_products", products}};
     if (!adapter.getHandbookUpdateEntityFromPayload(update.dump())) {
       ADD_FAILURE() << "update " << batch << " was refused";
@@ -249,10 +304,10 @@ test::CrashCheck checkHandbookStore(const std::filesystem::path& root) {
     });
   }
   MainQueue::shared().runUntilIdle();
-  if (auto error = test::sqliteIntegrityError(
-          (root / "support" / HandbookStorage::kStoreDirectoryName /
-           HandbookStorage::kStoreFileName)
-              .string());
+  if (auto error =
+          test::sqliteIntegrityError((root / "support" / HandbookStorage::kStoreDirectoryName /
+                                      HandbookStorage::kStoreFileName)
+                                         .string());
       !error.empty()) {
     return {0, "integrity check: " + error};
   }
@@ -264,8 +319,8 @@ test::CrashCheck checkHandbookStore(const std::filesystem::path& root) {
     std::string expected = std::to_string(products[batch].size()) + ":" +
                            std::to_string(test::crashChecksum(batch, titles));
     if (marker != expected)
-      return {0, "update " + std::to_string(batch) + " is torn: marker " + marker +
-                     ", found " + expected};
+      return {0, "update " + std::to_string(batch) + " is torn: marker " + marker + ", found " +
+                     expected};
     last = batch;
   }
   if (products.size() != markers.size()) return {0, "products saved without their marker"};

@@ -19,6 +19,7 @@ namespace {
 const char* const kWriterFd = "DM_CRASH_FD";
 const char* const kWriterDir = "DM_CRASH_DIR";
 const char* const kWriterLast = "DM_CRASH_LAST";
+const char* const kCompanionDir = "DM_COMPANION_DIR";
 
 // false when the writer ended or made no progress for two minutes.
 bool readStep(int fd, std::int64_t& step) {
@@ -53,6 +54,39 @@ std::int64_t crashLastStep() {
 void reportDurable(std::int64_t step) {
   static const int fd = std::atoi(std::getenv(kWriterFd));
   if (::write(fd, &step, sizeof step) != static_cast<ssize_t>(sizeof step)) ::_exit(3);
+}
+
+Companion startCompanion(const std::string& test, const std::string& directory) {
+  const std::string filter = "--gtest_filter=" + test;
+  Companion companion;
+  companion.pid = ::fork();
+  if (companion.pid == 0) {
+    int devnull = ::open("/dev/null", O_WRONLY);
+    if (devnull >= 0) ::dup2(devnull, STDOUT_FILENO);
+    ::unsetenv(kWriterFd);
+    ::setenv(kCompanionDir, directory.c_str(), 1);
+    ::execl("/proc/self/exe", "/proc/self/exe", filter.c_str(), static_cast<char*>(nullptr));
+    ::_exit(127);
+  }
+  return companion;
+}
+
+bool stopCompanion(Companion& companion) {
+  if (companion.pid <= 0) return false;
+  ::kill(companion.pid, SIGKILL);
+  int status = 0;
+  ::waitpid(companion.pid, &status, 0);
+  companion.pid = -1;
+  return WIFSIGNALED(status) && WTERMSIG(status) == SIGKILL;
+}
+
+bool isCompanion() {
+  return std::getenv(kCompanionDir) != nullptr;
+}
+
+std::string companionDirectory() {
+  const char* dir = std::getenv(kCompanionDir);
+  return dir ? dir : "";
 }
 
 std::string sqliteIntegrityError(const std::string& file) {

@@ -40,6 +40,19 @@ std::int64_t crashLastStep();
 // Tells the parent that `step` is on disk.
 void reportDurable(std::int64_t step);
 
+// A second process beside the writer: this test binary started again with `test` selected
+// and `directory` handed to it, running until stopCompanion. Its tests check
+// isCompanion() and read companionDirectory().
+struct Companion {
+  int pid = -1;
+};
+Companion startCompanion(const std::string& test, const std::string& directory);
+// SIGKILLs the companion and reaps it. true when it was still running (it must not end on
+// its own: a crash or an early exit is a failure).
+bool stopCompanion(Companion& companion);
+bool isCompanion();
+std::string companionDirectory();
+
 // Empty when SQLite's integrity check passes on `file`, else what it reported. Run it with
 // no writer alive.
 std::string sqliteIntegrityError(const std::string& file);

@@ -37,18 +37,30 @@ CLI::App* handbookCommand(CLI::App& app) {
   return command;
 }
 
+// Texts are written whole: a title holding a NUL byte must not cut off what follows.
 void print(const GlobalOptions& global, const nlohmann::json& value, const std::string& text) {
-  if (global.json)
-    std::printf("%s\n", value.dump().c_str());
-  else
-    std::printf("%s", text.c_str());
+  const std::string out =
+      global.json ? value.dump(-1, ' ', false, nlohmann::json::error_handler_t::replace) + "\n"
+                  : text;
+  std::fwrite(out.data(), 1, out.size(), stdout);
 }
 
-// The adapter of the data root, on this thread as the main thread.
-dm::HandbookAdapter& openAdapter(const GlobalOptions& global) {
+// The adapter of the data root, on this thread as the main thread. Fails when the handbook
+// store file is not in use (busy, full, read-only, ...): its empty stand-in would be shown
+// as the handbook.
+// `forWrite`: the command was asked to store something, so the failure is "not written".
+dm::HandbookAdapter& openAdapter(const GlobalOptions& global, bool forWrite = false) {
   applyGlobalOptions(global);
   dm::MainQueue::shared().adoptCurrentThread();
-  return dm::HandbookAdapter::shared();
+  auto& adapter = dm::HandbookAdapter::shared();
+  auto storage = adapter.storage();
+  if (storage->isInMemory()) {
+    auto reason = storeUnavailableReason("the handbook store " + storage->storeFile().string(),
+                                         storage->openError());
+    if (forWrite) throw NotWrittenError(reason + "; nothing was applied");
+    throw CommandError(reason);
+  }
+  return adapter;
 }
 
 nlohmann::json itemJson(const dm::HandbookItemEntity* item) {
@@ -254,31 +266,58 @@ std::string readUpdateText(const std::string& path) {
   in.seekg(0);
   if (!in.read(text.data(), static_cast<std::streamsize>(text.size())))
     throw CommandError("cannot read " + path);
+  const auto first = text.find_first_not_of(" \t\r\n");
+  if (first == std::string::npos || text[first] != '{') {
+    if (!nlohmann::json::accept(text)) throw CommandError(path + ": not valid JSON");
+    throw CommandError(path +
+                       " is not an update dictionary (a JSON object with \"status\", "
+                       "\"version\" and the changed records)");
+  }
   return text;
 }
 
-// Whether the library could have read the text at all (the windowed reader, else a
-// validating pass of the tree parser that builds no tree).
-bool isReadableUpdate(const std::string& text) {
+// Why the library gave no batch for `text`: malformed text is an error, a "not_modified"
+// answer is not. Runs only then, so a good update is parsed once.
+bool isNotModifiedAnswer(const std::string& text, const std::string& path) {
   dm::HandbookPayloadReader reader(text);
-  return reader.open() || nlohmann::json::accept(text);
+  dm::handbook_dict::Node status;
+  nlohmann::json shallow;
+  if (reader.open()) {
+    status = reader.header({"status"}).find("status");
+  } else {
+    if (!nlohmann::json::accept(text)) throw CommandError(path + ": not valid JSON");
+    // Valid, but not what the windowed reader takes: only the top level is kept here.
+    shallow = nlohmann::json::parse(
+        text, [](int depth, nlohmann::json::parse_event_t, nlohmann::json&) { return depth <= 1; });
+    if (shallow.contains("status")) status = dm::handbook_dict::Node(shallow["status"]);
+  }
+  return status.kind() == dm::handbook_dict::Node::Kind::String &&
+         status.string() == "not_modified";
 }
 
 void applyUpdate(const GlobalOptions& global, const std::string& file) {
   const std::string payload = readUpdateText(file);
-  auto& adapter = openAdapter(global);
+  auto& adapter = openAdapter(global, /*forWrite=*/true);
   dm::HandbookUpdateEntity* batch = adapter.getHandbookUpdateEntityFromPayload(payload);
-  // Malformed text leaves the store untouched and gives no batch; only then is it worth a
-  // second pass to tell it from a "not modified" answer.
-  if (!batch && !isReadableUpdate(payload)) throw CommandError(file + ": not valid JSON");
+  const bool notModified = !batch && isNotModifiedAnswer(payload, file);
   nlohmann::json out = {{"applied", batch != nullptr}};
   std::string text = "not modified: nothing applied\n";
+  if (!batch && !notModified)
+    throw NotWrittenError("the update was not applied (--verbose shows why)");
   if (batch) {
-    adapter.storage()->performOnSavingContextAndWait([&](dm::ManagedObjectContext&) {
+    // Saved here rather than through the adapter, which swallows a failed save.
+    std::string failure;
+    adapter.storage()->performOnSavingContextAndWait([&](dm::ManagedObjectContext& context) {
       out["records"] = batch->allItems().size();
       out["version"] = batch->version();
+      try {
+        context.save();
+      } catch (const dm::StoreError& error) {
+        failure = std::string(dm::storeFailureKindName(error.kind())) + ": " + error.what();
+      }
     });
-    adapter.saveAndWait();
+    if (!failure.empty())
+      throw NotWrittenError("the update was not saved (" + failure + "); nothing was applied");
     text = "applied " + out["records"].dump() + " records (version " +
            out["version"].get<std::string>() + ")\n";
   }

@@ -114,13 +114,24 @@ void run(const MapArguments& arguments, const GlobalOptions& options) {
     } catch (const std::runtime_error& error) {
       throw CommandError(std::string("the main store is unavailable: ") + error.what());
     }
+    if (!mainStore) throw CommandError("the main store is unavailable");
+    // Mapping into a memory-only store would report records that vanish with the process.
+    if (mainStore->isInMemory()) {
+      auto reason =
+          storeUnavailableReason("the main store " + path.string(), mainStore->openError());
+      if (arguments.save) throw NotWrittenError(reason + "; nothing was saved");
+      throw CommandError(reason);
+    }
     context = mainStore->persistentStoreManagedObjectContext();
   } else {
     std::shared_ptr<dm::PersistentMappingStore> store;
     try {
       store = dm::PersistentMappingStore::open(model, dm::StoreType::SQLite, path.string());
     } catch (const dm::StoreError& error) {
-      throw CommandError("cannot open " + path.string() + ": " + error.what());
+      std::string reason = "cannot open " + path.string() + " (" +
+                           dm::storeFailureKindName(error.kind()) + "): " + error.what();
+      if (arguments.save) throw NotWrittenError(reason + "; nothing was saved");
+      throw CommandError(reason);
     }
     injector->registerProvider<dm::MappingStore>("objectStore", [store](dm::Injector&) {
       return std::static_pointer_cast<dm::MappingStore>(store);
@@ -132,6 +143,7 @@ void run(const MapArguments& arguments, const GlobalOptions& options) {
   auto mapping = mapper->responseMappingForClass(cls);
 
   std::string failure;
+  bool notWritten = false;
   context->performAndWait([&] {
     try {
       dm::ManagedObjectDestination destination(*context);
@@ -159,9 +171,12 @@ void run(const MapArguments& arguments, const GlobalOptions& options) {
     } catch (const dm::MappingError& error) {
       failure = error.what();
     } catch (const dm::StoreError& error) {
-      failure = std::string("saving failed: ") + error.what();
+      failure = std::string("saving failed (") + dm::storeFailureKindName(error.kind()) +
+                "): " + error.what() + "; nothing was saved";
+      notWritten = arguments.save;
     }
   });
+  if (notWritten) throw NotWrittenError(failure);
   if (!failure.empty()) throw CommandError(failure);
 }
 

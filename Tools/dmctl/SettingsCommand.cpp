@@ -20,7 +20,8 @@ void print(const nlohmann::json& value) {
 
 void save(dm::SettingsStore& store) {
   if (!store.synchronize()) {
-    throw CommandError("could not save settings to " + store.filePath().string());
+    throw NotWrittenError("could not save settings to " + store.filePath().string() +
+                          " (the change was not stored; --verbose shows why)");
   }
 }
 

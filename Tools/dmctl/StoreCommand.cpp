@@ -5,6 +5,7 @@
 
 #include <nlohmann/json.hpp>
 
+#include "Platform/Foundation/Directories.h"
 #include "Platform/ObjectStore/Predicate.h"
 #include "UserData/CoreData/ManagedObjectStore.h"
 #include "dmctl/Command.h"
@@ -27,6 +28,13 @@ std::shared_ptr<dm::ManagedObjectStore> openStore(const GlobalOptions& options) 
   applyGlobalOptions(options);
   auto store = dm::ManagedObjectStore::initWithModelName(dm::ManagedObjectStore::modelName);
   if (!store || !store->persistentStore()) throw CommandError("the main store could not be opened");
+  // A memory-only store would show nothing, as if the file were empty.
+  if (store->isInMemory())
+    throw CommandError(storeUnavailableReason(
+        "the main store " + (dm::Directories::shared()->documentsDirectory() /
+                             dm::ManagedObjectStore::dataBaseFileName)
+                                .string(),
+        store->openError()));
   return store;
 }
 

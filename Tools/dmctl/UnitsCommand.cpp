@@ -137,7 +137,7 @@ void prepare(const GlobalOptions& options, const UnitsArguments& arguments) {
 void save() {
   auto store = UnitsHelper::sharedInstance().prefs();
   if (!store->synchronize()) {
-    throw CommandError("could not save settings to " + store->filePath().string());
+    throw NotWrittenError("could not save settings to " + store->filePath().string());
   }
 }
 

@@ -28,6 +28,8 @@ int main(int argc, char** argv) {
   dmctl::GlobalOptions options;
   app.add_option("--data-dir", options.dataDir, "Data root (default: $XDG_DATA_HOME/datamodel)");
   app.add_flag("--json", options.json, "Print JSON where the command supports it");
+  app.add_flag("--verbose", options.verbose,
+               "Print the library's diagnostic events as [event] lines on stderr");
 
   auto& commands = dmctl::registeredCommands();
   std::sort(commands.begin(), commands.end(),
@@ -37,13 +39,18 @@ int main(int argc, char** argv) {
   try {
     app.parse(argc, argv);
   } catch (const CLI::ParseError& error) {
-    return app.exit(error);
-  } catch (const dmctl::CommandError& error) {
+    // --help and --version end parsing too, successfully.
+    return app.exit(error) == 0 ? dmctl::kExitSuccess : dmctl::kExitUsage;
+  } catch (const dmctl::NotWrittenError& error) {
     std::fprintf(stderr, "dmctl: %s\n", error.what());
-    return 1;
+    return dmctl::kExitNotWritten;
   } catch (const std::exception& error) {
     std::fprintf(stderr, "dmctl: %s\n", error.what());
-    return 1;
+    return dmctl::kExitFailure;
   }
-  return 0;
+  if (std::fflush(stdout) != 0) {
+    std::fprintf(stderr, "dmctl: could not write the output\n");
+    return dmctl::kExitFailure;
+  }
+  return dmctl::kExitSuccess;
 }

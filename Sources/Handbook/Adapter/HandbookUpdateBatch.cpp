@@ -15,6 +15,7 @@
 #include "Handbook/Entities/IngredientEntity.h"
 #include "Models/HandbookEntities.h"
 #include "Platform/Foundation/Logger.h"
+#include "Platform/Foundation/NestingLimit.h"
 #include "Platform/ObjectStore/BulkWrite.h"
 
 namespace dm {
@@ -226,7 +227,13 @@ struct PayloadSource {
       return;
     }
     // What the fast parser refuses (integers beyond 64 bits, ...) the tree parser may still
-    // read; only text neither accepts is malformed.
+    // read; only text neither accepts is malformed. Nesting beyond the fast parser's own
+    // limit is refused here too: the records copy such trees level by level.
+    if (textNestedDeeperThan(text, handbook_dict::kMaximumDepth)) {
+      logWarning("Handbook update payload is nested deeper than " +
+                 std::to_string(handbook_dict::kMaximumDepth) + " levels");
+      return;
+    }
     tree = nlohmann::json::parse(text, nullptr, false);
     if (tree.is_discarded()) {
       logWarning("Handbook update payload is not valid JSON");
@@ -251,6 +258,10 @@ HandbookUpdateEntity* HandbookAdapter::buildUpdateBatch(ManagedObjectContext& co
 
   Value statusText = handbook_dict::text(dict, "status");
   Value version = handbook_dict::integerAsText(dict, "version");
+  // A version the server sends as a text or a real is kept as written, not stored as empty.
+  if (version.isNull()) version = handbook_dict::text(dict, "version");
+  if (Node v = dict.find("version"); version.isNull() && v.kind() == Node::Kind::Real)
+    version = Value(nlohmann::json(v.real()).dump());
 
   const std::size_t chunkSize = std::max<std::size_t>(updateChunkSize_.load(), 1);
   std::size_t elements = 0;
@@ -273,7 +284,18 @@ HandbookUpdateEntity* HandbookAdapter::buildUpdateBatch(ManagedObjectContext& co
     if (kind.kind->relationship == U::kPostsProductRelationship) products = &kind;
   }
   // The version entry comes last: an update cut short before it is applied again in full.
-  auto* batch = context.insertNew<HandbookUpdateEntity>("HandbookUpdateEntity");
+  // The same version applied again refreshes its entry rather than adding a second one.
+  const std::string language = storage()->seedStorage()->currentLocalization();
+  HandbookUpdateEntity* batch = nullptr;
+  if (!version.isNull()) {
+    FetchRequest request(storage()->entityNamed("HandbookUpdateEntity"));
+    request.predicate =
+        Predicate::parse("version == %@ AND language == %@", {version, Value(language)});
+    request.fetchLimit = 1;
+    auto found = context.executeFetchRequest(request);
+    if (!found.empty()) batch = dynamic_cast<HandbookUpdateEntity*>(found.front());
+  }
+  if (!batch) batch = context.insertNew<HandbookUpdateEntity>("HandbookUpdateEntity");
   std::vector<HandbookItemEntity*> items;
   for (const AppliedKind& kind : applied) {
     items.clear();
@@ -286,7 +308,7 @@ HandbookUpdateEntity* HandbookAdapter::buildUpdateBatch(ManagedObjectContext& co
   batch->setValueAt(U::kVersionIndex, std::move(version));
   batch->setDate(Date::now());
   batch->setAmountOfChanges(static_cast<std::int64_t>(changes));
-  batch->setLanguage(storage()->seedStorage()->currentLocalization());
+  batch->setLanguage(language);
 
   if (products) {
     auto relinks = applier.relinks();

@@ -6,6 +6,8 @@
 
 #include "Platform/Foundation/DateFormatting.h"
 #include "Platform/Foundation/KeyedArchive.h"
+#include "Platform/Foundation/Logger.h"
+#include "Platform/Foundation/NestingLimit.h"
 
 namespace dm::handbook_dict {
 
@@ -104,7 +106,15 @@ std::size_t Node::size() const {
 }
 
 nlohmann::json Node::toTree() const {
-  if (tree_) return *tree_;
+  if (tree_) {
+    // A caller's tree may be any depth; the parsed text form is bounded by the parser.
+    if (treeNestedDeeperThan(*tree_, kMaximumDepth)) {
+      logWarning("A handbook value nested deeper than " + std::to_string(kMaximumDepth) +
+                 " levels is read as empty");
+      return nullptr;
+    }
+    return *tree_;
+  }
   switch (kind_) {
     case Kind::Absent:
     case Kind::Null:

@@ -17,6 +17,11 @@
 
 namespace dm::handbook_dict {
 
+// Deepest nesting of a handbook value that is read (the fast parser's own limit): payload
+// text nested deeper is refused before a tree is built, and toTree gives null for deeper
+// trees, since copying one recurses once per level.
+inline constexpr std::size_t kMaximumDepth = 1024;
+
 // One JSON value of either form. Non-owning: valid while the tree or the parser that produced
 // it lives (and the tree is not modified). A default node is absent. Any thread.
 class Node {
@@ -56,7 +61,8 @@ class Node {
   }
   // The number of array elements or object members; 0 for scalars.
   std::size_t size() const;
-  // A deep copy as a tree (null for an absent node).
+  // A deep copy as a tree (null for an absent node, and for a tree nested deeper than
+  // kMaximumDepth).
   nlohmann::json toTree() const;
 
  private:

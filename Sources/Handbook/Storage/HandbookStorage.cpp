@@ -10,6 +10,7 @@
 #include "Platform/Foundation/DiagnosticEvents.h"
 #include "Platform/Foundation/Directories.h"
 #include "Platform/Foundation/Logger.h"
+#include "Platform/ObjectStore/DamagedStoreFiles.h"
 
 namespace dm {
 
@@ -26,17 +27,10 @@ struct ThreadContextEntry {
 thread_local std::optional<ThreadContextEntry> tContextEntry;  // kContextKey
 thread_local std::optional<std::int64_t> tContextVersion;      // kContextVersionKey
 
-void removeQuietly(const std::filesystem::path& path) {
-  std::error_code ec;
-  std::filesystem::remove(path, ec);
-}
-
 bool existsQuietly(const std::filesystem::path& path) {
   std::error_code ec;
   return std::filesystem::exists(path, ec);
 }
-
-const char* kCompanions[] = {"", "-shm", "-wal"};
 
 }  // namespace
 
@@ -80,10 +74,6 @@ HandbookStorage::~HandbookStorage() {
   retired_.clear();
 }
 
-void HandbookStorage::removeStoreFiles() const {
-  for (const char* suffix : kCompanions) removeQuietly(storeFile_.string() + suffix);
-}
-
 void HandbookStorage::open() {
   std::error_code ec;
   std::filesystem::create_directories(storeDirectory_, ec);
@@ -91,10 +81,9 @@ void HandbookStorage::open() {
   const bool unpack =
       shouldUnpackHandbook_ || !existsQuietly(storeFile_) || seedStorage_->needsRestore();
   if (unpack) {
-    if (auto seed = seedStorage_->builtInSeed()) {
-      removeStoreFiles();
-      seedStorage_->restoreSeed(*seed, storeFile_, "en");
-    }
+    // A refused seed leaves the existing store in place (and the settings unchanged, so the
+    // next start tries again).
+    if (auto seed = seedStorage_->builtInSeed()) seedStorage_->restoreSeed(*seed, storeFile_, "en");
   }
   auto store = openStoreWithRecovery();
   std::lock_guard lock(mutex_);
@@ -102,24 +91,35 @@ void HandbookStorage::open() {
 }
 
 std::shared_ptr<PersistentStore> HandbookStorage::openStoreWithRecovery() {
-  std::string error;
+  std::optional<StoreError> error;
   try {
     return PersistentStore::open(model_, StoreType::SQLite, storeFile_.string());
-  } catch (const std::exception& first) {
-    error = first.what();
+  } catch (const StoreError& first) {
+    error = first;
   }
-  if (auto seed = seedStorage_->builtInSeed()) {
-    removeStoreFiles();
+  // Only a damaged file is replaced by the seed; busy, full, read-only and unreachable
+  // files keep their updates and are reported below.
+  auto seed = error->isCorruption() ? seedStorage_->builtInSeed() : std::nullopt;
+  if (seed) {
+    std::string moveError;
+    if (moveDamagedStoreAside(storeFile_, moveError)) {
+      DiagnosticEvents::shared()->logEvent("HandbookStorage.storeMovedAside",
+                                           {{"path", storeFile_.string()},
+                                            {"kept as", damagedStorePath(storeFile_).string()},
+                                            {"error", error->what()}});
+    } else {
+      logWarning("Could not move the damaged handbook store aside: " + moveError);
+    }
     seedStorage_->restoreSeed(*seed, storeFile_, "en");
     try {
       return PersistentStore::open(model_, StoreType::SQLite, storeFile_.string());
-    } catch (const std::exception& second) {
-      error = second.what();
+    } catch (const StoreError& second) {
+      error = second;
     }
   }
   nlohmann::json parameters = {
       {"Failed to add Handbook persistent store",
-       "path: " + storeFile_.string() + " error: " + error},
+       "path: " + storeFile_.string() + " error: " + error->what()},
       {"Free disk space", std::to_string(Directories::freeDiskSpace(storeDirectory_))},
       {"Is applicationSupportDirectory exist",
        existsQuietly(storeDirectory_.parent_path()) ? "true" : "false"},
@@ -127,8 +127,17 @@ std::shared_ptr<PersistentStore> HandbookStorage::openStoreWithRecovery() {
       {"Is file exist", existsQuietly(storeFile_) ? "true" : "false"},
   };
   DiagnosticEvents::shared()->logEvent("HandbookStorage HandbookStorage.init()", parameters);
-  removeQuietly(storeFile_);
+  {
+    std::lock_guard lock(mutex_);
+    openError_ = error;
+  }
+  // The file stays as it is: whatever it holds is there again at the next start.
   return PersistentStore::open(model_, StoreType::InMemory);
+}
+
+std::optional<StoreError> HandbookStorage::openError() const {
+  std::lock_guard lock(mutex_);
+  return openError_;
 }
 
 HandbookStorage::Stack HandbookStorage::makeStack(std::shared_ptr<PersistentStore> store) {
@@ -296,23 +305,13 @@ void HandbookStorage::seedDatabaseWasLoaded(const std::filesystem::path& seedArc
 
 bool HandbookStorage::replaceStoreWithSeed(const std::filesystem::path& seedArchive,
                                            const std::string& languageCode) {
-  // The old files move aside so that a refused archive leaves the store as it was.
-  const std::string aside = ".replaced";
-  for (const char* suffix : kCompanions) {
-    std::error_code ec;
-    std::filesystem::path file = storeFile_.string() + suffix;
-    if (existsQuietly(file)) std::filesystem::rename(file, file.string() + aside, ec);
+  // restoreSeed replaces the files only after the archive has been extracted and checked,
+  // so a refused archive leaves the store as it was.
+  if (!seedStorage_->restoreSeed(seedArchive, storeFile_, languageCode)) return false;
+  {
+    std::lock_guard lock(mutex_);
+    openError_.reset();
   }
-  if (!seedStorage_->restoreSeed(seedArchive, storeFile_, languageCode)) {
-    for (const char* suffix : kCompanions) {
-      std::error_code ec;
-      std::filesystem::path file = storeFile_.string() + suffix;
-      if (existsQuietly(file.string() + aside))
-        std::filesystem::rename(file.string() + aside, file, ec);
-    }
-    return false;
-  }
-  for (const char* suffix : kCompanions) removeQuietly(storeFile_.string() + suffix + aside);
   auto store = openStoreWithRecovery();
   std::lock_guard lock(mutex_);
   retired_.push_back(stack_);

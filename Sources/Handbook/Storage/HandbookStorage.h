@@ -59,6 +59,9 @@ class HandbookStorage final : public SeedStorageDelegate,
   const std::filesystem::path& storeDirectory() const { return storeDirectory_; }
   const std::filesystem::path& storeFile() const { return storeFile_; }
   bool isInMemory() const;
+  // Why the store file is not in use (kind() tells busy, full, read-only, ...), or nothing
+  // when it is. Any thread.
+  std::optional<StoreError> openError() const;
   const std::shared_ptr<SeedStorage>& seedStorage() const { return seedStorage_; }
 
   // Called once after a seed has been restored for a language (main queue).
@@ -121,19 +124,22 @@ class HandbookStorage final : public SeedStorageDelegate,
     std::uint64_t generation = 0;
   };
   void open();
-  // Opens the store file; on failure restores the built-in seed and retries once; on a
-  // second failure reports the event and returns an in-memory store.
+  // Opens the store file. A damaged file (corrupt, not a database) is moved aside to
+  // "<file>.damaged" with the event "HandbookStorage.storeMovedAside", the built-in seed
+  // restored and the open retried once. Any other failure, or a second one, reports the
+  // event "HandbookStorage HandbookStorage.init()", leaves the files as they are and returns
+  // an in-memory store.
   std::shared_ptr<PersistentStore> openStoreWithRecovery();
   Stack makeStack(std::shared_ptr<PersistentStore> store);
   Stack currentStack() const;
-  void removeStoreFiles() const;
 
   const std::shared_ptr<SeedStorage> seedStorage_;
   const std::shared_ptr<const ManagedObjectModel> model_;
   const std::uint64_t identity_;
   // Stacks replaced by a seed restore: kept open so their records stay valid, and closed
   // after the current one so their write-ahead logs cannot touch the new store's.
-  std::vector<Stack> retired_;  // guarded by mutex_
+  std::vector<Stack> retired_;           // guarded by mutex_
+  std::optional<StoreError> openError_;  // guarded by mutex_
   std::filesystem::path storeDirectory_;
   std::filesystem::path storeFile_;
   std::unique_ptr<SerialQueue> savingQueue_;

@@ -1,6 +1,12 @@
 // Seed decisions, seed fetching and unpacking of the handbook.
 #include "Handbook/Storage/SeedStorage.h"
 
+#include <sqlite3.h>
+#include <unistd.h>
+
+#include <atomic>
+#include <system_error>
+
 #include "Handbook/Storage/ShippedSeeds.h"
 #include "Platform/Foundation/Directories.h"
 #include "Platform/Foundation/LocaleServices.h"
@@ -17,6 +23,56 @@ std::shared_ptr<SeedPackSource> gPackSource;  // guarded by gSharedMutex
 
 std::string tagFor(const std::string& code) {
   return "handbook_" + code;
+}
+
+// Journal files SQLite keeps beside a store; a journal of the old file left beside the new
+// one would be applied to it.
+const char* const kJournals[] = {"-wal", "-shm", "-journal"};
+
+// An empty text when `file` is an SQLite database that passes the quick integrity check,
+// else why not. Opened read-write because a write-ahead-log file needs its shared memory.
+std::string checkDatabase(const std::filesystem::path& file) {
+  std::error_code ec;
+  if (!std::filesystem::is_regular_file(file, ec))
+    return "the archive holds no " + file.filename().string();
+  sqlite3* db = nullptr;
+  std::string problem;
+  if (sqlite3_open_v2(file.c_str(), &db, SQLITE_OPEN_READWRITE, nullptr) != SQLITE_OK) {
+    problem = db ? sqlite3_errmsg(db) : "out of memory";
+  } else {
+    sqlite3_stmt* stmt = nullptr;
+    if (sqlite3_prepare_v2(db, "PRAGMA quick_check", -1, &stmt, nullptr) != SQLITE_OK) {
+      problem = sqlite3_errmsg(db);
+    } else {
+      int rc = sqlite3_step(stmt);
+      if (rc != SQLITE_ROW) {
+        problem = sqlite3_errmsg(db);
+      } else {
+        auto* text = reinterpret_cast<const char*>(sqlite3_column_text(stmt, 0));
+        if (!text || std::string(text) != "ok") problem = text ? text : "integrity check failed";
+      }
+    }
+    sqlite3_finalize(stmt);
+  }
+  sqlite3_close_v2(db);
+  return problem.empty() ? problem : file.filename().string() + ": " + problem;
+}
+
+// A fresh directory beside the store for one extraction.
+std::filesystem::path stagingDirectory(const std::filesystem::path& storeDirectory) {
+  static std::atomic<unsigned> counter{0};
+  return storeDirectory /
+         (".seed-staging-" + std::to_string(::getpid()) + "-" + std::to_string(counter++));
+}
+
+// Moves the checked seed file over the store file. The old journals go first, so that no
+// moment exists where the new file sits beside the old file's write-ahead log.
+void installStoreFile(const std::filesystem::path& staged, const std::filesystem::path& storeFile) {
+  for (const char* suffix : kJournals) {
+    std::error_code ec;
+    std::filesystem::remove(storeFile.string() + suffix, ec);
+  }
+  std::filesystem::rename(staged, storeFile);  // throws filesystem_error
 }
 
 std::shared_ptr<SeedPackSource> makeDefaultPackSource() {
@@ -132,10 +188,30 @@ void SeedStorage::networkStatusChanged() {
 bool SeedStorage::restoreSeed(const std::filesystem::path& seedArchive,
                               const std::filesystem::path& storeFile,
                               const std::string& languageCode) {
+  // The archive is extracted and its database checked beside the store first: the store is
+  // replaced only by a seed known to be good, so a refused pack leaves the handbook as it was.
+  const auto directory = storeFile.parent_path();
+  const auto staging = stagingDirectory(directory);
+  std::string problem;
   try {
-    zip::extract(seedArchive, storeFile.parent_path());
+    zip::extract(seedArchive, staging);
+    problem = checkDatabase(staging / storeFile.filename());
+    if (problem.empty()) {
+      for (const auto& entry : std::filesystem::directory_iterator(staging)) {
+        if (entry.path().filename() == storeFile.filename()) continue;
+        auto target = directory / entry.path().filename();
+        std::error_code ec;
+        if (!std::filesystem::is_directory(target, ec)) std::filesystem::rename(entry, target);
+      }
+      installStoreFile(staging / storeFile.filename(), storeFile);
+    }
   } catch (const std::exception& error) {
-    debugOutput(std::string("Could not restore seed database for: ") + error.what());
+    problem = error.what();
+  }
+  std::error_code ec;
+  std::filesystem::remove_all(staging, ec);
+  if (!problem.empty()) {
+    debugOutput("Could not restore seed database for: " + problem);
     return false;
   }
   settings_->setString(kAppVersionWithSavedHandbookKey, currentVersion_);

@@ -75,10 +75,13 @@ class SeedStorage : public std::enable_shared_from_this<SeedStorage> {
   bool isFetching() const;
   // The network monitor's callback: any change of network status retries a pending fetch.
   void networkStatusChanged();
-  // Unzips `seedArchive` into the store file's directory (CRC-checked, all or nothing, no
-  // entry may leave the directory) and records the version and `languageCode`. On failure
-  // "Could not restore seed database for: " + error goes to the debug output, the settings
-  // are unchanged and false is returned.
+  // Unzips `seedArchive` into a staging directory beside the store file (CRC-checked, all or
+  // nothing, no entry may leave it), checks that it holds a database of the store file's name
+  // that passes SQLite's quick integrity check, and only then moves it over the store file
+  // (removing the old file's journals) and records the version and `languageCode`. On
+  // failure "Could not restore seed database for: " + error goes to the debug output, the
+  // store files and settings are unchanged and false is returned. The caller makes sure no
+  // connection writes the old store meanwhile.
   bool restoreSeed(const std::filesystem::path& seedArchive, const std::filesystem::path& storeFile,
                    const std::string& languageCode);
   // The archive of the built-in English seed when present.

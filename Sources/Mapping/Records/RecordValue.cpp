@@ -127,6 +127,12 @@ Value RecordValue::toValue() const {
 }
 
 RecordValue RecordValue::fromJson(const nlohmann::json& json) {
+  return fromJson(json, 0);
+}
+
+RecordValue RecordValue::fromJson(const nlohmann::json& json, std::size_t depth) {
+  if (json.is_structured() && depth >= kMaximumDepth)
+    throw NestingTooDeepError("A JSON value", kMaximumDepth);
   switch (json.type()) {
     case nlohmann::json::value_t::boolean:
       return json.get<bool>();
@@ -144,12 +150,13 @@ RecordValue RecordValue::fromJson(const nlohmann::json& json) {
     case nlohmann::json::value_t::array: {
       Array out;
       out.reserve(json.size());
-      for (const auto& element : json) out.push_back(fromJson(element));
+      for (const auto& element : json) out.push_back(fromJson(element, depth + 1));
       return out;
     }
     case nlohmann::json::value_t::object: {
       Dictionary out;
-      for (auto it = json.begin(); it != json.end(); ++it) out.emplace(it.key(), fromJson(*it));
+      for (auto it = json.begin(); it != json.end(); ++it)
+        out.emplace(it.key(), fromJson(*it, depth + 1));
       return out;
     }
     default:

@@ -14,6 +14,7 @@
 #include <nlohmann/json.hpp>
 
 #include "Platform/Foundation/Date.h"
+#include "Platform/Foundation/NestingLimit.h"
 #include "Platform/ObjectStore/Value.h"
 
 namespace dm {
@@ -79,7 +80,11 @@ class RecordValue {
   static RecordValue fromValue(const Value& value);
   Value toValue() const;
 
-  // From a parsed JSON tree; never holds records.
+  // Deepest nesting fromJson accepts (arrays and objects inside each other).
+  static constexpr std::size_t kMaximumDepth = 512;
+  // From a parsed JSON tree; never holds records. Throws NestingTooDeepError for a tree
+  // nested deeper than kMaximumDepth (its copy, and later its destruction, would recurse
+  // once per level).
   static RecordValue fromJson(const nlohmann::json& json);
   // The JSON tree: dates as server date-time texts. Nothing when a record is still inside
   // (a record is not JSON; serialise it first).
@@ -92,6 +97,7 @@ class RecordValue {
   friend bool operator==(const RecordValue& a, const RecordValue& b);
 
  private:
+  static RecordValue fromJson(const nlohmann::json& json, std::size_t depth);
   Storage storage_;
 };
 

@@ -3,6 +3,8 @@
 
 #include <charconv>
 
+#include "Platform/Foundation/NestingLimit.h"
+
 namespace dm {
 namespace {
 
@@ -36,39 +38,69 @@ nlohmann::json KeyValueTree::identityMapping(const std::vector<std::string>& nam
   return mapping;
 }
 
-nlohmann::json KeyValueTree::removingNulls(const nlohmann::json& tree) {
+namespace {
+
+void refuseTooDeep(const nlohmann::json& tree) {
+  if (treeNestedDeeperThan(tree, KeyValueTree::kMaximumDepth))
+    throw NestingTooDeepError("A key-value tree", KeyValueTree::kMaximumDepth);
+}
+
+nlohmann::json copyWithoutNulls(const nlohmann::json& tree) {
   if (tree.is_object()) {
     nlohmann::json result = nlohmann::json::object();
     for (const auto& [key, value] : tree.items()) {
-      if (!value.is_null()) result[key] = removingNulls(value);
+      if (!value.is_null()) result[key] = copyWithoutNulls(value);
     }
     return result;
   }
   if (tree.is_array()) {
     nlohmann::json result = nlohmann::json::array();
     for (const auto& value : tree) {
-      if (!value.is_null()) result.push_back(removingNulls(value));
+      if (!value.is_null()) result.push_back(copyWithoutNulls(value));
     }
     return result;
   }
   return tree;
 }
 
-nlohmann::json KeyValueTree::transformingValues(
+nlohmann::json copyTransformed(
     const nlohmann::json& tree,
     const std::function<nlohmann::json(const nlohmann::json&)>& transform) {
   if (tree.is_object()) {
     nlohmann::json result = nlohmann::json::object();
-    for (const auto& [key, value] : tree.items())
-      result[key] = transformingValues(value, transform);
+    for (const auto& [key, value] : tree.items()) result[key] = copyTransformed(value, transform);
     return result;
   }
   if (tree.is_array()) {
     nlohmann::json result = nlohmann::json::array();
-    for (const auto& value : tree) result.push_back(transformingValues(value, transform));
+    for (const auto& value : tree) result.push_back(copyTransformed(value, transform));
     return result;
   }
   return transform(tree);
+}
+
+std::optional<std::string> findFirstText(const nlohmann::json& tree) {
+  if (tree.is_string()) return tree.get<std::string>();
+  if (tree.is_structured()) {
+    for (const auto& value : tree) {
+      if (auto text = findFirstText(value)) return text;
+    }
+  }
+  return std::nullopt;
+}
+
+}  // namespace
+
+nlohmann::json KeyValueTree::removingNulls(const nlohmann::json& tree) {
+  refuseTooDeep(tree);
+  return copyWithoutNulls(tree);
+}
+
+nlohmann::json KeyValueTree::transformingValues(
+    const nlohmann::json& tree,
+    const std::function<nlohmann::json(const nlohmann::json&)>& transform) {
+  refuseTooDeep(tree);
+  return copyTransformed(tree, transform);
 }
 
 std::int64_t KeyValueTree::valueForCode(const nlohmann::json& table, std::string_view code) {
@@ -98,13 +130,8 @@ std::string KeyValueTree::codeForValue(const nlohmann::json& table, std::int64_t
 }
 
 std::optional<std::string> KeyValueTree::firstText(const nlohmann::json& tree) {
-  if (tree.is_string()) return tree.get<std::string>();
-  if (tree.is_structured()) {
-    for (const auto& value : tree) {
-      if (auto text = firstText(value)) return text;
-    }
-  }
-  return std::nullopt;
+  refuseTooDeep(tree);
+  return findFirstText(tree);
 }
 
 }  // namespace dm

@@ -22,6 +22,9 @@ inline constexpr std::int64_t kUnknownCodeValue = 0;
 // All functions here are pure: they may be called from any thread and return new trees that
 // the caller owns.
 struct KeyValueTree {
+  // Deepest nesting the walks below accept; deeper trees throw NestingTooDeepError (each
+  // walk recurses once per level).
+  static constexpr std::size_t kMaximumDepth = 512;
   // {name: name} for every name; later duplicates are harmless. Always an object.
   static nlohmann::json identityMapping(const std::vector<std::string>& names);
 

@@ -3,6 +3,7 @@
 #include "Platform/Foundation/SettingsStore.h"
 
 #include <fcntl.h>
+#include <sys/file.h>
 #include <unistd.h>
 
 #include <atomic>
@@ -182,6 +183,33 @@ class PosixFileSystem final : public SettingsStore::FileSystem {
   }
 
   void removeFile(const std::filesystem::path& path) override { ::unlink(path.c_str()); }
+
+  std::unique_ptr<Lock> lockExclusive(const std::filesystem::path& path,
+                                      std::string& error) override {
+    int fd = ::open(path.c_str(), O_RDWR | O_CREAT | O_CLOEXEC, 0644);
+    if (fd < 0) {
+      error = systemError("open lock file");
+      return nullptr;
+    }
+    while (::flock(fd, LOCK_EX) != 0) {
+      if (errno == EINTR) continue;
+      error = systemError("lock");
+      ::close(fd);
+      return nullptr;
+    }
+    return std::make_unique<FlockLock>(fd);
+  }
+
+ private:
+  // Closing the descriptor releases the lock.
+  class FlockLock final : public Lock {
+   public:
+    explicit FlockLock(int fd) : fd_(fd) {}
+    ~FlockLock() override { ::close(fd_); }
+
+   private:
+    int fd_;
+  };
 };
 
 // Numbers at the start of a text, as the typed getters read them; 0 when there is none.
@@ -244,39 +272,44 @@ void SettingsStore::setStandard(std::shared_ptr<SettingsStore> store) {
   standardSlot() = std::move(store);
 }
 
-void SettingsStore::load() {
+std::unique_ptr<SettingsStore::FileSystem::Lock> SettingsStore::FileSystem::lockExclusive(
+    const std::filesystem::path&, std::string&) {
+  return std::make_unique<Lock>();
+}
+
+std::filesystem::path SettingsStore::refusedFilePath() const {
+  return file_.string() + ".refused";
+}
+
+SettingsStore::FileState SettingsStore::readFileState() const {
+  FileState state;
   std::string contents;
-  std::string error;
-  auto report = [this](const std::string& reason) {
-    debugOutput("Failed to load: " + file_.string() + ": " + reason);
-    DiagnosticEvents::shared()->logEvent("Settings file unreadable",
-                                         {{"path", file_.string()}, {"reason", reason}});
-  };
-  switch (fileSystem_->readFile(file_, contents, error)) {
+  switch (fileSystem_->readFile(file_, contents, state.reason)) {
     case FileSystem::ReadStatus::Missing:
-      return;
+      state.kind = FileState::Missing;
+      return state;
     case FileSystem::ReadStatus::Failed:
-      report(error);
-      return;
+      state.kind = FileState::Unreadable;
+      return state;
     case FileSystem::ReadStatus::Ok:
       break;
   }
+  state.kind = FileState::Refused;
   if (nestedTooDeep(contents)) {
-    report("nested deeper than " + std::to_string(kMaximumDepth) + " levels");
-    return;
+    state.reason = "nested deeper than " + std::to_string(kMaximumDepth) + " levels";
+    return state;
   }
   auto root = nlohmann::json::parse(contents, nullptr, /*allow_exceptions=*/false);
   if (root.is_discarded()) {
-    report("not valid JSON (" + std::to_string(contents.size()) + " bytes)");
-    return;
+    state.reason = "not valid JSON (" + std::to_string(contents.size()) + " bytes)";
+    return state;
   }
   // value("format", 0) would throw on a non-number and overflow on a huge real.
   if (!root.is_object() || !root.contains("format") || !root["format"].is_number_integer() ||
       root["format"] != kFileFormat || !root.contains("values") || !root["values"].is_object()) {
-    report("unexpected layout or format version");
-    return;
+    state.reason = "unexpected layout or format version";
+    return state;
   }
-  std::map<std::string, Entry, std::less<>> entries;
   std::size_t rejected = 0;
   for (const auto& [key, stored] : root["values"].items()) {
     if (!stored.is_object() || !stored.contains("kind") || !stored.contains("value") ||
@@ -286,7 +319,8 @@ void SettingsStore::load() {
     }
     const auto& kind = stored["kind"].get_ref<const std::string&>();
     Entry entry{stored["value"], kind == "date"};
-    if (entry.isDate && !entry.value.is_number()) {
+    // 1e400 parses as infinity, which could not be written back as it was read.
+    if ((entry.isDate && !entry.value.is_number()) || !storable(entry.value)) {
       ++rejected;
       continue;
     }
@@ -299,55 +333,115 @@ void SettingsStore::load() {
       continue;
     }
     if (kind == "real") entry.value = entry.value.get<double>();
-    entries.emplace(key, std::move(entry));
+    state.entries.emplace(key, std::move(entry));
   }
-  if (rejected > 0) report(std::to_string(rejected) + " malformed entries skipped");
-  std::lock_guard lock(mutex_);
-  entries_ = std::move(entries);
+  if (rejected > 0) {
+    // The readable entries are used; the file itself is kept aside before the next write.
+    state.reason = std::to_string(rejected) + " malformed entries skipped";
+    return state;
+  }
+  state.kind = FileState::Read;
+  return state;
 }
 
-std::string SettingsStore::serialize() const {
+void SettingsStore::load() {
+  FileState state = readFileState();
+  if (state.kind == FileState::Refused || state.kind == FileState::Unreadable) {
+    debugOutput("Failed to load: " + file_.string() + ": " + state.reason);
+    DiagnosticEvents::shared()->logEvent("Settings file unreadable",
+                                         {{"path", file_.string()}, {"reason", state.reason}});
+  }
+  std::lock_guard lock(mutex_);
+  entries_ = std::move(state.entries);
+}
+
+std::string SettingsStore::serialize(const Entries& entries) {
   nlohmann::json values = nlohmann::json::object();
-  for (const auto& [key, entry] : entries_) {
+  for (const auto& [key, entry] : entries) {
     values[key] = {{"kind", kindName(entry.value, entry.isDate)}, {"value", entry.value}};
   }
   nlohmann::json root = {{"format", kFileFormat}, {"values", std::move(values)}};
   return root.dump(2, ' ', false, nlohmann::json::error_handler_t::replace) + "\n";
 }
 
-bool SettingsStore::write(std::uint64_t generation, const std::string& bytes) {
-  std::lock_guard lock(writeMutex_);
-  if (generation <= writtenGeneration_) return true;  // a newer state is already on disk
+bool SettingsStore::writeChanges() {
+  std::lock_guard writeLock(writeMutex_);
+  std::map<std::string, PendingChange, std::less<>> pending;
+  std::uint64_t generation;
+  {
+    std::lock_guard lock(mutex_);
+    if (generation_ <= writtenGeneration_) return true;  // a newer state is already on disk
+    pending = pending_;
+    generation = generation_;
+  }
+  auto fail = [this](const std::string& reason) {
+    logError("Could not save settings to " + file_.string() + ": " + reason);
+    DiagnosticEvents::shared()->logEvent("Settings file not saved",
+                                         {{"path", file_.string()}, {"reason", reason}});
+    return false;
+  };
+
+  // Other processes write the same file: the change is applied to what the file holds now,
+  // under a lock they take too, so no process's keys are lost.
+  std::string error;
+  auto fileLock = fileSystem_->lockExclusive(file_.string() + ".lock", error);
+  if (!fileLock) return fail(error);
+  FileState disk = readFileState();
+  if (disk.kind == FileState::Unreadable) return fail(disk.reason);
+  if (disk.kind == FileState::Refused) {
+    // A file this version cannot read may hold what a user or another version needs: it is
+    // kept (the last one) before a new file takes its place.
+    if (!fileSystem_->rename(file_, refusedFilePath(), error))
+      return fail("cannot keep the refused file aside: " + error);
+    DiagnosticEvents::shared()->logEvent("Settings file kept aside",
+                                         {{"path", file_.string()},
+                                          {"kept as", refusedFilePath().string()},
+                                          {"reason", disk.reason}});
+  }
+  Entries entries = std::move(disk.entries);
+  for (const auto& [key, change] : pending) {
+    if (change.entry)
+      entries.insert_or_assign(key, *change.entry);
+    else
+      entries.erase(key);
+  }
+
   static std::atomic<unsigned> counter{0};
   const auto directory =
       file_.parent_path().empty() ? std::filesystem::path(".") : file_.parent_path();
   const auto temporary = directory / (file_.filename().string() + ".tmp-" +
                                       std::to_string(::getpid()) + "-" + std::to_string(counter++));
-  std::string error;
-  bool ok = fileSystem_->writeFile(temporary, bytes, error);
+  bool ok = fileSystem_->writeFile(temporary, serialize(entries), error);
   if (ok) ok = fileSystem_->rename(temporary, file_, error);
   if (!ok) {
     fileSystem_->removeFile(temporary);
-    logError("Could not save settings to " + file_.string() + ": " + error);
-    DiagnosticEvents::shared()->logEvent("Settings file not saved",
-                                         {{"path", file_.string()}, {"reason", error}});
-    return false;
+    return fail(error);
   }
   // The new file is in place; without this the rename itself might not survive a crash.
   if (!fileSystem_->syncDirectory(directory, error)) {
     logWarning("Settings saved but directory not flushed: " + error);
   }
-  writtenGeneration_ = generation;
+  std::lock_guard lock(mutex_);
+  // Memory becomes the file's state plus whatever changed here since the snapshot.
+  for (auto it = pending_.begin(); it != pending_.end();) {
+    if (it->second.generation <= generation) {
+      it = pending_.erase(it);
+    } else {
+      if (it->second.entry)
+        entries.insert_or_assign(it->first, *it->second.entry);
+      else
+        entries.erase(it->first);
+      ++it;
+    }
+  }
+  entries_ = std::move(entries);
+  writtenGeneration_ = std::max(writtenGeneration_, generation);
   return true;
 }
 
 bool SettingsStore::synchronize() {
   if (!fileSystem_) return true;
-  std::unique_lock lock(mutex_);
-  const auto generation = generation_;
-  const auto bytes = serialize();
-  lock.unlock();
-  return write(generation, bytes);
+  return writeChanges();
 }
 
 void SettingsStore::store(std::string_view key, std::optional<Entry> entry) {
@@ -356,9 +450,9 @@ void SettingsStore::store(std::string_view key, std::optional<Entry> entry) {
   if (entry) {
     if (found != entries_.end()) {
       if (found->second == *entry) return;
-      found->second = std::move(*entry);
+      found->second = *entry;
     } else {
-      entries_.emplace(std::string(key), std::move(*entry));
+      entries_.emplace(std::string(key), *entry);
     }
   } else {
     if (found == entries_.end()) return;
@@ -366,9 +460,9 @@ void SettingsStore::store(std::string_view key, std::optional<Entry> entry) {
   }
   const auto generation = ++generation_;
   if (!fileSystem_) return;
-  const auto bytes = serialize();
+  pending_.insert_or_assign(std::string(key), PendingChange{std::move(entry), generation});
   lock.unlock();
-  write(generation, bytes);
+  writeChanges();
 }
 
 std::optional<SettingsStore::Entry> SettingsStore::entry(std::string_view key) const {

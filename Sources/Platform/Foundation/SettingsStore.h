@@ -24,6 +24,13 @@ namespace dm {
 // The file is replaced as a whole via a temporary file, fsync and rename, so a crash or a
 // failed write leaves either the old or the new file, never a mix.
 //
+// Several processes may share the file: each write takes an advisory lock
+// ("Settings.json.lock" beside it), reads the file again and applies only this store's
+// changes to what it holds, so concurrent writers keep each other's keys; memory then holds
+// the file's state. A file that exists but is refused (not JSON, an unknown format, nested
+// too deep, malformed entries) is renamed to "Settings.json.refused" (the last one is kept)
+// with the diagnostic event "Settings file kept aside" before the first write replaces it.
+//
 // Values are integers, reals, booleans, texts, dates, lists and dictionaries. Dates are kept
 // as seconds since 1970 with a tag, so they read back as dates; objectForKey shows them as
 // that number.
@@ -51,14 +58,25 @@ class SettingsStore {
     virtual bool syncDirectory(const std::filesystem::path& directory, std::string& error) = 0;
     // Removes `path` if it exists; failures are ignored.
     virtual void removeFile(const std::filesystem::path& path) = 0;
+    // Held while a write reads and replaces the file; released when destroyed.
+    class Lock {
+     public:
+      virtual ~Lock() = default;
+    };
+    // Blocks until this process holds the exclusive advisory lock on `path` (created when
+    // missing). nullptr with `error` set on failure. The default locks nothing: enough for
+    // file systems that only one process sees.
+    virtual std::unique_ptr<Lock> lockExclusive(const std::filesystem::path& path,
+                                                std::string& error);
 
     // The real, POSIX file system. Shared and stateless.
     static std::shared_ptr<FileSystem> posix();
   };
 
   // A store persisted at `file`, loaded now. A missing file starts empty; an unreadable or
-  // corrupt one starts empty too and reports a diagnostic event (the file is left as it is
-  // until the next write replaces it). The parent directory is created when missing.
+  // corrupt one starts empty too (malformed entries are skipped, the others kept) and reports
+  // the diagnostic event "Settings file unreadable" (the file is left as it is until the next
+  // write moves it aside). The parent directory is created when missing.
   explicit SettingsStore(std::filesystem::path file,
                          std::shared_ptr<FileSystem> fileSystem = FileSystem::posix());
   SettingsStore(const SettingsStore&) = delete;
@@ -111,8 +129,9 @@ class SettingsStore {
   // Removes the key; absent keys are fine.
   void remove(std::string_view key);
 
-  // Writes the current values if the file does not hold them yet. true when the file is
-  // current afterwards (always for an in-memory store); false after a failed write (logged).
+  // Writes this store's changes if the file does not hold them yet. true when the file is
+  // current afterwards (always for an in-memory store); false after a failed write (logged):
+  // a full disk, a read-only directory, an unreadable file or a lock that cannot be taken.
   bool synchronize();
 
   // The settings file; empty for an in-memory store.
@@ -128,22 +147,40 @@ class SettingsStore {
     }
   };
 
+  using Entries = std::map<std::string, Entry, std::less<>>;
+  // A change not yet written; nullopt entry removes the key.
+  struct PendingChange {
+    std::optional<Entry> entry;
+    std::uint64_t generation = 0;
+  };
+  // What the file holds. Refused: it exists and was read but cannot be used as a whole
+  // (entries holds the readable ones); Unreadable: it exists but reading failed.
+  struct FileState {
+    enum Kind { Missing, Read, Refused, Unreadable } kind = Missing;
+    Entries entries;
+    std::string reason;
+  };
+
   SettingsStore();  // in-memory
   std::optional<Entry> entry(std::string_view key) const;
   void store(std::string_view key, std::optional<Entry> entry);
   void load();
-  std::string serialize() const;  // requires mutex_
-  bool write(std::uint64_t generation, const std::string& bytes);
+  FileState readFileState() const;
+  std::filesystem::path refusedFilePath() const;
+  static std::string serialize(const Entries& entries);
+  // Applies the pending changes to the file under the file lock. Any thread.
+  bool writeChanges();
 
   const std::filesystem::path file_;
   const std::shared_ptr<FileSystem> fileSystem_;  // null for in-memory stores
 
   mutable std::mutex mutex_;
-  std::map<std::string, Entry, std::less<>> entries_;  // guarded by mutex_
-  std::uint64_t generation_ = 0;                       // guarded by mutex_; bumped per change
+  Entries entries_;                                            // guarded by mutex_
+  std::map<std::string, PendingChange, std::less<>> pending_;  // guarded by mutex_
+  std::uint64_t generation_ = 0;         // guarded by mutex_; bumped per change
+  std::uint64_t writtenGeneration_ = 0;  // guarded by mutex_; the last generation on disk
 
-  std::mutex writeMutex_;                // serialises file writes
-  std::uint64_t writtenGeneration_ = 0;  // guarded by writeMutex_
+  std::mutex writeMutex_;  // serialises file writes; taken before mutex_
 };
 
 }  // namespace dm

@@ -5,6 +5,8 @@
 #include <sqlite3.h>
 
 #include <algorithm>
+#include <atomic>
+#include <limits>
 #include <unordered_set>
 
 #include <nlohmann/json.hpp>
@@ -240,22 +242,43 @@ std::shared_ptr<PersistentStore> PersistentStore::open(
   return store;
 }
 
+namespace {
+std::atomic<int> gBusyTimeout{PersistentStore::kBusyTimeoutMilliseconds};
+}  // namespace
+
+void PersistentStore::setBusyTimeout(int milliseconds) {
+  gBusyTimeout = milliseconds;
+}
+
+int PersistentStore::busyTimeout() {
+  return gBusyTimeout;
+}
+
 void PersistentStore::fail(StoreErrorCode code, const std::string& what) {
   std::string message = what;
-  if (db_) message += ": " + std::string(sqlite3_errmsg(db_));
-  throw StoreError(code, message);
+  int sqliteCode = 0;
+  if (db_) {
+    message += ": " + std::string(sqlite3_errmsg(db_));
+    sqliteCode = sqlite3_extended_errcode(db_);
+  }
+  throw StoreError(code, message, sqliteCode);
 }
 
 void PersistentStore::openConnection() {
   int flags = SQLITE_OPEN_READWRITE | SQLITE_OPEN_CREATE | SQLITE_OPEN_NOMUTEX;
-  if (sqlite3_open_v2(path_.c_str(), &db_, flags, nullptr) != SQLITE_OK) {
+  int rc = sqlite3_open_v2(path_.c_str(), &db_, flags, nullptr);
+  if (rc != SQLITE_OK) {
+    int code = db_ ? sqlite3_extended_errcode(db_) : rc;
     std::string message =
         "Cannot open store file " + path_ + ": " + (db_ ? sqlite3_errmsg(db_) : "out of memory");
     sqlite3_close_v2(db_);
     db_ = nullptr;
-    throw StoreError(StoreErrorCode::CannotOpen, message);
+    throw StoreError(StoreErrorCode::CannotOpen, message, code);
   }
   sqlite3_extended_result_codes(db_, 1);
+  // Other processes (and other stores in this one) may hold the file's locks for a while;
+  // waiting for them is always better than treating the file as unusable.
+  sqlite3_busy_timeout(db_, busyTimeout());
   if (!registerPredicateSqlFunctions(db_)) {
     sqlite3_close_v2(db_);
     db_ = nullptr;
@@ -263,7 +286,17 @@ void PersistentStore::openConnection() {
   }
   try {
     // The first real read notices a file that is not a database.
-    exec(type_ == StoreType::InMemory ? "PRAGMA journal_mode=MEMORY" : "PRAGMA journal_mode=WAL");
+    // Switching a new file to write-ahead logging needs an exclusive lock and SQLite does not
+    // call the busy handler for it, so processes creating the file together retry here.
+    const char* journal =
+        type_ == StoreType::InMemory ? "PRAGMA journal_mode=MEMORY" : "PRAGMA journal_mode=WAL";
+    for (int waited = 0;; waited += 10) {
+      if (sqlite3_exec(db_, journal, nullptr, nullptr, nullptr) == SQLITE_OK) break;
+      if (classifySqliteResult(sqlite3_extended_errcode(db_)) != StoreFailureKind::Busy ||
+          waited >= busyTimeout())
+        exec(journal);  // throws with the error
+      sqlite3_sleep(10);
+    }
     exec("PRAGMA synchronous=NORMAL");
     exec("PRAGMA foreign_keys=OFF");
     exec("SELECT count(*) FROM sqlite_master");
@@ -271,7 +304,7 @@ void PersistentStore::openConnection() {
     sqlite3_close_v2(db_);
     db_ = nullptr;
     throw StoreError(StoreErrorCode::CannotOpen,
-                     "Cannot open store file " + path_ + ": " + e.what());
+                     "Cannot open store file " + path_ + ": " + e.what(), e.sqliteCode(), e.kind());
   }
 }
 
@@ -280,7 +313,8 @@ void PersistentStore::exec(const std::string& sql) {
   if (sqlite3_exec(db_, sql.c_str(), nullptr, nullptr, &error) != SQLITE_OK) {
     std::string message = error ? error : "unknown error";
     sqlite3_free(error);
-    throw StoreError(StoreErrorCode::SaveFailed, message + " (" + sql.substr(0, 120) + ")");
+    throw StoreError(StoreErrorCode::SaveFailed, message + " (" + sql.substr(0, 120) + ")",
+                     sqlite3_extended_errcode(db_));
   }
 }
 
@@ -365,11 +399,38 @@ const PersistentStore::TableLayout& PersistentStore::layoutFor(
   return tables_.at(entity.rootEntity());
 }
 
+bool PersistentStore::schemaMatchesModel() {
+  sqlite3_stmt* stmt = nullptr;
+  // Prepared once, without caching: before the first migration the table does not exist.
+  int rc = sqlite3_prepare_v2(db_, "SELECT value FROM _metadata WHERE key = 'modelHash'", -1, &stmt,
+                              nullptr);
+  if (rc != SQLITE_OK) {
+    sqlite3_finalize(stmt);
+    int code = sqlite3_extended_errcode(db_);
+    // A missing table is an ordinary first open; anything else (busy, corrupt, ...) counts.
+    if ((code & 0xff) == SQLITE_ERROR) return false;
+    fail(StoreErrorCode::CannotOpen, "Cannot read the model of " + path_);
+  }
+  rc = sqlite3_step(stmt);
+  bool matches = false;
+  if (rc == SQLITE_ROW) {
+    auto* text = reinterpret_cast<const char*>(sqlite3_column_text(stmt, 0));
+    matches = text && model_->hash() == text;
+  }
+  sqlite3_finalize(stmt);
+  if (rc != SQLITE_ROW && rc != SQLITE_DONE)
+    fail(StoreErrorCode::CannotOpen, "Cannot read the model of " + path_);
+  return matches;
+}
+
 void PersistentStore::migrate() {
+  // A file already at this model is only read: opening must neither wait for nor block
+  // other processes' writes, and must work on a file it may not write.
+  if (schemaMatchesModel()) return;
   try {
     exec("BEGIN IMMEDIATE");
   } catch (const StoreError& e) {
-    throw StoreError(StoreErrorCode::CannotOpen, e.what());
+    throw StoreError(StoreErrorCode::CannotOpen, e.what(), e.sqliteCode(), e.kind());
   }
   try {
     exec("CREATE TABLE IF NOT EXISTS _metadata (key TEXT PRIMARY KEY, value TEXT)");
@@ -500,7 +561,7 @@ void PersistentStore::migrate() {
   } catch (const StoreError& e) {
     sqlite3_exec(db_, "ROLLBACK", nullptr, nullptr, nullptr);
     throw StoreError(e.code() == StoreErrorCode::SaveFailed ? StoreErrorCode::CannotOpen : e.code(),
-                     e.what());
+                     e.what(), e.sqliteCode(), e.kind());
   }
 }
 
@@ -535,16 +596,59 @@ void PersistentStore::setSaveHook(SaveHook hook) {
 std::int64_t PersistentStore::allocateKeys(const EntityDescription& entity, std::size_t count) {
   std::lock_guard lock(mutex_);
   auto& layout = tables_.at(entity.rootEntity());
-  if (!layout.nextKey) {
-    sqlite3_stmt* stmt =
-        statement("SELECT COALESCE(MAX(_pk), 0) FROM " + quoteName(entity.tableName()));
-    StatementReset reset{stmt};
-    if (sqlite3_step(stmt) != SQLITE_ROW) fail(StoreErrorCode::FetchFailed, "Cannot read keys");
-    layout.nextKey = sqlite3_column_int64(stmt, 0) + 1;
+  const auto wanted = static_cast<std::int64_t>(count);
+  if (layout.nextKey && *layout.nextKey + wanted <= layout.reservedEnd) {
+    std::int64_t first = *layout.nextKey;
+    *layout.nextKey += wanted;
+    return first;
   }
-  std::int64_t first = *layout.nextKey;
-  *layout.nextKey += static_cast<std::int64_t>(count);
+  const std::string table = entity.tableName();
+  auto readInteger = [&](const std::string& sql, const std::string& parameter) {
+    sqlite3_stmt* stmt = statement(sql);
+    StatementReset reset{stmt};
+    if (!parameter.empty()) sqlite3_bind_text(stmt, 1, parameter.c_str(), -1, SQLITE_TRANSIENT);
+    int rc = sqlite3_step(stmt);
+    if (rc == SQLITE_DONE) return std::int64_t{0};
+    if (rc != SQLITE_ROW) fail(StoreErrorCode::SaveFailed, "Cannot reserve keys");
+    return static_cast<std::int64_t>(sqlite3_column_int64(stmt, 0));
+  };
+  if (type_ == StoreType::InMemory) {
+    const std::int64_t first =
+        readInteger("SELECT COALESCE(MAX(_pk), 0) + 1 FROM " + quoteName(table), {});
+    layout.nextKey = first + wanted;
+    layout.reservedEnd = std::numeric_limits<std::int64_t>::max();
+    return first;
+  }
+  // Other processes insert into the same file: keys are reserved in the file itself, a block
+  // at a time, under the write lock (the open bulk write's, or a short transaction's).
+  const std::string reservationKey = "nextKey." + table;
+  const bool ownTransaction = bulkOwner_ == nullptr;
+  if (ownTransaction) exec("BEGIN IMMEDIATE");
+  std::int64_t first = 0, end = 0;
+  try {
+    first = std::max(readInteger("SELECT COALESCE(MAX(_pk), 0) + 1 FROM " + quoteName(table), {}),
+                     readInteger("SELECT value FROM _metadata WHERE key = ?", reservationKey));
+    end = first + std::max(wanted, kReservedKeyBlock);
+    sqlite3_stmt* stmt = statement("INSERT OR REPLACE INTO _metadata (key, value) VALUES (?, ?)");
+    StatementReset reset{stmt};
+    sqlite3_bind_text(stmt, 1, reservationKey.c_str(), -1, SQLITE_TRANSIENT);
+    sqlite3_bind_int64(stmt, 2, end);
+    if (sqlite3_step(stmt) != SQLITE_DONE) fail(StoreErrorCode::SaveFailed, "Cannot reserve keys");
+    if (ownTransaction) exec("COMMIT");
+  } catch (const StoreError&) {
+    if (ownTransaction) sqlite3_exec(db_, "ROLLBACK", nullptr, nullptr, nullptr);
+    throw;
+  }
+  layout.nextKey = first + wanted;
+  layout.reservedEnd = end;
   return first;
+}
+
+void PersistentStore::forgetReservedKeys() {
+  for (auto& [root, layout] : tables_) {
+    layout.nextKey.reset();
+    layout.reservedEnd = 0;
+  }
 }
 
 void PersistentStore::readRow(sqlite3_stmt* stmt, const TableLayout& layout, bool idsOnly,
@@ -792,9 +896,11 @@ void PersistentStore::commitBulkWrite(const void* owner) {
   bulkOwner_ = nullptr;
   if (sqlite3_exec(db_, "COMMIT", nullptr, nullptr, nullptr) != SQLITE_OK) {
     std::string message = sqlite3_errmsg(db_);
+    int code = sqlite3_extended_errcode(db_);
     sqlite3_exec(db_, "ROLLBACK", nullptr, nullptr, nullptr);
+    forgetReservedKeys();
     throw StoreError(StoreErrorCode::SaveFailed,
-                     "Bulk write failed to commit, nothing was written: " + message);
+                     "Bulk write failed to commit, nothing was written: " + message, code);
   }
 }
 
@@ -803,6 +909,7 @@ void PersistentStore::rollbackBulkWrite(const void* owner) {
   if (!bulkOwner_ || bulkOwner_ != owner) return;
   bulkOwner_ = nullptr;
   sqlite3_exec(db_, "ROLLBACK", nullptr, nullptr, nullptr);
+  forgetReservedKeys();  // reservations made inside the bulk write are gone with it
 }
 
 void PersistentStore::save(const SaveBatch& changes, const void* writer) {
@@ -849,7 +956,7 @@ void PersistentStore::save(const SaveBatch& changes, const void* writer) {
     rollbackWriteLocked();
     throw StoreError(
         e.code() == StoreErrorCode::FetchFailed ? StoreErrorCode::SaveFailed : e.code(),
-        std::string("Save failed, nothing was written: ") + e.what());
+        std::string("Save failed, nothing was written: ") + e.what(), e.sqliteCode(), e.kind());
   } catch (const std::exception& e) {
     rollbackWriteLocked();
     throw StoreError(StoreErrorCode::SaveFailed,

@@ -58,9 +58,19 @@ enum class StoreType { SQLite, InMemory };
 // mutex. Held by std::shared_ptr by the contexts that use it.
 class PersistentStore {
  public:
-  // Opens (creating when missing) and migrates the file. Throws StoreError: CannotOpen when
-  // the file cannot be opened or is not a database, IncompatibleModel when the schema
-  // cannot be migrated (the file is then left as it was). `path` is ignored for InMemory.
+  // How long a statement waits for another connection's lock before failing as busy, by
+  // default.
+  static constexpr int kBusyTimeoutMilliseconds = 20000;
+  // The wait of connections opened from now on (process-wide; any thread). Hosts that must
+  // answer quickly, and tests of a lock held throughout, shorten it.
+  static void setBusyTimeout(int milliseconds);
+  static int busyTimeout();
+
+  // Opens (creating when missing) and migrates the file. A file whose recorded model is this
+  // model is only read (no write transaction). Throws StoreError: CannotOpen when the file
+  // cannot be opened or is not a database (kind() tells corrupt from busy, full, read-only,
+  // no access and I/O errors), IncompatibleModel when the schema cannot be migrated (the file
+  // is then left as it was). `path` is ignored for InMemory.
   static std::shared_ptr<PersistentStore> open(std::shared_ptr<const ManagedObjectModel> model,
                                                StoreType type, const std::string& path = {});
   ~PersistentStore();
@@ -82,7 +92,9 @@ class PersistentStore {
   void setSaveHook(SaveHook hook);
 
   // --- Used by contexts ---
-  // Reserves `count` consecutive row keys of the entity's table; returns the first.
+  // Reserves `count` consecutive row keys of the entity's table; returns the first. Keys are
+  // reserved in the file (kReservedKeyBlock or more at a time), so processes sharing the file
+  // never hand out the same key. Throws StoreError when the reservation cannot be written.
   std::int64_t allocateKeys(const EntityDescription& entity, std::size_t count);
   // The row's snapshot, or false when there is no such row.
   bool loadRow(const EntityDescription& entity, std::int64_t key, ObjectSnapshot& out);
@@ -146,10 +158,16 @@ class PersistentStore {
     std::unordered_map<const EntityDescription*, EntityLayout> entities;
     std::string selectList;  // "t0._pk, t0._entity, t0.\"a\", ..."
     std::optional<std::int64_t> nextKey;
+    std::int64_t reservedEnd = 0;  // keys below this are reserved for this connection
   };
 
   void openConnection();
   void migrate();
+  // Drops the cached key reservations (after a rollback took them back).
+  void forgetReservedKeys();
+  static constexpr std::int64_t kReservedKeyBlock = 256;
+  // True when the file records this model's hash, so there is nothing to migrate.
+  bool schemaMatchesModel();
   void buildLayouts();
   sqlite3_stmt* statement(const std::string& sql);
   void exec(const std::string& sql);

@@ -11,6 +11,7 @@
 #include "Platform/Foundation/EmbeddedResources.h"
 #include "Platform/Foundation/Injector.h"
 #include "Platform/Foundation/Logger.h"
+#include "Platform/ObjectStore/DamagedStoreFiles.h"
 #include "Platform/ObjectStore/ObjectStoreHelpers.h"
 
 namespace dm {
@@ -31,27 +32,6 @@ std::mutex& sharedMutex() {
 std::shared_ptr<ManagedObjectStore>& sharedSlot() {
   static std::shared_ptr<ManagedObjectStore> store;
   return store;
-}
-
-// Removes the store file and the journal files SQLite keeps beside it. A missing store file
-// counts as a failure: there was nothing the retry could gain from.
-bool deleteStoreFiles(const std::filesystem::path& storePath, std::string& error) {
-  std::error_code ec;
-  for (const char* suffix : {"-wal", "-shm", "-journal"}) {
-    std::filesystem::path companion = storePath;
-    companion += suffix;
-    std::filesystem::remove(companion, ec);
-  }
-  ec.clear();
-  if (!std::filesystem::exists(std::filesystem::symlink_status(storePath, ec))) {
-    error = "No such file: " + storePath.string();
-    return false;
-  }
-  if (!std::filesystem::remove(storePath, ec) || ec) {
-    error = ec ? ec.message() : "the file could not be removed";
-    return false;
-  }
-  return true;
 }
 
 bool pathExists(const std::filesystem::path& path) {
@@ -136,27 +116,33 @@ void ManagedObjectStore::resetSharedInstance() {
 
 std::shared_ptr<PersistentStore> ManagedObjectStore::openWithRecovery(
     const std::filesystem::path& storePath, const std::filesystem::path& directoryPath) {
-  std::string lastError;
+  std::optional<StoreError> lastError;
   for (int attempt = 0; attempt < 2; ++attempt) {
     try {
       return PersistentStore::open(model_, StoreType::SQLite, storePath.string());
     } catch (const StoreError& error) {
-      lastError = error.what();
+      lastError = error;
     }
-    if (attempt == 0) {
-      logWarning("Removing existing SQLite persistent store.",
-                 LogLocation{kLogFile, kRemovingLine, kLogFunction});
-      std::string deleteError;
-      if (!deleteStoreFiles(storePath, deleteError)) {
-        logError("Failed to delete SQLite persistent store. " + deleteError + ".",
-                 LogLocation{kLogFile, kDeleteFailedLine, kLogFunction});
-      }
+    // Only a damaged file is replaced. A busy, full, read-only or unreachable file holds
+    // records that are fine; it is reported and left exactly as it is.
+    if (attempt > 0 || !lastError->isCorruption()) break;
+    logWarning("Removing existing SQLite persistent store.",
+               LogLocation{kLogFile, kRemovingLine, kLogFunction});
+    std::string moveError;
+    if (moveDamagedStoreAside(storePath, moveError)) {
+      DiagnosticEvents::shared()->logEvent("ManagedObjectStore.storeMovedAside",
+                                           {{"path", storePath.string()},
+                                            {"kept as", damagedStorePath(storePath).string()},
+                                            {"error", lastError->what()}});
+    } else {
+      logError("Failed to delete SQLite persistent store. " + moveError + ".",
+               LogLocation{kLogFile, kDeleteFailedLine, kLogFunction});
     }
   }
 
   nlohmann::json parameters = {
       {"Failed to add SQLite persistent store.",
-       "path: " + storePath.string() + " error: " + lastError},
+       "path: " + storePath.string() + " error: " + lastError->what()},
       {"Free disk space",
        std::to_string(static_cast<long>(Directories::freeDiskSpace(directoryPath)))},
       {"Is documentsDirectory exist", pathExists(directoryPath) ? "1" : "0"},
@@ -164,6 +150,10 @@ std::shared_ptr<PersistentStore> ManagedObjectStore::openWithRecovery(
   };
   DiagnosticEvents::shared()->logEvent("ManagedObjectStore.initializeContextWithStorePath",
                                        parameters);
+  {
+    std::lock_guard lock(mutex_);
+    openError_ = lastError;
+  }
   try {
     return PersistentStore::open(model_, StoreType::InMemory);
   } catch (const StoreError& error) {
@@ -171,6 +161,11 @@ std::shared_ptr<PersistentStore> ManagedObjectStore::openWithRecovery(
     logError(std::string("Failed to add in-memory persistent store. ") + error.what() + ".");
     return nullptr;
   }
+}
+
+std::optional<StoreError> ManagedObjectStore::openError() const {
+  std::lock_guard lock(mutex_);
+  return openError_;
 }
 
 void ManagedObjectStore::initializeContextWithStorePath(

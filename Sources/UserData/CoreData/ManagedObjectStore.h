@@ -1,11 +1,13 @@
 // The main store: the record model "Korvalo" in one SQLite file in the documents directory,
-// opened with recovery (delete and recreate, then memory-only), with its root saving context
+// opened with recovery (a damaged file is moved aside and recreated; any other failure
+// leaves the file alone and runs memory-only), with its root saving context
 // and main-queue context, shared process-wide and provided to the injector as "objectStore".
 #pragma once
 
 #include <filesystem>
 #include <memory>
 #include <mutex>
+#include <optional>
 #include <string>
 
 #include "Mapping/Records/MappingStore.h"
@@ -60,9 +62,14 @@ class ManagedObjectStore final : public MappingStore {
   // thread, but no other thread may be initialising at the same time.
   static void resetSharedInstance();
 
-  // Opens the store at `storePath` (in `directoryPath`) with recovery: on a failure the file
-  // and its companions are deleted and the open is tried once more; when that fails too, a
-  // diagnostic event is sent and a memory-only store is used. Then creates the contexts.
+  // Opens the store at `storePath` (in `directoryPath`) with recovery: when the file is
+  // damaged (SQLite reports it corrupt or not a database) it and its companions are moved
+  // aside to "<file>.damaged" (replacing an earlier damaged copy, with the diagnostic event
+  // "ManagedObjectStore.storeMovedAside") and the open is tried once more. Any other failure
+  // (busy past the timeout, full disk, read-only, no access, I/O error), or a second failure,
+  // sends the diagnostic event "ManagedObjectStore.initializeContextWithStorePath", leaves the
+  // files as they are and uses a memory-only store; openError() then tells why.
+  // Then creates the contexts.
   // Never throws for store reasons. Called once per store by the initialisers; any thread.
   void initializeContextWithStorePath(const std::filesystem::path& storePath,
                                       const std::filesystem::path& directoryPath);
@@ -87,6 +94,9 @@ class ManagedObjectStore final : public MappingStore {
   std::shared_ptr<ManagedObjectContext> mainQueueManagedObjectContext() const;
   // True when the file could not be opened and nothing is persisted. Any thread.
   bool isInMemory() const;
+  // Why the file is not in use (kind() tells busy, full, read-only, ...), or nothing when it
+  // is. Any thread.
+  std::optional<StoreError> openError() const;
 
   // A new private-queue child of the root context for background work (it merges what the
   // root saves). The caller owns it; nullptr when the store has no contexts (not even
@@ -110,6 +120,7 @@ class ManagedObjectStore final : public MappingStore {
   std::shared_ptr<ManagedObjectContext> rootContext_;
   std::shared_ptr<ManagedObjectContext> mainContext_;
   std::shared_ptr<ManagedObjectContext> classContext_;  // guarded by mutex_
+  std::optional<StoreError> openError_;                 // guarded by mutex_
 };
 
 }  // namespace dm

@@ -1,5 +1,5 @@
 // The main store: shared instance, file creation and reopening, recovery from a corrupt file
-// and from a file that cannot be deleted, injector registration.
+// (kept aside) and no recovery for a file that cannot be opened, injector registration.
 #include <gtest/gtest.h>
 
 #include <string>
@@ -133,7 +133,13 @@ TEST_F(MainStoreTest, CorruptFileIsReplacedByAFreshStoreWithOneWarning) {
   EXPECT_EQ(warnings[0].message, "Removing existing SQLite persistent store.");
   EXPECT_TRUE(entriesAt(*logger, 84).empty());
   EXPECT_EQ(logger->entries().size(), 1u);
-  EXPECT_TRUE(events->events().empty());
+  // The damaged file is kept beside the new one, and the event says where.
+  auto sent = events->events();
+  ASSERT_EQ(sent.size(), 1u);
+  EXPECT_EQ(sent[0].description, "ManagedObjectStore.storeMovedAside");
+  EXPECT_EQ(sent[0].parameters.at("kept as"), storeFile().string() + ".damaged");
+  EXPECT_EQ(readFile(storeFile().string() + ".damaged"),
+            std::string(4096, '\x5a') + "not a database");
 
   // The new file is a working, empty store.
   EXPECT_TRUE(ownerNames(*store).empty());
@@ -141,26 +147,19 @@ TEST_F(MainStoreTest, CorruptFileIsReplacedByAFreshStoreWithOneWarning) {
   EXPECT_EQ(ownerNames(*store), std::vector<std::string>{"after recovery"});
 }
 
-// A non-empty directory where the file should be can be neither opened nor removed as a
-// file, whatever the user's privileges.
-TEST_F(MainStoreTest, UndeletableStoreFallsBackToMemoryWithTheDiagnosticEvent) {
+// A non-empty directory where the file should be cannot be opened, but it is not a damaged
+// store either: nothing is moved or deleted, the store runs memory-only and says why.
+TEST_F(MainStoreTest, UnopenableStoreIsLeftAloneAndFallsBackToMemoryWithTheDiagnosticEvent) {
   std::filesystem::create_directories(storeFile());
   writeFile(storeFile() / "keep", "x");
 
   auto store = ManagedObjectStore::initWithManagedObjectModel(mainStoreTestModel());
   ASSERT_NE(store, nullptr);
   EXPECT_TRUE(store->isInMemory());
-
-  auto warnings = entriesAt(*logger, 81);
-  ASSERT_EQ(warnings.size(), 1u);
-  EXPECT_EQ(warnings[0].message, "Removing existing SQLite persistent store.");
-  auto errors = entriesAt(*logger, 84);
-  ASSERT_EQ(errors.size(), 1u);
-  EXPECT_EQ(errors[0].level, LogLevel::Error);
-  const std::string prefix = "Failed to delete SQLite persistent store. ";
-  EXPECT_EQ(errors[0].message.rfind(prefix, 0), 0u) << errors[0].message;
-  EXPECT_GT(errors[0].message.size(), prefix.size() + 1);
-  EXPECT_EQ(errors[0].message.back(), '.');
+  ASSERT_TRUE(store->openError().has_value());
+  EXPECT_EQ(store->openError()->kind(), StoreFailureKind::CannotOpen);
+  EXPECT_TRUE(entriesAt(*logger, 81).empty());
+  EXPECT_TRUE(entriesAt(*logger, 84).empty());
 
   auto sent = events->events();
   ASSERT_EQ(sent.size(), 1u);
@@ -191,8 +190,8 @@ TEST_F(MainStoreTest, MissingDocumentsDirectoryReportsNeitherDirectoryNorFile) {
   auto store = ManagedObjectStore::initWithManagedObjectModel(mainStoreTestModel());
   ASSERT_NE(store, nullptr);
   EXPECT_TRUE(store->isInMemory());
-  EXPECT_EQ(entriesAt(*logger, 81).size(), 1u);
-  EXPECT_EQ(entriesAt(*logger, 84).size(), 1u);
+  EXPECT_TRUE(entriesAt(*logger, 81).empty());
+  EXPECT_TRUE(entriesAt(*logger, 84).empty());
   auto sent = events->events();
   ASSERT_EQ(sent.size(), 1u);
   EXPECT_EQ(sent[0].parameters.at("Is documentsDirectory exist"), "0");
