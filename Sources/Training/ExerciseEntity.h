@@ -5,6 +5,7 @@
 
 #include <cstdint>
 #include <optional>
+#include <string>
 #include <vector>
 
 #include <nlohmann/json.hpp>
@@ -145,6 +146,29 @@ class ExerciseEntity : public ExerciseEntityGenerated {
   Predicate thisExerciseOnlyCompletedSetsPredicate() const;
   // 0..1: the share of the planned sets done since `start` (all history without one).
   double progressMade(std::optional<Date> start);
+
+  // --- One-line recommendation texts (ExerciseRecommendationTexts.cpp) ---
+  // Editing mirrors of the sets count and the cardio fields; the sets text defaults to the
+  // stored recommendedSets.
+  std::optional<std::string> recommendedSetsStringOverride;
+  std::string recommendedDurationString;
+  std::string recommendedMinimumPulse;
+  std::string recommendedMaximumPulse;
+  std::optional<std::string> recommendedSetsString() const;
+  // 3x10x60 kg; 10x60 kg - 8x70 kg for a pyramid; 3x30 min, 120 - 140 bpm for cardio.
+  std::optional<std::string> recommendation();
+  std::optional<std::string> recommendationCardioIncludeSets(bool includeSets);
+  // `weight` and `repeats` are numbers or texts; anything not above 0 counts as absent.
+  std::optional<std::string> recomendationByWeight(const nlohmann::json& weight,
+                                                   const nlohmann::json& repeats);
+  std::optional<std::string> recomendationStraightWithRepeats(
+      const nlohmann::json& repeats, const std::optional<std::string>& setsText);
+  std::optional<std::string> recomendationPyramid();
+  std::optional<std::string> recomendationPyramidForSet(std::size_t index);
+  // Texts joined pairwise with the join format ("%@x%@", isolated x right to left).
+  static std::optional<std::string> concatenate(const std::vector<std::string>& texts);
+  static std::optional<std::string> rtlIsolateIfNeeded(const std::optional<std::string>& text);
+  static bool isRTL();
 
   // --- Requests ---
   // The body sent when a day's exercises are saved: no "id" before the server has seen the
