@@ -3,16 +3,16 @@
 #include <gtest/gtest.h>
 
 #include "Platform/Foundation/LocaleServices.h"
-#include "Profile/ProfileTestSupport.h"
 #include "Training/ExerciseEntity.h"
+#include "Training/TrainingTestSupport.h"
 
 namespace dm::test {
 namespace {
 
-class ExerciseRecommendationTest : public ProfileStoreTest {
+class ExerciseRecommendationTest : public TrainingStoreTest {
  protected:
   void SetUp() override {
-    ProfileStoreTest::SetUp();
+    TrainingStoreTest::SetUp();
     UnitsHelper::sharedInstance().setPrefs(prefs);
     UnitsHelper::sharedInstance().setWeightUnitsValue(0);
     use("en_US", "en");
@@ -20,7 +20,7 @@ class ExerciseRecommendationTest : public ProfileStoreTest {
   void TearDown() override {
     use("", "");
     UnitsHelper::sharedInstance().setPrefs(nullptr);
-    ProfileStoreTest::TearDown();
+    TrainingStoreTest::TearDown();
   }
   static void use(const char* locale, const char* language) {
     setCurrentLocaleIdentifier(locale);

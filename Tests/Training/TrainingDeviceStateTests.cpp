@@ -5,11 +5,11 @@
 #include "Platform/Foundation/Clock.h"
 #include "Platform/Foundation/EventCenter.h"
 #include "Platform/Foundation/SettingsStore.h"
-#include "Profile/ProfileTestSupport.h"
 #include "Training/ExerciseCompletedSetEntity.h"
 #include "Training/ExerciseCompletedSetUpdateEntity.h"
 #include "Training/ExercisesUtils.h"
 #include "Training/TrainingRequests.h"
+#include "Training/TrainingTestSupport.h"
 #include "Training/WorkoutResultsEntity.h"
 #include "Training/WorkoutResultsUpdateEntity.h"
 
@@ -76,7 +76,7 @@ TEST_F(ExercisesUtilsTest, ChartStateAndResetAll) {
   EXPECT_EQ(ExercisesUtils::stringFromNumber(std::nullopt), std::nullopt);
 }
 
-using TrainingRequestsTest = ProfileStoreTest;
+using TrainingRequestsTest = TrainingStoreTest;
 
 TEST_F(TrainingRequestsTest, CompletedSetsTravelInOneAddRequest) {
   perform([&] {

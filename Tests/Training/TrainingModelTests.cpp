@@ -2,20 +2,18 @@
 // exercises, completed sets connect to their exercises, pending corrections are found by guid.
 #include <gtest/gtest.h>
 
-#include "Profile/ProfileTestSupport.h"
 #include "Training/ExerciseCompletedSetDeleteEntity.h"
 #include "Training/ExerciseCompletedSetEntity.h"
 #include "Training/ExerciseCompletedSetUpdateEntity.h"
 #include "Training/ExerciseEntity.h"
 #include "Training/TrainingCourseEntity.h"
 #include "Training/TrainingDayEntity.h"
+#include "Training/TrainingTestSupport.h"
 #include "Training/WorkoutResultsEntity.h"
 #include "Training/WorkoutResultsUpdateEntity.h"
 
 namespace dm::test {
 namespace {
-
-using TrainingStoreTest = ProfileStoreTest;
 
 constexpr const char* kCourse = R"({"course": {
   "id": 7, "name": "Strength base", "course_status": "active", "template_id": 3,
@@ -24,16 +22,16 @@ constexpr const char* kCourse = R"({"course": {
     {"id": 70, "title": "Legs", "position": 1, "courseId": 7, "status": "published",
      "ios_location_type": "gym",
      "exercises": [
-       {"id": 701, "postExerciseID": 11, "trainingDayId": 70, "position": 1, "superset": 1,
+       {"id": 701, "postExerciseID": 900011, "trainingDayId": 70, "position": 1, "superset": 1,
         "set_type": "pyramid", "handbook_type": "power", "weight_type": "number",
         "status": "published", "restTime": 90,
         "recommendedPyramid": [{"repeats": 12, "weight": 40}, {"repeats": "10", "weight": "45"},
                                {"repeats": 8, "weight": 50}]},
-       {"id": 702, "postExerciseID": 12, "trainingDayId": 70, "position": 2, "superset": 1,
+       {"id": 702, "postExerciseID": 900012, "trainingDayId": 70, "position": 2, "superset": 1,
         "set_type": "straight", "handbook_type": "cardio", "recommendedSets": 20, "sets": 1}
      ]},
     {"id": 71, "title": "Back", "position": 2, "courseId": 7, "exercises": [
-       {"id": 711, "postExerciseID": 13, "trainingDayId": 71, "position": 1,
+       {"id": 711, "postExerciseID": 900013, "trainingDayId": 71, "position": 1,
         "set_type": "straight", "handbook_type": "functional_seconds",
         "recommendedRepeats": 45, "recommendedSets": 3}
      ]}
