@@ -180,21 +180,22 @@ TEST_F(TrainingStoreTest, ProgressScoresDoneRepeatsAgainstThePlanAndRaisesTinySh
 TEST_F(TrainingStoreTest, CorrectionThenRemovalThenServerAcknowledgementByGuid) {
   perform([&] {
     map("TrainingCourseEntity", kCourse, "course");
-    auto* set = insert<ExerciseCompletedSetEntity>();
-    set->setGuid("g-1");
-    set->setEntityID(0);
-    set->setExerciseId(701);
-    set->setRepeats(12);
-    set->setValue(40);
-    set->setComment("easy");
-    set->setExecutedAt(Date(1714557600));
-    context->save();
+    // Recorded on the device: a guid, no server id yet.
+    auto* set = dynamic_cast<ExerciseCompletedSetEntity*>(
+        map("ExerciseCompletedSetEntity",
+            R"({"completed_set": {"guid": "g-1", "id": 0, "exerciseId": 701, "repeats": 12,
+                "value": 40, "comment": "easy", "executedAt": "2024-05-01T10:00:00Z"}})",
+            "completed_set")
+            .at(0));
+    ASSERT_NE(set, nullptr);
+    ASSERT_NE(set->exersice(), nullptr);
     EXPECT_EQ(set->exersice()->entityID(), 701);
     EXPECT_EQ(set->updatedRepeats(), 12);
 
     auto* update = insert<ExerciseCompletedSetUpdateEntity>();
     update->setGuid("g-1");
     update->setValue(42.5);
+    context->save();
     EXPECT_EQ(set->updatedValue(), 42.5);
     EXPECT_EQ(set->updatedRepeats(), std::nullopt);  // the correction wins, even absent
     EXPECT_EQ(set->updatedComment(), std::nullopt);
@@ -229,13 +230,13 @@ TEST_F(TrainingStoreTest, SetDurationsAndDayKeys) {
     auto exercises = all("Exercise");
     auto* power = dynamic_cast<ExerciseEntity*>(exercises.at(0));
     auto* cardio = dynamic_cast<ExerciseEntity*>(exercises.at(1));
-    auto* set = insert<ExerciseCompletedSetEntity>();
-    set->setGuid("d-1");
-    set->setRepeats(12);
-    set->setValue(1.5);
-    set->setExerciseId(701);
-    set->setExecutedAt(Date(1714557600));  // 2024-05-01 10:00 UTC
-    context->save();
+    auto* set = dynamic_cast<ExerciseCompletedSetEntity*>(
+        map("ExerciseCompletedSetEntity",
+            R"({"completed_set": {"guid": "d-1", "exerciseId": 701, "repeats": 12,
+                "value": 1.5, "executedAt": "2024-05-01T10:00:00Z"}})",
+            "completed_set")
+            .at(0));
+    ASSERT_NE(set, nullptr);
     EXPECT_EQ(set->durationForExercise(*power), 24);
     EXPECT_EQ(set->durationForExercise(*cardio), 90);
     EXPECT_EQ(set->trainingDayKeyWithSeconds(), "171455760070");
