@@ -30,6 +30,13 @@ class ExerciseCompletedSetEntity : public ExerciseCompletedSetEntityGenerated {
   std::optional<double> updatedValue();
   void removeAllUpdateEntities();
 
+  // The post exercise actually done (an alternative may have been chosen). Stored as
+  // donePostExerciseId: store columns ignore letter case, and the exercise's postExerciseID
+  // shares this table.
+  std::int64_t postExerciseId() const { return donePostExerciseId(); }
+  bool hasPostExerciseId() const { return hasDonePostExerciseId(); }
+  void setPostExerciseId(std::int64_t id) { setDonePostExerciseId(id); }
+
   unsigned valueType() const { return static_cast<unsigned>(value_type()); }
   std::int64_t getCourseId() const;
   // "yyyyMMdd" of executedAt; the day key followed by the training day id; the same with the
