@@ -2,6 +2,8 @@
 // exercises, completed sets connect to their exercises, pending corrections are found by guid.
 #include <gtest/gtest.h>
 
+#include "Handbook/Entities/HandbookPostExerciseEntity.h"
+#include "Platform/Foundation/SettingsStore.h"
 #include "Training/ExerciseCompletedSetDeleteEntity.h"
 #include "Training/ExerciseCompletedSetEntity.h"
 #include "Training/ExerciseCompletedSetUpdateEntity.h"
@@ -268,6 +270,45 @@ TEST_F(TrainingStoreTest, WorkoutResultShowsCorrectedValues) {
     EXPECT_EQ(result->realHeartRateAverage(), 120);  // a zero correction is no measurement
     EXPECT_EQ(WorkoutResultsEntity::getAllTempEnitities(*context).size(), 1u);
     EXPECT_EQ(WorkoutResultsEntity::entity(*context, "r-1"), result);
+  });
+}
+
+}  // namespace
+}  // namespace dm::test
+
+namespace dm::test {
+namespace {
+
+// Puts post exercises into the test's handbook: id -> comma-separated alternatives.
+void addPostExercises(const std::vector<std::pair<std::int64_t, std::string>>& posts) {
+  auto storage = HandbookAdapter::shared().storage();
+  storage->performOnSavingContextAndWait([&](ManagedObjectContext& handbook) {
+    for (const auto& [id, alternatives] : posts) {
+      auto* post = dynamic_cast<HandbookPostExerciseEntity*>(
+          handbook.insertNewObject(HandbookPostExerciseEntity::kEntityName));
+      post->setEntityID(id);
+      post->setExerciseTypeString("power");
+      post->setAlternativeIds(alternatives);
+    }
+    handbook.save();
+  });
+}
+
+TEST_F(TrainingStoreTest, AlternativesRotateThroughTheListAndBackToTheMainExercise) {
+  addPostExercises({{900011, "7,9,900012,7"}, {7, ""}, {9, ""}, {900012, ""}});
+  perform([&] {
+    map("TrainingCourseEntity", kCourse, "course");
+    auto* exercise = dynamic_cast<ExerciseEntity*>(all("Exercise").at(0));
+    // 900012 is already in the day and 7 is listed twice: neither is offered again.
+    EXPECT_EQ(exercise->alternativeIds(), (std::vector<std::int64_t>{7, 9}));
+    std::vector<std::optional<std::int64_t>> seen;
+    for (int i = 0; i < 4; ++i) {
+      exercise->rotateCurrentPostExerciseToNext();
+      seen.push_back(exercise->selectedCustomExerciseId());
+    }
+    EXPECT_EQ(seen, (std::vector<std::optional<std::int64_t>>{7, 9, std::nullopt, 7}));
+    ASSERT_NE(exercise->currentPostExercise(), nullptr);
+    EXPECT_EQ(exercise->currentPostExercise()->entityID(), 7);
   });
 }
 

@@ -5,6 +5,7 @@
 #include <memory>
 
 #include "Handbook/Adapter/HandbookAdapter.h"
+#include "Platform/Foundation/SettingsStore.h"
 #include "Platform/Foundation/WorkQueue.h"
 #include "Profile/ProfileTestSupport.h"
 
@@ -14,6 +15,8 @@ class TrainingStoreTest : public ProfileStoreTest {
  protected:
   void SetUp() override {
     ProfileStoreTest::SetUp();
+    // Device settings (chosen alternatives, sides) stay in memory, one store per test.
+    SettingsStore::setStandard(SettingsStore::inMemory());
     HandbookStorage::Options options;
     options.applicationSupportDirectory = dir.path() / "handbook";
     HandbookAdapter::setShared(std::make_unique<HandbookAdapter>(options));
@@ -21,6 +24,7 @@ class TrainingStoreTest : public ProfileStoreTest {
   void TearDown() override {
     MainQueue::shared().runUntilIdle();
     HandbookAdapter::setShared(nullptr);
+    SettingsStore::setStandard(nullptr);
     ProfileStoreTest::TearDown();
   }
 };
