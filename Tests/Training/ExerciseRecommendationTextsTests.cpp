@@ -93,5 +93,26 @@ TEST_F(ExerciseRecommendationTest, RightToLeftIsolatesTheJoinerAndTheWholeLine) 
   });
 }
 
+TEST_F(ExerciseRecommendationTest, EditedWeightsArriveInTheUsersUnitsAndAreStoredInKilograms) {
+  perform([&] {
+    UnitsHelper::sharedInstance().setWeightUnitsValue(1);
+    auto* power = straight();
+    power->setRecommendedWeightValueString("12,5");
+    EXPECT_NEAR(power->recommendedWeightValue(), UnitsHelper::weightToKG(12.5), 1e-9);
+    EXPECT_LT(power->recommendedWeightValue(), 12.5);  // pounds became kilograms
+
+    power->setRecommendedPyramidWithRepeats({10, 8}, {100, 110});
+    auto steps = power->recommendedPyramid();
+    ASSERT_EQ(steps.size(), 2u);
+    EXPECT_EQ(steps[1]["repeats"], 8);
+    EXPECT_NEAR(steps[0]["weight"].get<double>(), UnitsHelper::weightToKG(100), 1e-9);
+
+    power->setWeightType(ExerciseWeightType::PercentFromMaximum);
+    power->setRecommendedPyramidWithRepeats({5}, {80});
+    EXPECT_EQ(power->recommendedPyramid()[0]["weight"], 80);  // percents are kept as given
+    EXPECT_EQ(power->recommendedWeightValueStringForSet(0), "0");
+  });
+}
+
 }  // namespace
 }  // namespace dm::test
