@@ -1,0 +1,62 @@
+// A set done by the client, recorded on the device under a guid. Corrections and removals are
+// separate pending records with the same guid; readers see the corrected values through the
+// updated... accessors.
+#pragma once
+
+#include <optional>
+#include <string>
+
+#include "Platform/ObjectStore/Predicate.h"
+#include "Training/ExerciseCompletedSetEntityGenerated.h"
+
+namespace dm {
+
+class ExerciseCompletedSetUpdateEntity;
+class ExerciseCompletedSetDeleteEntity;
+
+// Threads and ownership as ManagedObject: use on the context's queue.
+class ExerciseCompletedSetEntity : public ExerciseCompletedSetEntityGenerated {
+ public:
+  // Memoise the pending-record lookups (lists that read many sets at once).
+  bool shouldCacheUpdateEntity = false;
+  bool shouldCacheDeleteEntity = false;
+
+  // The pending correction / removal with this guid in the record's context, if any.
+  ExerciseCompletedSetUpdateEntity* updateEntity();
+  ExerciseCompletedSetDeleteEntity* deleteEntity();
+  // The correction's field when a correction exists (even an absent one), else the own field.
+  std::optional<std::string> updatedComment();
+  std::optional<std::int64_t> updatedRepeats();
+  std::optional<double> updatedValue();
+  void removeAllUpdateEntities();
+
+  // The post exercise actually done (an alternative may have been chosen). Stored as
+  // donePostExerciseId: store columns ignore letter case, and the exercise's postExerciseID
+  // shares this table.
+  std::int64_t postExerciseId() const { return donePostExerciseId(); }
+  bool hasPostExerciseId() const { return hasDonePostExerciseId(); }
+  void setPostExerciseId(std::int64_t id) { setDonePostExerciseId(id); }
+
+  unsigned valueType() const { return static_cast<unsigned>(value_type()); }
+  std::int64_t getCourseId() const;
+  // "yyyyMMdd" of executedAt; the day key followed by the training day id; the same with the
+  // execution time in seconds in place of the date.
+  std::string dateKey() const;
+  std::string trainingDayKey() const;
+  std::string trainingDayKeyWithSeconds() const;
+  // Seconds the set took: cardio minutes x 60, functional seconds, otherwise 2 s per repeat;
+  // a negative result gives 60.
+  double durationForExercise(const ExerciseEntity& exercise);
+  // Done within the last 12 hours.
+  bool isExecutedRecently() const;
+
+  static Predicate notMarkedDeletePredicate();
+
+ private:
+  bool updateAsked_ = false;
+  ExerciseCompletedSetUpdateEntity* cachedUpdate_ = nullptr;
+  bool deleteAsked_ = false;
+  ExerciseCompletedSetDeleteEntity* cachedDelete_ = nullptr;
+};
+
+}  // namespace dm
