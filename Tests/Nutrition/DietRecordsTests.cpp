@@ -119,7 +119,10 @@ TEST_F(DietRecordsTest, DietWithoutHandbookRelationOrMealsTotalsZero) {
   // The cache is asked again once the handbook knows the diet's products.
   relate(7, {10});
   perform([&] {
-    auto* diet = dynamic_cast<DietEntity*>(all("DietEntity").at(0));
+    DietEntity* diet = nullptr;
+    for (auto* object : all("DietEntity"))
+      if (auto* d = dynamic_cast<DietEntity*>(object); d && d->entityID() == 7) diet = d;
+    ASSERT_TRUE(diet);
     diet->calculateTotals();
     EXPECT_FLOAT_EQ(diet->caloriesTotal(), 534.0f);
   });

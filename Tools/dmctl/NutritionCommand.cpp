@@ -14,6 +14,7 @@
 #include "Platform/Foundation/LocaleServices.h"
 #include "Platform/Foundation/Localization.h"
 #include "Platform/Foundation/SettingsStore.h"
+#include "Platform/Foundation/WorkQueue.h"
 #include "Platform/ObjectStore/FetchRequest.h"
 #include "Units/UnitsHelper.h"
 #include "UserData/CoreData/ManagedObjectStore.h"
@@ -42,13 +43,20 @@ std::string number(double value) {
 // The stored diet of the day DATE (in the current time zone), or an error.
 dm::DietEntity* dietOn(dm::ManagedObjectContext& context, const std::string& date) {
   auto day = dm::dateFromString(date, "yyyy-MM-dd");
-  if (!day) throw CommandError("DATE must be written yyyy-MM-dd, not \"" + date + "\"");
+  if (!day) return nullptr;
   dm::FetchRequest request(context.model().entityNamed(dm::DietEntity::kEntityName));
   for (dm::ManagedObject* object : context.executeFetchRequest(request)) {
     auto* diet = dynamic_cast<dm::DietEntity*>(object);
     if (diet && diet->hasDate() && dm::isSameDay(diet->date(), *day)) return diet;
   }
-  throw CommandError("no diet is stored for " + date);
+  return nullptr;
+}
+
+// Fails (outside the context's queue) when DATE names no stored diet.
+void requireDiet(dm::ManagedObjectContext& context, const std::string& date) {
+  bool found = false;
+  context.performAndWait([&] { found = dietOn(context, date) != nullptr; });
+  if (!found) throw CommandError("no diet is stored for \"" + date + "\" (written yyyy-MM-dd)");
 }
 
 std::shared_ptr<dm::ManagedObjectStore> openStore(const GlobalOptions& options) {
@@ -78,12 +86,20 @@ void showDiet(const NutritionArguments& arguments, const GlobalOptions& options)
   units.setWeightMealUnitsValue(arguments.food == "imperial" ? dm::MealWeightUnitsTypeOunces
                                                              : dm::MealWeightUnitsTypeGrams);
   auto context = store->persistentStoreManagedObjectContext();
+  // The screen first records which handbook products the diet uses, then reads them there.
+  std::int64_t dietId = 0;
+  std::vector<std::int64_t> ids;
+  requireDiet(*context, arguments.date);
   context->performAndWait([&] {
     dm::DietEntity* diet = dietOn(*context, arguments.date);
-    // The screen records which handbook products the diet uses, then reads them from there.
-    auto ids = diet->allPostProductsIds();
-    dm::HandbookAdapter::shared().saveProductHandbookRelationships(diet->entityID(), ids, {});
-    dm::HandbookAdapter::shared().saveAndWait();
+    dietId = diet->entityID();
+    ids = diet->allPostProductsIds();
+  });
+  dm::HandbookAdapter::shared().saveProductHandbookRelationships(dietId, ids, {});
+  dm::HandbookAdapter::shared().saveAndWait();
+  dm::MainQueue::shared().runUntilIdle();
+  context->performAndWait([&] {
+    dm::DietEntity* diet = dietOn(*context, arguments.date);
     diet->setHanbookRelations(nullptr);
     diet->calculateTotals();
 
@@ -132,6 +148,7 @@ void showDiet(const NutritionArguments& arguments, const GlobalOptions& options)
 void showUpload(const NutritionArguments& arguments, const GlobalOptions& options) {
   auto store = openStore(options);
   auto context = store->persistentStoreManagedObjectContext();
+  requireDiet(*context, arguments.date);
   context->performAndWait([&] {
     dm::DietEntity* diet = dietOn(*context, arguments.date);
     auto body = dm::requestWithDiet(*diet, arguments.weekday)->serialized().toJson();
