@@ -130,6 +130,8 @@ TEST_F(DietRecordsTest, DietWithoutHandbookRelationOrMealsTotalsZero) {
 
 TEST_F(DietRecordsTest, MealProductsKeepTheirOrderAcrossReopening) {
   perform([&] { mapDiet(); });
+  context.reset();
+  store.reset();
   ManagedObjectStore::resetSharedInstance();
   store = ManagedObjectStore::initWithModelName(ManagedObjectStore::modelName);
   context = store->persistentStoreManagedObjectContext();
