@@ -196,6 +196,27 @@ TEST_F(DietRecordsTest, AlternativesDecodeResolveAndFailAsAWhole) {
   });
 }
 
+TEST_F(DietRecordsTest, WrongTypedValuesAreSkippedAndTheRestIsKept) {
+  relate(8, {10, 11});
+  perform([&] {
+    auto mapped = map("DietEntity", R"({"diet": {"id": 8, "common_advices": "Keep",
+      "meals": [{"id": 80, "time": "09:00", "products": [
+        {"id": 801, "post_product_id": 10, "product_portion": "lots", "number": 1},
+        {"id": 802, "post_product_id": 11, "product_portion": 100, "number": 1,
+         "alternatives": "not a list"}]}]}})",
+                      "diet");
+    ASSERT_EQ(mapped.size(), 1u);
+    auto* diet = dynamic_cast<DietEntity*>(mapped.front());
+    EXPECT_EQ(diet->commonRecommendations(), "Keep");
+    diet->calculateTotals();
+    EXPECT_FLOAT_EQ(diet->caloriesTotal(), 322.0f);  // the line without portion adds 0
+    DietMealEntity* breakfast = meal(diet, 80);
+    ASSERT_TRUE(breakfast);
+    EXPECT_EQ(ids(breakfast->orderedProducts()), (std::vector<std::int64_t>{801, 802}));
+    EXPECT_TRUE(breakfast->orderedProducts()[1]->alternatives().empty());
+  });
+}
+
 TEST_F(DietRecordsTest, MealTimesReadMinutesAndFallBackToSeven) {
   perform([&] {
     auto* meal = insert<DietMealEntity>();
