@@ -5,7 +5,7 @@
 #include <vector>
 
 #include "Platform/ObjectStore/Value.h"
-#include "Profile/MeasurementEntityGenerated.h"
+#include "Measurements/MeasurementEntityGenerated.h"
 
 namespace dm {
 

@@ -86,8 +86,8 @@ TEST(AccountRequests, SupportRequestSendsOnlySupportPhotosInOrder) {
   support->setCategoryID(2);
   support->setText("It crashes");
   support->setEmail(" Me@Home.net");
-  support->setPhotos(RecordValue(RecordValue::Array{RecordValue(first), RecordValue(other),
-                                                    RecordValue(second)}));
+  support->setPhotos(
+      RecordValue(RecordValue::Array{RecordValue(first), RecordValue(other), RecordValue(second)}));
   support->serializePhotos();
   EXPECT_EQ(body(*support), nlohmann::json::parse(R"({"category_id": 2, "message": "It crashes",
       "response_email": "me@home.net", "photos": [{"photo": "AAA"}, {"photo": "BBB"}]})"));

@@ -58,8 +58,7 @@ TEST_F(FinanceStoreTest, InvoiceTitles) {
     auto* invoice = insert<InvoiceEntity>();
     invoice->setServiceName("Coaching");
     invoice->setServiceType(ServiceType::Monthly);
-    EXPECT_EQ(invoice->serviceTitleWithType(),
-              "Coaching (TrainerSideCourseCell.Service.Monthly)");
+    EXPECT_EQ(invoice->serviceTitleWithType(), "Coaching (TrainerSideCourseCell.Service.Monthly)");
     invoice->setNumber("17");
     EXPECT_EQ(invoice->invoiceInfoTitle(), "") << "no creation date";
     invoice->setCreated_at(Date(1772398800.0));
