@@ -4,8 +4,8 @@
 #include <string_view>
 #include <vector>
 
-#include "Platform/ObjectStore/Value.h"
 #include "Measurements/MeasurementEntityGenerated.h"
+#include "Platform/ObjectStore/Value.h"
 
 namespace dm {
 
