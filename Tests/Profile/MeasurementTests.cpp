@@ -5,7 +5,9 @@
 #include <nlohmann/json.hpp>
 
 #include "Measurements/ProgressPhotoAddRequest.h"
+#include "Profile/MeasurementAddRequest.h"
 #include "Profile/MeasurementEntity.h"
+#include "Profile/MeasurementUpdateRequest.h"
 #include "Profile/ProfileCommonPhotoEntity.h"
 #include "Profile/UserEntity.h"
 #include "ProfileTestSupport.h"
@@ -49,6 +51,50 @@ TEST_F(MeasurementStoreTest, PayloadMapsGirthsTrainerAndOrderedLivePhotos) {
     EXPECT_TRUE(m->isEmptyValueForKey("mission")) << "absent text";
     m->setMission("");
     EXPECT_TRUE(m->isEmptyValueForKey("mission"));
+  });
+}
+
+TEST_F(MeasurementStoreTest, AddRequestFillsWithTheEmptyValueRuleAndSendsServerKeys) {
+  perform([&] {
+    auto* trainer = insert<UserEntity>();
+    trainer->setEntityID(5);
+    auto* m = insert<MeasurementEntity>();
+    m->setWeight(0);
+    m->setHeight(180);
+    m->setWaist(0);
+    m->setNeck(35);
+    m->setLeftHip(55);
+    m->setEverydayLoad(1.2);
+    m->setMission("not copied");
+    m->setDate(Date(1772352000.0));  // 2026-03-01 08:00 UTC
+    m->setTrainer(trainer);
+
+    auto request = std::make_shared<MeasurementAddRequest>();
+    request->fillDataWith(nullptr);
+    EXPECT_FALSE(request->hasWeight());
+    request->fillDataWith(m);
+    EXPECT_TRUE(request->hasWeight()) << "a weight of 0 is kept";
+    EXPECT_FALSE(request->hasWaist()) << "a waist of 0 becomes absent";
+    EXPECT_FALSE(request->hasMission());
+    EXPECT_TRUE(request->hasDate());
+    request->setDateString("2026-03-01");
+    request->serializePhotos();
+    EXPECT_EQ(request->serialized().toJson(), nlohmann::json::parse(R"({"measurement": {
+        "weight": 0, "height": 180, "neck": 35, "left_thigh": 55, "everyday_load": 1.2,
+        "trainerId": 5, "measured_at": "2026-03-01", "photos": []}})"));
+
+    auto later = std::dynamic_pointer_cast<MeasurementAddRequest>(request->copy());
+    ASSERT_NE(later, nullptr);
+    later->setDate(Date(1772396400.0));  // 20:00 the same day
+    EXPECT_TRUE(request->isEqual(*later));
+    later->setNeck(36);
+    EXPECT_FALSE(request->isEqual(*later));
+
+    auto update = MeasurementUpdateRequest::requestWithEntity(*m);
+    EXPECT_TRUE(update->hasWaist()) << "the update copies values as they are";
+    EXPECT_EQ(update->mission(), "not copied");
+    EXPECT_EQ(update->entity(), m);
+    EXPECT_EQ(update->copyWithEntity()->entity(), m);
   });
 }
 

@@ -7,6 +7,7 @@
 #include "Social/FeedPostLikeEntity.h"
 #include "Social/FeedPostLikeFirstEntity.h"
 #include "Social/FeedPostMediaEntity.h"
+#include "Social/PhotoAddRequest.h"
 
 namespace dm::test {
 namespace {
@@ -99,6 +100,32 @@ TEST(FeedLikeNames, OrderFollowsTheLanguage) {
   EXPECT_EQ(likeDisplayName("A", "B", "en"), "A B");
   EXPECT_EQ(likeDisplayName("A", "", "ko"), "A");
   EXPECT_EQ(likeDisplayName("", "B", "en"), "B");
+}
+
+TEST(PhotoRequests, ImageIsKeptAsItsJpegEncoding) {
+  RawImage image;
+  image.width = 16;
+  image.height = 8;
+  image.channels = 3;
+  for (int i = 0; i < image.width * image.height; ++i) {
+    image.pixels.insert(image.pixels.end(),
+                        {static_cast<std::uint8_t>(i * 7), static_cast<std::uint8_t>(255 - i), 90});
+  }
+  auto request = std::make_shared<PhotoAddRequest>();
+  ASSERT_TRUE(request->setImage(image));
+  ASSERT_TRUE(request->data().isString());
+  EXPECT_EQ(request->data().asString().substr(0, 2), "\xFF\xD8") << "JPEG start of image";
+  auto decoded = request->image();
+  ASSERT_TRUE(decoded.has_value());
+  EXPECT_EQ(decoded->width, 16);
+  EXPECT_EQ(decoded->height, 8);
+  EXPECT_NE(decoded->pixels, image.pixels) << "recompressed, not the bytes first given";
+
+  request->setData(RecordValue("not a jpeg"));
+  EXPECT_FALSE(request->image().has_value());
+  RawImage broken;
+  EXPECT_FALSE(request->setImage(broken));
+  EXPECT_FALSE(request->hasData());
 }
 
 }  // namespace
