@@ -54,7 +54,7 @@ RecordValue photoRequestsOf(const MeasurementEntity& measurement) {
     auto request = std::make_shared<ProgressPhotoAddRequest>();
     request->setEntityID(photo->entityID());
     request->setType(photo->sequence());
-    if (photo->hasEntityStatusString()) request->setStatusString(photo->entityStatusString());
+    if (!photo->entityStatusString().empty()) request->setStatusString(photo->entityStatusString());
     request->setFullAddress(photo->absoluteUrl());
     out.push_back(RecordValue(std::move(request)));
   }
@@ -95,7 +95,7 @@ void MeasurementAddRequest::serializePhotos() {
 
 bool isDatesEqual(const RecordValue& lhs, const RecordValue& rhs) {
   if (!lhs.isDate() || !rhs.isDate()) return lhs.isDate() == rhs.isDate();
-  return isSameDay(lhs.asDate(), rhs.asDate());
+  return isSameDay(Date(lhs.asDouble()), Date(rhs.asDouble()));
 }
 
 bool arePhotoEntityArraysEqual(const RecordValue& lhs, const RecordValue& rhs) {

@@ -24,7 +24,7 @@ std::vector<FeedPostMediaEntity*> FeedPostEntity::mediasOrdered() const {
   std::vector<FeedPostMediaEntity*> out;
   for (FeedPostMediaEntity* media : medias()) {
     if (!media || media->isDeleted()) continue;
-    if (media->hasEntityStatusString() && media->entityStatusString() == deleted) continue;
+    if (media->entityStatusString() == deleted) continue;
     out.push_back(media);
   }
   std::stable_sort(out.begin(), out.end(),
