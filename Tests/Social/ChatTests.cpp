@@ -120,6 +120,31 @@ TEST_F(ChatStoreTest, VideoPreviewFallsBackToDoubleDensity) {
   ScreenScale::setShared(nullptr);
 }
 
+TEST_F(ChatStoreTest, MalformedMessagesNeverCrashAndKeepWhatIsStored) {
+  perform([&] {
+    map("ChatMessageEntity", R"({"messages": [{"id": 1, "body": "kept", "deliveryState": 2}]})",
+        "messages");
+    const char* malformed[] = {
+        R"({"messages": [{"id": 1, "video_preview": "not a dictionary", "photo": 5}]})",
+        R"({"messages": [{"body": "no identifier"}]})",
+        R"({"messages": [{"id": "x", "created_at": [1], "video_url": {"a": 1}}]})",
+        R"({"messages": {"id": 1}})", R"({"messages": [null, 3, "text"]})"};
+    for (const char* payload : malformed) {
+      try {
+        map("ChatMessageEntity", payload, "messages");
+      } catch (const std::exception&) {
+        // A refused payload is fine; what is stored must survive it.
+      }
+    }
+    FetchRequest request(context->model().entityNamed(ChatMessageEntity::kEntityName));
+    request.predicate = Predicate::parse("entityID == 1");
+    auto stored = context->executeFetchRequest(request);
+    ASSERT_EQ(stored.size(), 1u);
+    EXPECT_EQ(message(stored[0])->text(), "kept");
+    EXPECT_EQ(message(stored[0])->deliveryState(), 2);
+  });
+}
+
 TEST(ChatDayKeys, LastSecondOfADayAndMidnightDifferByOne) {
   const std::int64_t offset = 3 * 3600;  // local time three hours ahead of UTC
   // 2026-03-01 23:59:59 local is 20:59:59 UTC.
