@@ -16,6 +16,13 @@ class InvoiceEntity : public InvoiceEntityGenerated {
   // The date pattern of the invoice title.
   static constexpr const char* kShortDatePattern = "dd.MM.yyyy";
 
+  // The invoice number as the server writes it ("number"; stored as invoiceNumber, since
+  // recalls keep a numeric field of that name in the same table).
+  std::string number() const { return invoiceNumber(); }
+  void setNumber(std::string value) { setInvoiceNumber(std::move(value)); }
+  bool hasNumber() const { return hasInvoiceNumber(); }
+  void clearNumber() { clearInvoiceNumber(); }
+
   // The service name and, in parentheses, the display key of its service type (returned
   // unlocalised), e.g. "Yoga (TrainerSideCourseCell.Service.Monthly)".
   std::string serviceTitleWithType() const;

@@ -109,7 +109,6 @@ std::int64_t chatDayGroupingKey(Date time, std::int64_t utcOffsetSeconds) {
 
 MappingDictionary ChatMessageEntity::Class::attributeMappings() const {
   auto mapping = ChatMessageEntityGenerated::Class::attributeMappings();
-  mapping.erase("guid");
   mapping["photoUrl"] = "photo";
   mapping["videoPreviewUrls"] = "video_preview";
   mapping["videoUrl"] = "video_url";

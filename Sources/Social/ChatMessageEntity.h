@@ -52,7 +52,8 @@ class ChatMessageEntity : public ChatMessageEntityGenerated {
   class Class : public ChatMessageEntityGenerated::Class {
    public:
     using ChatMessageEntityGenerated::Class::Class;
-    // The media fields come in through setters; the guid is this device's and never mapped.
+    // The media fields come in through setters. The guid stays mapped: the mapping engine
+    // matches only by mapped identification attributes, and a message is matched by either.
     MappingDictionary attributeMappings() const override;
     bool identifiesByAnyAttribute() const override { return true; }
   };

@@ -55,11 +55,9 @@ std::string classOf(const json& e) {
 }
 
 // Mappings that a hand-written class changes on purpose, beyond what its model entry says:
-// a chat message maps its media fields through setters and never maps its device guid; a
-// support photo sends only its bytes.
+// a chat message maps its media fields through setters; a support photo sends only its bytes.
 void applyHandWrittenMappingChanges(const std::string& className, MappingDictionary& keys) {
   if (className == "ChatMessageEntity") {
-    keys.erase("guid");
     keys["photoUrl"] = "photo";
     keys["videoPreviewUrls"] = "video_preview";
     keys["videoUrl"] = "video_url";

