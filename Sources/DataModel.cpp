@@ -11,6 +11,7 @@
 #include "Platform/Foundation/LocaleServices.h"
 #include "Platform/Foundation/SettingsStore.h"
 #include "Profile/ProfileStoreServices.h"
+#include "Social/SocialBehaviour.h"
 #include "UserData/CoreData/ManagedObjectStore.h"
 
 namespace dm {
@@ -42,6 +43,7 @@ void registerRecordClasses() {
   std::call_once(once, [] {
     registerKorvaloRecords();
     registerHandbookRecords();
+    registerSocialBehaviour();
   });
 }
 

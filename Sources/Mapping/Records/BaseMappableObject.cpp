@@ -176,7 +176,7 @@ RecordValue BaseMappableObject::rawValue(std::string_view name) const {
 RecordValue BaseMappableObject::valueForKey(std::string_view name) const {
   auto declaration = propertyNamed(name);
   if (!declaration) return {};
-  RecordValue value = rawValue(name);
+  RecordValue value = readValue(name, rawValue(name));
   if (value.isNull() && declaration->isScalar()) return zeroFor(declaration->kind);
   return value;
 }

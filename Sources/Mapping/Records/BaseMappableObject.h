@@ -136,6 +136,14 @@ class BaseMappableObject : public std::enable_shared_from_this<BaseMappableObjec
     mutable std::vector<PropertyDeclaration> properties_;
   };
 
+ protected:
+  // A class's rule for reading a field it declares (an e-mail read normalised): every read,
+  // and so every serialisation, goes through it; the stored value stays as it was set.
+  virtual RecordValue readValue(std::string_view name, RecordValue stored) const {
+    (void)name;
+    return stored;
+  }
+
  private:
   RecordValue rawValue(std::string_view name) const;
   RecordValue serializedTree(int depth) const;

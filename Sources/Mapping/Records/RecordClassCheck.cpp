@@ -2,6 +2,7 @@
 #include "Mapping/Records/RecordClassCheck.h"
 
 #include "Mapping/Records/RecordClass.h"
+#include "Platform/ObjectStore/ManagedObjectClasses.h"
 #include "Platform/ObjectStore/ManagedObjectModel.h"
 
 namespace dm {
@@ -37,8 +38,9 @@ void checkEntity(const ManagedObjectModel& model, const EntityDescription& entit
                         (destination ? destination->className() : relationship->destinationName) +
                         "\"");
   }
+  // A field the class takes through a setter of its own is mapped without being stored.
   for (const auto& [field, serverKey] : cls.attributeMappings())
-    if (!hasField(entity, field))
+    if (!hasField(entity, field) && !ManagedObjectClasses::setterFor(entity.className(), field))
       report(field, "mapped to \"" + serverKey + "\", but the entity has no such field");
   if (auto identification = cls.identificationAttributes())
     for (const auto& field : *identification)

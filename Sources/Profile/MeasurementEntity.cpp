@@ -1,0 +1,38 @@
+// Measurement records.
+#include "Profile/MeasurementEntity.h"
+
+#include <algorithm>
+#include <string>
+
+#include "Mapping/EntityStatus.h"
+#include "Profile/ProfileCommonPhotoEntity.h"
+
+namespace dm {
+
+std::vector<ProfileCommonPhotoEntity*> MeasurementEntity::photosOrdered() const {
+  std::vector<ProfileCommonPhotoEntity*> out;
+  for (ProfileCommonPhotoEntity* photo : photos()) {
+    if (!photo || photo->isDeleted()) continue;
+    if (photo->entityStatusString() == EntityStatusMappings().codeForEnum(EntityStatus::Deleted))
+      continue;
+    out.push_back(photo);
+  }
+  std::stable_sort(out.begin(), out.end(),
+                   [](auto* a, auto* b) { return a->sequence() < b->sequence(); });
+  return out;
+}
+
+bool MeasurementEntity::isEmptyValueForKey(std::string_view keyPath) const {
+  return isEmptyMeasurementValue(valueForKeyPath(keyPath));
+}
+
+bool isEmptyMeasurementValue(const Value& value) {
+  if (value.isNull()) return true;
+  if (value.isString()) return value.asString().empty();
+  if (value.isDouble()) return value.asDouble() == 0;
+  if (value.isInteger()) return value.asInt64() == 0;
+  if (value.isBool()) return !value.asBool();
+  return false;
+}
+
+}  // namespace dm

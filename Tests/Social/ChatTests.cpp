@@ -1,0 +1,194 @@
+// Chat records: identification, delivery states, times, sort keys, attachments, day keys,
+// conversation update times and the chat request bodies.
+#include <gtest/gtest.h>
+
+#include <nlohmann/json.hpp>
+
+#include "Platform/Host/ScreenScale.h"
+#include "Profile/ProfileTestSupport.h"
+#include "Social/ChatEntity.h"
+#include "Social/ChatMessageEntity.h"
+#include "Social/CreateChatRequest.h"
+#include "Social/SendMessageRequest.h"
+#include "Social/TypingNotificationRequest.h"
+
+namespace dm::test {
+namespace {
+
+class ChatStoreTest : public ProfileStoreTest {
+ protected:
+  ChatMessageEntity* message(ManagedObject* object) {
+    return dynamic_cast<ChatMessageEntity*>(object);
+  }
+};
+
+TEST_F(ChatStoreTest, MessagesMapWithAttachmentsAndKeepTheirFirstTimeAndSortKey) {
+  perform([&] {
+    auto first = map("ChatMessageEntity", R"({"messages": [
+        {"id": 7, "conversation_id": 3, "from_user_id": 11, "created_at": "2026-03-01T10:00:00Z",
+         "body": "hi", "photo": "chat/p.jpg"},
+        {"id": 8, "conversation_id": 3, "from_user_id": 12, "created_at": "2026-03-01T10:01:00Z",
+         "video_url": "https://v/clip.mp4", "video_preview": {"video_preview_2x": "https://v/p2.jpg"}}
+      ]})",
+                     "messages");
+    ASSERT_EQ(first.size(), 2u);
+    auto* photo = message(first[0]);
+    ASSERT_NE(photo, nullptr);
+    EXPECT_EQ(photo->text(), "hi");
+    EXPECT_EQ(photo->chatID(), 3);
+    EXPECT_EQ(photo->sortingID(), 700);
+    EXPECT_EQ(photo->attachmentKind(), ChatAttachmentType::Photo);
+    EXPECT_EQ(photo->photoUrl(), "chat/p.jpg");
+    EXPECT_EQ(photo->attachmentPreviewURL(), "chat/thumb_p.jpg");
+    auto* video = message(first[1]);
+    EXPECT_EQ(video->attachmentKind(), ChatAttachmentType::Video);
+    EXPECT_EQ(video->attachmentURL(), "https://v/clip.mp4");
+    EXPECT_EQ(video->attachmentPreviewURL(), "https://v/p2.jpg");
+    EXPECT_EQ(video->photoUrl(), "");
+    Date firstTime = photo->time();
+
+    // The same message again, with a later time: matched by id, first time kept.
+    auto again = map("ChatMessageEntity", R"({"messages": [
+        {"id": 7, "created_at": "2026-03-02T10:00:00Z", "body": "hi, edited"}]})",
+                     "messages");
+    ASSERT_EQ(again.size(), 1u);
+    EXPECT_EQ(again[0], first[0]);
+    EXPECT_EQ(photo->time().timeIntervalSince1970, firstTime.timeIntervalSince1970);
+    EXPECT_EQ(photo->text(), "hi, edited");
+    EXPECT_EQ(all("ChatMessageEntity").size(), 2u);
+  });
+}
+
+TEST_F(ChatStoreTest, DeliveryStatesOnlyAdvanceAndMinusOneResets) {
+  perform([&] {
+    auto* m = insert<ChatMessageEntity>();
+    m->setDeliveryState(3);
+    m->setDeliveryState(2);
+    EXPECT_EQ(m->deliveryState(), 3);
+    m->setDeliveryState(3);
+    EXPECT_EQ(m->deliveryState(), 3);
+    m->setDeliveryState(-1);
+    EXPECT_EQ(m->deliveryState(), -1);
+    m->setDeliveryState(1);
+    EXPECT_EQ(m->deliveryState(), 1);
+  });
+}
+
+TEST_F(ChatStoreTest, DeliveryUpdatesArrivingOutOfOrderThroughMappingKeepTheHighest) {
+  perform([&] {
+    map("ChatMessageEntity", R"({"messages": [{"id": 1, "deliveryState": 2}]})", "messages");
+    map("ChatMessageEntity", R"({"messages": [{"id": 1, "deliveryState": 1}]})", "messages");
+    auto stored = all("ChatMessageEntity");
+    ASSERT_EQ(stored.size(), 1u);
+    EXPECT_EQ(message(stored[0])->deliveryState(), 2);
+  });
+}
+
+TEST_F(ChatStoreTest, SortKeyComesFromTheFirstServerIdentifier) {
+  perform([&] {
+    auto* m = insert<ChatMessageEntity>();
+    m->setEntityID(5);
+    m->setEntityID(9);
+    EXPECT_EQ(m->entityID(), 9);
+    EXPECT_EQ(m->sortingID(), 500);
+  });
+}
+
+TEST_F(ChatStoreTest, AttachmentKindNeedsAnAddress) {
+  perform([&] {
+    auto* m = insert<ChatMessageEntity>();
+    m->setAttachmentType(1);
+    EXPECT_EQ(m->attachmentKind(), ChatAttachmentType::None);
+    m->setAttachmentPreviewURL("p.jpg");
+    EXPECT_EQ(m->attachmentKind(), ChatAttachmentType::Photo);
+    m->setPhotoUrl("");
+    EXPECT_EQ(m->attachmentURL(), "") << "an empty photo path changes nothing";
+  });
+}
+
+TEST_F(ChatStoreTest, VideoPreviewFallsBackToDoubleDensity) {
+  ScreenScale::setShared(std::make_shared<FixedScreenScale>(3.0));
+  perform([&] {
+    auto* m = insert<ChatMessageEntity>();
+    m->setVideoPreviewUrls({{"video_preview_2x", "two.jpg"}});
+    EXPECT_EQ(m->attachmentPreviewURL(), "two.jpg");
+    m->setVideoPreviewUrls({{"video_preview_3x", "three.jpg"}, {"video_preview_2x", "two.jpg"}});
+    EXPECT_EQ(m->attachmentPreviewURL(), "three.jpg");
+    EXPECT_EQ(m->attachmentKind(), ChatAttachmentType::Video);
+  });
+  ScreenScale::setShared(nullptr);
+}
+
+TEST_F(ChatStoreTest, MalformedMessagesNeverCrashAndKeepWhatIsStored) {
+  perform([&] {
+    map("ChatMessageEntity", R"({"messages": [{"id": 1, "body": "kept", "deliveryState": 2}]})",
+        "messages");
+    const char* malformed[] = {
+        R"({"messages": [{"id": 1, "video_preview": "not a dictionary", "photo": 5}]})",
+        R"({"messages": [{"body": "no identifier"}]})",
+        R"({"messages": [{"id": "x", "created_at": [1], "video_url": {"a": 1}}]})",
+        R"({"messages": {"id": 1}})", R"({"messages": [null, 3, "text"]})"};
+    for (const char* payload : malformed) {
+      try {
+        map("ChatMessageEntity", payload, "messages");
+      } catch (const std::exception&) {
+        // A refused payload is fine; what is stored must survive it.
+      }
+    }
+    FetchRequest request(context->model().entityNamed(ChatMessageEntity::kEntityName));
+    request.predicate = Predicate::parse("entityID == 1");
+    auto stored = context->executeFetchRequest(request);
+    ASSERT_EQ(stored.size(), 1u);
+    EXPECT_EQ(message(stored[0])->text(), "kept");
+    EXPECT_EQ(message(stored[0])->deliveryState(), 2);
+  });
+}
+
+TEST(ChatDayKeys, LastSecondOfADayAndMidnightDifferByOne) {
+  const std::int64_t offset = 3 * 3600;  // local time three hours ahead of UTC
+  // 2026-03-01 23:59:59 local is 20:59:59 UTC.
+  Date lastSecond(1772398799.0);
+  Date midnight(1772398800.0);
+  EXPECT_EQ(chatDayGroupingKey(midnight, offset) - chatDayGroupingKey(lastSecond, offset), 1);
+  EXPECT_EQ(chatDayGroupingKey(Date(1772398799.9), offset), chatDayGroupingKey(lastSecond, offset));
+}
+
+TEST_F(ChatStoreTest, ConversationUpdateTimeFollowsTheLastMessageOrCreation) {
+  perform([&] {
+    auto* chat = insert<ChatEntity>();
+    chat->setCreatedAt(Date(1000));
+    context->save();
+    EXPECT_EQ(chat->updatedAt().timeIntervalSince1970, 1000);
+    auto* last = insert<ChatMessageEntity>();
+    last->setTime(Date(5000));
+    chat->setLastMessage(last);
+    context->save();
+    EXPECT_EQ(chat->updatedAt().timeIntervalSince1970, 5000);
+  });
+}
+
+TEST(ChatRequests, BodiesUseTheServerKeys) {
+  auto create = std::make_shared<CreateChatRequest>();
+  create->setToUserId(42);
+  create->setGuid("g-1");
+  EXPECT_EQ(create->serialized().toJson(),
+            nlohmann::json::parse(R"({"toUserId": 42, "guid": "g-1"})"));
+
+  auto typing = std::make_shared<TypingNotificationRequest>();
+  typing->setChatId(3);
+  typing->setIsTyping(true);
+  EXPECT_EQ(typing->serialized().toJson(),
+            nlohmann::json::parse(R"({"chatId": 3, "isTyping": true})"));
+
+  auto send = std::make_shared<SendMessageRequest>();
+  send->setText("hello");
+  send->setGuid("g-2");
+  send->setChatId(3);
+  send->setMediaPath("local/photo.jpg");
+  send->setInProgress(true);
+  EXPECT_EQ(send->serialized().toJson(),
+            nlohmann::json::parse(R"({"body": "hello", "guid": "g-2"})"));
+}
+
+}  // namespace
+}  // namespace dm::test
