@@ -437,6 +437,16 @@ class Planner {
                    attribute.source->text);
         continue;
       }
+      if (transformed->isNull() && attribute.identitySlot >= 0 && mapping.alternatives.empty() &&
+          options_.skipInvalidValues) {
+        // An identifier sent as null names no record: taken as new, it would add a copy on
+        // every mapping of the same answer.
+        unidentifiable = true;
+        fieldIssue(mapping, Code::InvalidValue,
+                   "null identifier (the record is left out: it cannot be identified)",
+                   attribute.source->text);
+        continue;
+      }
       if (noteSupplied) plan_.supplied.push_back(attribute.field);
       if (planning) {
         // The planning pass keeps no values: they are transformed again when written.

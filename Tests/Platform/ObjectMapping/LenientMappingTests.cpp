@@ -127,6 +127,23 @@ TEST_F(LenientMappingTest, OneBadFieldLeavesEveryOtherFieldAndRecordStored) {
   EXPECT_EQ(all("Profile")[1]->objectForKey("best"), best);
 }
 
+// An identifier sent as null cannot find the record again: mapping the same answer twice must
+// not add a copy each time, while a record with no identifier at all is still new.
+TEST_F(LenientMappingTest, NullIdentifierIsLeftOutInsteadOfAddedOnEveryMapping) {
+  constexpr const char* kAnswer = R"([{"id": null, "name": "Ghost"}, {"id": 3, "name": "Cy"}])";
+  for (int run = 0; run < 2; ++run) {
+    auto result = map(kAnswer);
+    EXPECT_EQ(paths(result), (std::vector<std::string>{"[0].id"}));
+    EXPECT_EQ(result.objects.size(), 1u);
+  }
+  context->save();
+  auto profiles = all("Profile");
+  ASSERT_EQ(profiles.size(), 1u);
+  EXPECT_EQ(profiles[0]->valueForKey("name"), Value("Cy"));
+  map(R"([{"name": "Anonymous"}])");
+  EXPECT_EQ(all("Profile").size(), 2u);
+}
+
 TEST_F(LenientMappingTest, StrictOptionAndStructuralProblemsFailWithTheStoreUnchanged) {
   map(R"([{"id": 1, "name": "Ann", "prefs": {"a": 1}}])");
   context->save();
