@@ -26,15 +26,7 @@ const char* attachmentName(dm::ChatAttachmentType type) {
 }
 
 void run(long long conversationId, const GlobalOptions& options) {
-  applyGlobalOptions(options);
-  dm::DataModelOptions open;
-  open.useRootContextForClassOperations = true;
-  std::shared_ptr<dm::ManagedObjectContext> context;
-  try {
-    context = dm::DataModel::open(open)->mainStore()->persistentStoreManagedObjectContext();
-  } catch (const std::runtime_error& error) {
-    throw CommandError(std::string("the main store is unavailable: ") + error.what());
-  }
+  auto context = openMainStoreForReading(options);
   context->performAndWait([&] {
     dm::FetchRequest request(context->model().entityNamed(dm::ChatMessageEntity::kEntityName));
     request.predicate = dm::Predicate::parse(

@@ -2,6 +2,7 @@
 // its subcommand to the application, so commands live in their own files.
 #pragma once
 
+#include <memory>
 #include <optional>
 #include <stdexcept>
 #include <string>
@@ -10,6 +11,10 @@
 #include <CLI/CLI.hpp>
 
 #include "Platform/ObjectStore/StoreError.h"
+
+namespace dm {
+class ManagedObjectContext;
+}
 
 namespace dmctl {
 
@@ -60,5 +65,11 @@ std::string storeUnavailableReason(const std::string& what,
 // Applies the global options to the library (data root, diagnostic events). Commands call
 // it first.
 void applyGlobalOptions(const GlobalOptions& options);
+
+// Applies the global options, opens the library and returns the main store's root context
+// for a command that reads stored records. Throws CommandError when the library cannot open
+// or the main store runs memory-only (its file could not be opened): an empty answer would
+// then be a lie about what is stored.
+std::shared_ptr<dm::ManagedObjectContext> openMainStoreForReading(const GlobalOptions& options);
 
 }  // namespace dmctl

@@ -13,15 +13,7 @@ namespace dmctl {
 namespace {
 
 void run(const GlobalOptions& options) {
-  applyGlobalOptions(options);
-  dm::DataModelOptions open;
-  open.useRootContextForClassOperations = true;
-  std::shared_ptr<dm::ManagedObjectContext> context;
-  try {
-    context = dm::DataModel::open(open)->mainStore()->persistentStoreManagedObjectContext();
-  } catch (const std::runtime_error& error) {
-    throw CommandError(std::string("the main store is unavailable: ") + error.what());
-  }
+  auto context = openMainStoreForReading(options);
   context->performAndWait([&] {
     dm::FetchRequest request(context->model().entityNamed(dm::FeedPostEntity::kEntityName));
     request.sortDescriptors = {{"createdAt", false}, {"entityID", false}};

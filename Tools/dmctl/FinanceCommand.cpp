@@ -13,17 +13,6 @@
 namespace dmctl {
 namespace {
 
-std::shared_ptr<dm::ManagedObjectContext> openMainContext(const GlobalOptions& options) {
-  applyGlobalOptions(options);
-  dm::DataModelOptions open;
-  open.useRootContextForClassOperations = true;
-  try {
-    return dm::DataModel::open(open)->mainStore()->persistentStoreManagedObjectContext();
-  } catch (const std::runtime_error& error) {
-    throw CommandError(std::string("the main store is unavailable: ") + error.what());
-  }
-}
-
 std::vector<dm::ManagedObject*> fetchAll(dm::ManagedObjectContext& context, const char* entity,
                                          std::vector<dm::SortDescriptor> order) {
   dm::FetchRequest request(context.model().entityNamed(entity));
@@ -32,7 +21,7 @@ std::vector<dm::ManagedObject*> fetchAll(dm::ManagedObjectContext& context, cons
 }
 
 void run(const std::string& what, const GlobalOptions& options) {
-  auto context = openMainContext(options);
+  auto context = openMainStoreForReading(options);
   context->performAndWait([&] {
     if (what == "payouts") {
       for (auto* payout : dm::PayoutEntity::payouts(*context)) {

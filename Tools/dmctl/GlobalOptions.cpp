@@ -1,6 +1,8 @@
 // The options every dmctl command shares, and the messages about stores they share.
+#include "DataModel.h"
 #include "Platform/Foundation/DiagnosticEvents.h"
 #include "Platform/Foundation/Directories.h"
+#include "UserData/CoreData/ManagedObjectStore.h"
 #include "dmctl/Command.h"
 
 namespace dmctl {
@@ -28,6 +30,21 @@ void applyGlobalOptions(const GlobalOptions& options) {
     dm::DiagnosticEvents::setShared(nullptr);  // the stderr service
   else
     dm::DiagnosticEvents::setShared(std::make_shared<SilentDiagnosticEvents>());
+}
+
+std::shared_ptr<dm::ManagedObjectContext> openMainStoreForReading(const GlobalOptions& options) {
+  applyGlobalOptions(options);
+  dm::DataModelOptions open;
+  open.useRootContextForClassOperations = true;
+  std::shared_ptr<dm::ManagedObjectStore> store;
+  try {
+    store = dm::DataModel::open(open)->mainStore();
+  } catch (const std::runtime_error& error) {
+    throw CommandError(std::string("the main store is unavailable: ") + error.what());
+  }
+  if (store->isInMemory())
+    throw CommandError(storeUnavailableReason("the main store", store->openError()));
+  return store->persistentStoreManagedObjectContext();
 }
 
 }  // namespace dmctl

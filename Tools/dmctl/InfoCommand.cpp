@@ -1,9 +1,9 @@
 // `dmctl info`: the library's version and what it carries.
 #include <cstdio>
 
-#include "dmctl/Command.h"
 #include "Platform/Foundation/EmbeddedResources.h"
 #include "Platform/Foundation/Version.h"
+#include "dmctl/Command.h"
 
 namespace dmctl {
 namespace {

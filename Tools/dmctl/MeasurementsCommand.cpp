@@ -24,20 +24,12 @@ std::string change(double now, std::optional<double> before) {
 }
 
 void run(const std::string& since, const GlobalOptions& options) {
-  applyGlobalOptions(options);
   std::optional<dm::Date> from;
   if (!since.empty()) {
     from = dm::dateFromString(since, "yyyy-MM-dd");
     if (!from) throw CommandError("--since needs a date as yyyy-MM-dd, e.g. 2026-01-31");
   }
-  dm::DataModelOptions open;
-  open.useRootContextForClassOperations = true;
-  std::shared_ptr<dm::ManagedObjectContext> context;
-  try {
-    context = dm::DataModel::open(open)->mainStore()->persistentStoreManagedObjectContext();
-  } catch (const std::runtime_error& error) {
-    throw CommandError(std::string("the main store is unavailable: ") + error.what());
-  }
+  auto context = openMainStoreForReading(options);
   context->performAndWait([&] {
     dm::FetchRequest request(context->model().entityNamed(dm::MeasurementEntity::kEntityName));
     request.sortDescriptors = {{"date", true}};
