@@ -17,6 +17,7 @@
 #include "Platform/Foundation/DiagnosticEvents.h"
 #include "Platform/Foundation/Directories.h"
 #include "Platform/Foundation/Logger.h"
+#include "Platform/Foundation/NestingLimit.h"
 
 namespace dm {
 namespace {
@@ -77,27 +78,10 @@ bool storable(const nlohmann::json& value, std::size_t depth = 0) {
   return true;
 }
 
-// Scans JSON text for brackets nested deeper than kMaximumDepth (strings skipped), so a
-// hostile file is refused before a tree that deep exists.
+// Refuses a hostile file before a tree that deep exists; the file's own layout adds three
+// levels above the values.
 bool nestedTooDeep(std::string_view text) {
-  std::size_t depth = 0;
-  bool inString = false;
-  for (std::size_t i = 0; i < text.size(); ++i) {
-    char c = text[i];
-    if (inString) {
-      if (c == '\\')
-        ++i;
-      else if (c == '"')
-        inString = false;
-    } else if (c == '"') {
-      inString = true;
-    } else if (c == '[' || c == '{') {
-      if (++depth > kMaximumDepth + 3) return true;  // the file adds three levels
-    } else if ((c == ']' || c == '}') && depth > 0) {
-      --depth;
-    }
-  }
-  return false;
+  return textNestedDeeperThan(text, kMaximumDepth + 3);
 }
 
 std::string systemError(const char* what) {
