@@ -56,7 +56,10 @@ bool drain(int fd) {
   }
 }
 
-void watch(std::shared_ptr<NetworkMonitor::State> state, int routing, int wake);
+// Closes `wake` on the way out only when `closesWake` is set by then: the destructor sets it
+// when it runs on the watching thread itself; otherwise it joins and closes the descriptor.
+void watch(std::shared_ptr<NetworkMonitor::State> state, int routing, int wake,
+           std::shared_ptr<std::atomic<bool>> closesWake);
 
 // A sandbox without routing sockets says so once, not for every monitor.
 void warnOnce(const char* message) {
@@ -139,25 +142,29 @@ void SystemNetworkMonitor::start() {
     return;
   }
   wakeFd_ = wake;
-  thread_ = std::thread(watch, state_, routing, wake);
+  threadClosesWake_ = std::make_shared<std::atomic<bool>>(false);
+  thread_ = std::thread(watch, state_, routing, wake, threadClosesWake_);
 }
 
 SystemNetworkMonitor::~SystemNetworkMonitor() {
   std::lock_guard lock(startMutex_);
   if (!thread_.joinable()) return;
   std::uint64_t one = 1;
-  // The thread owns the descriptor and closes it only after this wake-up.
   (void)!::write(wakeFd_, &one, sizeof one);
-  // Destroyed from its own handler: the thread holds everything it still uses.
+  // Destroyed from its own handler: the thread holds everything it still uses and closes the
+  // wake-up descriptor itself once it has seen it.
   if (thread_.get_id() == std::this_thread::get_id()) {
+    threadClosesWake_->store(true);
     thread_.detach();
   } else {
     thread_.join();
+    ::close(wakeFd_);
   }
 }
 
 namespace {
-void watch(std::shared_ptr<NetworkMonitor::State> state, int routing, int wake) {
+void watch(std::shared_ptr<NetworkMonitor::State> state, int routing, int wake,
+           std::shared_ptr<std::atomic<bool>> closesWake) {
   bool routingUsable = true;
   while (true) {
     pollfd fds[2] = {{wake, POLLIN, 0}, {routing, POLLIN, 0}};
@@ -175,7 +182,7 @@ void watch(std::shared_ptr<NetworkMonitor::State> state, int routing, int wake) 
       state->report(SystemNetworkMonitor::currentStatus());
   }
   ::close(routing);
-  ::close(wake);
+  if (closesWake->load()) ::close(wake);
 }
 }  // namespace
 

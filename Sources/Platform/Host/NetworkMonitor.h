@@ -2,6 +2,7 @@
 // work that needs the network (fetching a handbook seed) is retried when it may succeed.
 #pragma once
 
+#include <atomic>
 #include <functional>
 #include <memory>
 #include <mutex>
@@ -64,7 +65,10 @@ class SystemNetworkMonitor final : public NetworkMonitor {
  private:
   std::mutex startMutex_;
   std::thread thread_;  // guarded by startMutex_
-  int wakeFd_ = -1;     // eventfd that ends the watch (the thread closes it); startMutex_
+  int wakeFd_ = -1;     // eventfd that ends the watch; startMutex_
+  // Set when the monitor is destroyed on its own watching thread: that thread then closes
+  // wakeFd_ (otherwise the destructor does, after joining).
+  std::shared_ptr<std::atomic<bool>> threadClosesWake_;
 };
 
 }  // namespace dm
