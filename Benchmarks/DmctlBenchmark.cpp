@@ -21,6 +21,8 @@
 
 extern char** environ;
 
+#include "BenchmarkArguments.h"
+
 namespace {
 
 namespace fs = std::filesystem;
@@ -93,9 +95,7 @@ std::string shapeOfStore(const fs::path& dataDir) {
 }
 
 int usage(const char* message) {
-  std::cerr << "DmctlBenchmark: " << message << "\n"
-            << "usage: DmctlBenchmark --list | --workload NAME --records N --data-dir DIR\n";
-  return 2;
+  return bench::usage("DmctlBenchmark", message);
 }
 
 }  // namespace
@@ -103,24 +103,13 @@ int usage(const char* message) {
 int main(int argc, char** argv) {
   const char* first = "handbook.apply_update";
   const char* changed = "handbook.apply_update_changed";
-  std::string workload, dir;
-  std::int64_t records = 50000;
-  for (int i = 1; i < argc; ++i) {
-    std::string arg = argv[i];
-    if (arg == "--list") {
-      std::cout << first << "\n" << changed << "\n";
-      return 0;
-    }
-    if (i + 1 >= argc) return usage(("missing value for " + arg).c_str());
-    if (arg == "--workload")
-      workload = argv[++i];
-    else if (arg == "--records")
-      records = std::stoll(argv[++i]);
-    else if (arg == "--data-dir")
-      dir = argv[++i];
-    else
-      return usage(("unknown option " + arg).c_str());
-  }
+  bench::Arguments args;
+  args.records = 50000;
+  if (auto status = bench::parseArguments(argc, argv, "DmctlBenchmark", {first, changed}, args))
+    return *status;
+  const std::string& workload = args.workload;
+  const std::string& dir = args.dataDir;
+  const std::int64_t records = args.records;
   if (dir.empty() || (workload != first && workload != changed))
     return usage("--workload and --data-dir needed");
   try {

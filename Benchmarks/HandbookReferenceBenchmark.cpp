@@ -17,6 +17,7 @@
 #include <unordered_map>
 #include <vector>
 
+#include "BenchmarkArguments.h"
 #include "ReadPayload.h"
 #include "StoredShape.h"
 
@@ -196,10 +197,7 @@ std::string shapeOf(const fs::path& store) {
 }
 
 int usage(const char* message) {
-  std::cerr << "HandbookReferenceBenchmark: " << message << "\n"
-            << "usage: HandbookReferenceBenchmark --list | --workload NAME --records N "
-               "--data-dir DIR\n";
-  return 2;
+  return bench::usage("HandbookReferenceBenchmark", message);
 }
 
 }  // namespace
@@ -207,23 +205,12 @@ int usage(const char* message) {
 int main(int argc, char** argv) {
   const char* first = "handbook.apply_update";
   const char* changed = "handbook.apply_update_changed";
-  std::string workload, dir;
-  for (int i = 1; i < argc; ++i) {
-    std::string arg = argv[i];
-    if (arg == "--list") {
-      std::cout << first << "\n" << changed << "\n";
-      return 0;
-    }
-    if (i + 1 >= argc) return usage(("missing value for " + arg).c_str());
-    if (arg == "--workload")
-      workload = argv[++i];
-    else if (arg == "--records")
-      ++i;  // the payload decides
-    else if (arg == "--data-dir")
-      dir = argv[++i];
-    else
-      return usage(("unknown option " + arg).c_str());
-  }
+  bench::Arguments args;
+  if (auto status =
+          bench::parseArguments(argc, argv, "HandbookReferenceBenchmark", {first, changed}, args))
+    return *status;
+  const std::string& workload = args.workload;
+  const std::string& dir = args.dataDir;
   if (dir.empty() || (workload != first && workload != changed))
     return usage("--workload and --data-dir needed");
   try {

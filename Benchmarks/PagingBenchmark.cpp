@@ -13,6 +13,8 @@
 #include "Platform/ObjectStore/ManagedObjectContext.h"
 #include "Platform/ObjectStore/PersistentStore.h"
 
+#include "BenchmarkArguments.h"
+
 namespace {
 
 constexpr const char* kModel = R"({
@@ -150,9 +152,7 @@ Result dropContext(const std::string& dir, std::int64_t n) {
 }
 
 int usage(const char* message) {
-  std::cerr << "PagingBenchmark: " << message << "\n"
-            << "usage: PagingBenchmark --list | --workload NAME --records N --data-dir DIR\n";
-  return 2;
+  return bench::usage("PagingBenchmark", message);
 }
 
 }  // namespace
@@ -165,24 +165,15 @@ int main(int argc, char** argv) {
   const Workload workloads[] = {{"store.page_offset", pageByOffset},
                                 {"store.page_batch", pageByBatch},
                                 {"store.drop_context", dropContext}};
-  std::string workload, dir;
-  std::int64_t records = 200000;
-  for (int i = 1; i < argc; ++i) {
-    std::string arg = argv[i];
-    if (arg == "--list") {
-      for (const auto& w : workloads) std::cout << w.name << "\n";
-      return 0;
-    }
-    if (i + 1 >= argc) return usage(("missing value for " + arg).c_str());
-    if (arg == "--workload")
-      workload = argv[++i];
-    else if (arg == "--records")
-      records = std::stoll(argv[++i]);
-    else if (arg == "--data-dir")
-      dir = argv[++i];
-    else
-      return usage(("unknown option " + arg).c_str());
-  }
+  std::vector<std::string> names;
+  for (const auto& w : workloads) names.push_back(w.name);
+  bench::Arguments args;
+  args.records = 200000;
+  if (auto status = bench::parseArguments(argc, argv, "PagingBenchmark", names, args))
+    return *status;
+  const std::string& workload = args.workload;
+  const std::string& dir = args.dataDir;
+  const std::int64_t records = args.records;
   if (dir.empty() || records < 1) return usage("--workload, --records and --data-dir needed");
   for (const auto& w : workloads) {
     if (workload != w.name) continue;
