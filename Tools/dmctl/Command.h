@@ -32,6 +32,7 @@ struct GlobalOptions {
   std::string dataDir;   // empty: the library's default data root
   bool json = false;     // machine-readable output where a command supports it
   bool verbose = false;  // the library's diagnostic events as "[event] {json}" lines on stderr
+  std::string language;  // interface language of display texts ("en", "ru"); empty: current
 };
 
 // A failure that the user should read: printed to stderr, exit status 1.

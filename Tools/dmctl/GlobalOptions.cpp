@@ -2,6 +2,7 @@
 #include "DataModel.h"
 #include "Platform/Foundation/DiagnosticEvents.h"
 #include "Platform/Foundation/Directories.h"
+#include "Platform/Foundation/LocaleServices.h"
 #include "UserData/CoreData/ManagedObjectStore.h"
 #include "dmctl/Command.h"
 
@@ -26,6 +27,12 @@ std::string storeUnavailableReason(const std::string& what,
 
 void applyGlobalOptions(const GlobalOptions& options) {
   if (!options.dataDir.empty()) dm::Directories::setDataRoot(options.dataDir);
+  if (!options.language.empty()) {
+    dm::setCurrentInterfaceLanguage(options.language);
+    // Dates and numbers follow the language's usual region.
+    if (options.language == "ru") dm::setCurrentLocaleIdentifier("ru_RU");
+    if (options.language == "en") dm::setCurrentLocaleIdentifier("en_US");
+  }
   if (options.verbose)
     dm::DiagnosticEvents::setShared(nullptr);  // the stderr service
   else

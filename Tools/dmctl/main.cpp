@@ -28,6 +28,8 @@ int main(int argc, char** argv) {
   dmctl::GlobalOptions options;
   app.add_option("--data-dir", options.dataDir, "Data root (default: $XDG_DATA_HOME/datamodel)");
   app.add_flag("--json", options.json, "Print JSON where the command supports it");
+  app.add_option("--language", options.language,
+                 "Interface language of display texts: en or ru (default: the device's)");
   app.add_flag("--verbose", options.verbose,
                "Print the library's diagnostic events as [event] lines on stderr");
 
