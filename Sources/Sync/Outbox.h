@@ -1,0 +1,84 @@
+// What the device still has to tell the server: every record created or changed here that the
+// server has not confirmed, as the ordered request bodies to send, and the mapping of the
+// server's acknowledgements back onto the records. Nothing is kept besides the records
+// themselves (client guids, entityID 0 until confirmed, the pending correction and removal
+// records), so the list survives a restart or a kill at any moment.
+#pragma once
+
+#include <cstdint>
+#include <stdexcept>
+#include <string>
+#include <vector>
+
+#include <nlohmann/json.hpp>
+
+namespace dm {
+
+class ManagedObjectContext;
+
+// The kinds of requests, in the order they are sent: a result before the sets that name it,
+// a creation before its correction, corrections before removals.
+enum class OutboxKind {
+  WorkoutResultAdd,
+  CompletedSetsAdd,
+  CompletedSetUpdate,
+  CompletedSetDelete,
+  WorkoutResultUpdate,
+  MeasurementAdd,
+  ProgressPhotoAdd,
+  MessageSend,
+};
+
+// The answer root key that acknowledges a kind ("completed_sets", "messages", ...).
+const char* outboxAnswerKey(OutboxKind kind);
+
+// One request body to send. `keys` are what the acknowledgement names: the records' guids
+// (a measurement has none: its row key, "MeasurementEntity/p12", stands in).
+struct OutboxItem {
+  OutboxKind kind;
+  std::vector<std::string> keys;
+  std::string title;          // one line for people
+  nlohmann::json body;        // the request's serialised tree
+  nlohmann::json parameters;  // what the route needs besides the body ({"chatId": 12})
+};
+
+// What an acknowledgement did.
+struct OutboxAcknowledgement {
+  int confirmed = 0;                 // records that took the server's answer
+  std::vector<std::string> failed;   // keys the server refused; they stay pending
+  std::vector<std::string> unknown;  // keys that name nothing pending (already confirmed, ...)
+};
+
+// A malformed acknowledgement: nothing was applied.
+class OutboxError : public std::runtime_error {
+ public:
+  using std::runtime_error::runtime_error;
+};
+
+// Delivery states of a message written on this device (they only advance; -1 resets).
+constexpr std::int16_t kMessageDeliveryFailed = -1;
+constexpr std::int16_t kMessageDeliveryPending = 0;
+constexpr std::int16_t kMessageDeliverySent = 1;
+
+// Reads and writes the records of one context; call it on that context's queue.
+class Outbox {
+ public:
+  explicit Outbox(ManagedObjectContext& context) : context_(context) {}
+
+  // The requests still to send, in order. A removal of a record the server never saw cancels
+  // its creation and correction; a removal of a confirmed set supersedes its correction.
+  std::vector<OutboxItem> pending() const;
+
+  // Maps the server's answer back and saves the context once (all or nothing). The answer is
+  // an object of answer keys ("completed_sets", "results", "completed_update_sets",
+  // "completed_delete_sets", "results_update", "measurements", "photos", "messages"), each a
+  // list of records naming their "guid" and, for creations, the server's "id"; "failed" lists
+  // {"guid", "error"} the server refused. Throws OutboxError for a malformed answer and
+  // StoreError when the save fails; either way no record changes.
+  OutboxAcknowledgement acknowledge(const nlohmann::json& answer);
+
+ private:
+  ManagedObjectContext& context_;
+};
+
+}  // namespace dm

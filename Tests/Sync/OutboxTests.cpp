@@ -1,0 +1,261 @@
+// The outbox over a real main store: request order, cancellation by an early removal, partial
+// and refused acknowledgements, malformed answers changing nothing, and a reopened store
+// listing the same requests.
+#include <gtest/gtest.h>
+
+#include "Platform/Foundation/DateFormatting.h"
+#include "Profile/MeasurementEntity.h"
+#include "Profile/ProfileCommonPhotoEntity.h"
+#include "Profile/ProfileTestSupport.h"
+#include "Social/ChatMessageEntity.h"
+#include "Sync/Outbox.h"
+#include "Training/ExerciseCompletedSetDeleteEntity.h"
+#include "Training/ExerciseCompletedSetEntity.h"
+#include "Training/ExerciseCompletedSetUpdateEntity.h"
+#include "Training/WorkoutResultsEntity.h"
+
+namespace dm::test {
+namespace {
+
+using nlohmann::json;
+
+class OutboxTest : public ProfileStoreTest {
+ protected:
+  ExerciseCompletedSetEntity* set(const std::string& guid, double executedAt, double weight,
+                                  std::int64_t repeats, const std::string& result = "r-1") {
+    auto* set = insert<ExerciseCompletedSetEntity>();
+    set->setGuid(guid);
+    set->setExecutedAt(Date(executedAt));
+    set->setValue(weight);
+    set->setRepeats(repeats);
+    set->setValue_type(0);
+    set->setExerciseId(701);
+    set->setPostExerciseId(10044);
+    set->setCourseId(7);
+    set->setResultGuid(result);
+    return set;
+  }
+  void correct(const std::string& guid, std::int64_t repeats) {
+    auto* update = insert<ExerciseCompletedSetUpdateEntity>();
+    update->setGuid(guid);
+    update->setRepeats(repeats);
+  }
+  void remove(ExerciseCompletedSetEntity* set) {
+    set->setMarkedDeleted(true);
+    insert<ExerciseCompletedSetDeleteEntity>()->setGuid(set->guid());
+  }
+  ChatMessageEntity* message(const std::string& guid, const std::string& text) {
+    auto* message = insert<ChatMessageEntity>();
+    message->setGuid(guid);
+    message->setChatID(12);
+    message->setText(text);
+    message->setTime(Date(1'764'000'000));
+    return message;
+  }
+  // Kind and keys of each pending request, in order.
+  std::vector<std::string> summary() {
+    std::vector<std::string> lines;
+    perform([&] {
+      for (const auto& item : Outbox(*context).pending()) {
+        std::string line = outboxAnswerKey(item.kind);
+        for (const auto& key : item.keys) line += " " + key;
+        lines.push_back(line);
+      }
+    });
+    return lines;
+  }
+  OutboxAcknowledgement acknowledge(const char* answer) {
+    OutboxAcknowledgement result;
+    perform([&] { result = Outbox(*context).acknowledge(json::parse(answer)); });
+    return result;
+  }
+  using Lines = std::vector<std::string>;
+};
+
+TEST_F(OutboxTest, CreationsComeBeforeCorrectionsAndAnEarlyRemovalCancelsBoth) {
+  perform([&] {
+    auto* result = insert<WorkoutResultsEntity>();
+    result->setGuid("r-1");
+    result->setStartedAt(Date(1'764'000'000));
+    result->setSteps(1200);
+    set("s-1", 1'764'000'100, 60, 10);
+    set("s-2", 1'764'000'200, 62.5, 8);
+    auto* early = set("s-3", 1'764'000'300, 65, 6);
+    correct("s-2", 9);
+    correct("s-3", 5);
+    remove(early);  // never sent: neither its creation nor its correction goes
+    auto* known = set("s-0", 1'763'000'000, 50, 12, "r-0");
+    known->setEntityID(500);
+    correct("s-0", 11);
+    remove(known);  // known to the server: only the removal goes
+    message("m-1", "Done with today's sets");
+    context->save();
+  });
+  EXPECT_EQ(summary(), (Lines{"results r-1", "completed_sets s-1 s-2", "completed_update_sets s-2",
+                              "completed_delete_sets s-0", "messages m-1"}));
+
+  perform([&] {
+    auto items = Outbox(*context).pending();
+    ASSERT_EQ(items.size(), 5u);
+    EXPECT_EQ(items[1].body, json::parse(R"({"autoCorrection": false, "completedSets": [
+        {"guid": "s-1", "value": 60.0, "repeats": 10, "valueType": 0, "exerciseId": 701,
+         "postExerciseId": 10044, "resultGuid": "r-1", "courseId": 7,
+         "executedAt": "2025-11-24T16:01:40.000Z"},
+        {"guid": "s-2", "value": 62.5, "repeats": 8, "valueType": 0, "exerciseId": 701,
+         "postExerciseId": 10044, "resultGuid": "r-1", "courseId": 7,
+         "executedAt": "2025-11-24T16:03:20.000Z"}]})"));
+    EXPECT_EQ(items[2].body, json::parse(R"({"guid": "s-2", "repeats": 9})"));
+    EXPECT_EQ(items[3].body, json::parse(R"({"id": 500, "guid": "s-0", "_delete": true})"));
+    EXPECT_EQ(items[4].body, json::parse(R"({"body": "Done with today's sets", "guid": "m-1"})"));
+    EXPECT_EQ(items[4].parameters, json::parse(R"({"chatId": 12})"));
+  });
+}
+
+TEST_F(OutboxTest, PartialAndRefusedAcknowledgementsLeaveTheRestPending) {
+  perform([&] {
+    set("s-1", 1'764'000'100, 60, 10);
+    set("s-2", 1'764'000'200, 62.5, 8);
+    correct("s-1", 9);
+    message("m-1", "On my way");
+    message("m-2", "Skipped the last set")->setDeliveryState(3);
+    context->save();
+  });
+  auto ack = acknowledge(R"({"completed_sets": [{"guid": "s-1", "id": 9001}],
+      "messages": [{"guid": "m-2", "id": 77, "created_at": "2026-11-24T10:00:00Z"},
+                   {"guid": "m-9", "id": 78}],
+      "failed": [{"guid": "m-1", "error": "conversation closed"}]})");
+  EXPECT_EQ(ack.confirmed, 2);
+  EXPECT_EQ(ack.unknown, (Lines{"m-9"}));
+  EXPECT_EQ(ack.failed, (Lines{"m-1"}));
+  EXPECT_EQ(summary(), (Lines{"completed_sets s-2", "completed_update_sets s-1", "messages m-1"}));
+  perform([&] {
+    auto messages = all(ChatMessageEntity::kEntityName, "guid");
+    auto* refused = dynamic_cast<ChatMessageEntity*>(messages[0]);
+    auto* sent = dynamic_cast<ChatMessageEntity*>(messages[1]);
+    EXPECT_EQ(refused->deliveryState(), kMessageDeliveryFailed);
+    EXPECT_EQ(sent->entityID(), 77);
+    EXPECT_EQ(sent->deliveryState(), 3);           // states only advance
+    EXPECT_EQ(sent->time(), Date(1'764'000'000));  // the time is set once
+  });
+
+  // Acknowledged twice: nothing changes the second time.
+  ack = acknowledge(R"({"completed_sets": [{"guid": "s-1", "id": 1}],
+                        "completed_update_sets": [{"guid": "s-1"}]})");
+  EXPECT_EQ(ack.confirmed, 1);
+  EXPECT_EQ(ack.unknown, (Lines{"s-1"}));
+  perform([&] {
+    auto sets = all(ExerciseCompletedSetEntity::kEntityName, "guid");
+    EXPECT_EQ(dynamic_cast<BaseMappableEntity*>(sets[0])->entityID(), 9001);
+  });
+  EXPECT_EQ(summary(), (Lines{"completed_sets s-2", "messages m-1"}));
+}
+
+TEST_F(OutboxTest, MalformedAnswersChangeNothing) {
+  perform([&] {
+    set("s-1", 1'764'000'100, 60, 10);
+    set("s-2", 1'764'000'200, 62.5, 8);
+    context->save();
+  });
+  const Lines before = summary();
+  for (const char* answer : {
+           R"([])",
+           R"({"completed_sets": [{"guid": "s-1", "id": 5}, {"guid": "s-2"}]})",
+           R"({"completed_sets": [{"guid": "s-1", "id": "5"}]})",
+           R"({"completed_sets": [{"guid": "s-1", "id": -5}]})",
+           R"({"completed_sets": {"guid": "s-1", "id": 5}})",
+           R"({"completed_sets": [{"id": 5}]})",
+           R"({"sets": [{"guid": "s-1", "id": 5}]})",
+           R"({"messages": [{"guid": "m", "id": 5, "created_at": "yesterday"}]})",
+       }) {
+    EXPECT_THROW(acknowledge(answer), OutboxError) << answer;
+    EXPECT_EQ(summary(), before) << answer;
+  }
+}
+
+TEST_F(OutboxTest, ARemovalAfterSendingWaitsForTheCreationsAcknowledgement) {
+  perform([&] {
+    set("s-1", 1'764'000'100, 60, 10);
+    context->save();
+  });
+  EXPECT_EQ(summary(), (Lines{"completed_sets s-1"}));
+  // The request is on its way when the client removes the set.
+  perform([&] {
+    remove(
+        dynamic_cast<ExerciseCompletedSetEntity*>(all(ExerciseCompletedSetEntity::kEntityName)[0]));
+    context->save();
+  });
+  EXPECT_EQ(summary(), Lines{});
+  acknowledge(R"({"completed_sets": [{"guid": "s-1", "id": 9001}]})");
+  EXPECT_EQ(summary(), (Lines{"completed_delete_sets s-1"}));
+  acknowledge(R"({"completed_delete_sets": [{"guid": "s-1"}]})");
+  EXPECT_EQ(summary(), Lines{});
+  perform([&] {
+    EXPECT_TRUE(all(ExerciseCompletedSetEntity::kEntityName).empty());
+    EXPECT_TRUE(all(ExerciseCompletedSetDeleteEntity::kEntityName, "guid").empty());
+  });
+}
+
+TEST_F(OutboxTest, MeasurementWithPhotosIsKeyedByItsRowAndSurvivesAReopen) {
+  perform([&] {
+    auto* measurement = insert<MeasurementEntity>();
+    measurement->setDate(*dateFromString("2026-11-24", "yyyy-MM-dd"));
+    measurement->setWeight(81.4);
+    measurement->setWaist(0);  // empty: left out of the request
+    measurement->setChest(104);
+    for (int sequence : {2, 1}) {
+      auto* photo = insert<ProfileCommonPhotoEntity>();
+      photo->setGuid("p-" + std::to_string(sequence));
+      photo->setSequence(sequence);
+      photo->setPhoto("/./progress/" + std::to_string(sequence) + ".jpg");
+      photo->setMeasurement(measurement);
+    }
+    context->save();
+  });
+  std::string key;
+  perform([&] {
+    auto items = Outbox(*context).pending();
+    ASSERT_EQ(items.size(), 1u);
+    key = items[0].keys[0];
+    EXPECT_EQ(items[0].title, "measurement of 2026-11-24 with 2 photos");
+    const auto& body = items[0].body["measurement"];
+    EXPECT_EQ(body["weight"], 81.4);
+    EXPECT_EQ(body["chest"], 104.0);
+    EXPECT_FALSE(body.contains("waist"));
+    EXPECT_EQ(body["measured_at"], "2026-11-24");
+    EXPECT_EQ(body["photos"].size(), 2u);
+  });
+
+  // A restart: the same request from the file alone.
+  context.reset();
+  store.reset();
+  ManagedObjectStore::resetSharedInstance();
+  store = ManagedObjectStore::initWithModelName(ManagedObjectStore::modelName);
+  context = store->persistentStoreManagedObjectContext();
+  EXPECT_EQ(summary(), (Lines{"measurements " + key}));
+
+  auto ack = acknowledge(("{\"measurements\": [{\"guid\": \"" + key +
+                          "\", \"id\": 31, \"photos\": [{\"sequence\": 1, \"id\": 301}, "
+                          "{\"sequence\": 2, \"id\": 302}]}]}")
+                             .c_str());
+  EXPECT_EQ(ack.confirmed, 1);
+  EXPECT_EQ(summary(), Lines{});
+  perform([&] {
+    auto photos = all(ProfileCommonPhotoEntity::kEntityName, "sequence");
+    ASSERT_EQ(photos.size(), 2u);
+    EXPECT_EQ(dynamic_cast<BaseMappableEntity*>(photos[0])->entityID(), 301);
+    EXPECT_EQ(dynamic_cast<BaseMappableEntity*>(photos[1])->entityID(), 302);
+    // A photo added later to the confirmed measurement travels on its own.
+    auto* later = insert<ProfileCommonPhotoEntity>();
+    later->setGuid("p-3");
+    later->setSequence(3);
+    later->setMeasurement(dynamic_cast<MeasurementEntity*>(all(MeasurementEntity::kEntityName)[0]));
+    context->save();
+  });
+  EXPECT_EQ(summary(), (Lines{"photos p-3"}));
+  EXPECT_EQ(
+      acknowledge(R"({"measurements": [{"guid": "MeasurementEntity/p999", "id": 1}]})").unknown,
+      (Lines{"MeasurementEntity/p999"}));
+}
+
+}  // namespace
+}  // namespace dm::test
