@@ -125,10 +125,13 @@ void listSets(ManagedObjectContext& context, std::vector<OutboxItem>& items) {
     auto corrections = withGuid<ExerciseCompletedSetUpdateEntity>(context, guid);
     if (corrections.empty()) continue;
     auto* correction = corrections.front();
+    std::vector<std::string> changes;
+    if (correction->hasRepeats())
+      changes.push_back(std::to_string(correction->repeats()) + " repeats");
+    if (correction->hasValue()) changes.push_back("value " + number(correction->value()));
+    if (correction->hasComment()) changes.push_back("\"" + correction->comment() + "\"");
     std::string title = "correction of set " + guid + ":";
-    if (correction->hasRepeats()) title += " " + std::to_string(correction->repeats()) + " repeats";
-    if (correction->hasValue()) title += " value " + number(correction->value());
-    if (correction->hasComment()) title += " \"" + correction->comment() + "\"";
+    for (std::size_t i = 0; i < changes.size(); ++i) title += (i ? ", " : " ") + changes[i];
     items.push_back({OutboxKind::CompletedSetUpdate,
                      {guid},
                      title,
@@ -162,7 +165,14 @@ void listResultCorrections(ManagedObjectContext& context, std::vector<OutboxItem
   }
 }
 
+// Measurements carry no guid: the time they were taken names them ("measurement@" and the
+// server date-time text), which stays the same across restarts and reinstalls; one without a
+// date falls back to its row.
+constexpr std::string_view kMeasurementKeyPrefix = "measurement@";
+
 std::string measurementKey(const MeasurementEntity& measurement) {
+  if (measurement.hasDate())
+    return std::string(kMeasurementKeyPrefix) + serverDateTimeString(measurement.date());
   return measurement.objectID().uriRepresentation();
 }
 
@@ -248,6 +258,11 @@ std::int64_t serverId(const nlohmann::json& record, const std::string& where) {
 }
 
 MeasurementEntity* measurementForKey(ManagedObjectContext& context, const std::string& key) {
+  if (key.rfind(kMeasurementKeyPrefix, 0) == 0) {
+    for (auto* measurement : fetchAll<MeasurementEntity>(context, {}, {{"date", true}}))
+      if (unconfirmed(*measurement) && measurementKey(*measurement) == key) return measurement;
+    return nullptr;
+  }
   const std::string prefix = std::string(MeasurementEntity::kEntityName) + "/p";
   if (key.rfind(prefix, 0) != 0) return nullptr;
   std::int64_t row = 0;

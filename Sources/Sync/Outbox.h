@@ -33,7 +33,7 @@ enum class OutboxKind {
 const char* outboxAnswerKey(OutboxKind kind);
 
 // One request body to send. `keys` are what the acknowledgement names: the records' guids
-// (a measurement has none: its row key, "MeasurementEntity/p12", stands in).
+// (a measurement has none: "measurement@" and the time it was taken stand in).
 struct OutboxItem {
   OutboxKind kind;
   std::vector<std::string> keys;

@@ -100,10 +100,10 @@ TEST_F(OutboxTest, CreationsComeBeforeCorrectionsAndAnEarlyRemovalCancelsBoth) {
     EXPECT_EQ(items[1].body, json::parse(R"({"autoCorrection": false, "completedSets": [
         {"guid": "s-1", "value": 60.0, "repeats": 10, "valueType": 0, "exerciseId": 701,
          "postExerciseId": 10044, "resultGuid": "r-1", "courseId": 7,
-         "executedAt": "2025-11-24T16:01:40.000Z"},
+         "executedAt": "2025-11-24T16:01:40.000+00:00"},
         {"guid": "s-2", "value": 62.5, "repeats": 8, "valueType": 0, "exerciseId": 701,
          "postExerciseId": 10044, "resultGuid": "r-1", "courseId": 7,
-         "executedAt": "2025-11-24T16:03:20.000Z"}]})"));
+         "executedAt": "2025-11-24T16:03:20.000+00:00"}]})"));
     EXPECT_EQ(items[2].body, json::parse(R"({"guid": "s-2", "repeats": 9})"));
     EXPECT_EQ(items[3].body, json::parse(R"({"id": 500, "guid": "s-0", "_delete": true})"));
     EXPECT_EQ(items[4].body, json::parse(R"({"body": "Done with today's sets", "guid": "m-1"})"));
@@ -253,8 +253,10 @@ TEST_F(OutboxTest, MeasurementWithPhotosIsKeyedByItsRowAndSurvivesAReopen) {
   });
   EXPECT_EQ(summary(), (Lines{"photos p-3"}));
   EXPECT_EQ(
-      acknowledge(R"({"measurements": [{"guid": "MeasurementEntity/p999", "id": 1}]})").unknown,
-      (Lines{"MeasurementEntity/p999"}));
+      acknowledge(
+          R"({"measurements": [{"guid": "measurement@2020-01-01T00:00:00.000+00:00", "id": 1}]})")
+          .unknown,
+      (Lines{"measurement@2020-01-01T00:00:00.000+00:00"}));
 }
 
 }  // namespace
