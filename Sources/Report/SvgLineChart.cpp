@@ -4,6 +4,7 @@
 #include <algorithm>
 #include <cmath>
 #include <cstdio>
+#include <utility>
 
 #include "Platform/Foundation/DateFormatting.h"
 
@@ -76,7 +77,8 @@ std::string renderSvgLineChart(const LineChart& chart) {
   const double low = std::floor(minValue / step) * step;
   double high = std::ceil(maxValue / step) * step;
   if (high <= low) high = low + step;
-  if (maxTime <= minTime) minTime -= 43200, maxTime += 43200;  // one day: centre it
+  const bool oneMoment = maxTime <= minTime;
+  if (oneMoment) minTime -= 43200, maxTime += 43200;  // centre the only day
 
   const double plotWidth = kWidth - kLeft - kRight, plotHeight = kHeight - kTop - kBottom;
   auto x = [&](Date date) {
@@ -98,11 +100,13 @@ std::string renderSvgLineChart(const LineChart& chart) {
     svg += "<text class=\"tick y\" x=\"" + number(kLeft - 6) + "\" y=\"" + number(y(value) + 4, 2) +
            "\" text-anchor=\"end\" font-size=\"11\">" + number(value) + "</text>\n";
   }
-  // Date axis: first, middle and last day.
-  std::vector<double> ticks = {minTime, (minTime + maxTime) / 2, maxTime};
-  for (double t : ticks) {
+  // Date axis: first, middle and last day, the outer ones kept inside the drawing.
+  const std::pair<double, const char*> ticks[] = {
+      {minTime, "start"}, {(minTime + maxTime) / 2, "middle"}, {maxTime, "end"}};
+  for (const auto& [t, anchor] : ticks) {
+    if (oneMoment && t != ticks[1].first) continue;
     svg += "<text class=\"tick x\" x=\"" + number(x(Date(t)), 2) + "\" y=\"" +
-           number(kHeight - kBottom + 16) + "\" text-anchor=\"middle\" font-size=\"11\">" +
+           number(kHeight - kBottom + 16) + "\" text-anchor=\"" + anchor + "\" font-size=\"11\">" +
            stringFromDate(Date(t), "yyyy-MM-dd") + "</text>\n";
   }
   svg += "<line x1=\"" + number(kLeft) + "\" y1=\"" + number(kHeight - kBottom) + "\" x2=\"" +
