@@ -196,6 +196,17 @@ void listMeasurements(ManagedObjectContext& context, std::vector<OutboxItem>& it
     request->serializePhotos();
     request->clearPhotos();  // the upload trees travel as serializedPhotos
     request->clearDate();    // the text above is what the server reads
+    auto body = bodyOf(*request);
+    // Photos go in their display order; those the server has not seen yet travel without an id.
+    if (body.contains("measurement") && body["measurement"].contains("photos") &&
+        body["measurement"]["photos"].is_array()) {
+      auto& photos = body["measurement"]["photos"];
+      std::stable_sort(photos.begin(), photos.end(), [](const auto& a, const auto& b) {
+        return a.value("sequence", 0) < b.value("sequence", 0);
+      });
+      for (auto& photo : photos)
+        if (photo.is_object() && photo.value("id", 0) == 0) photo.erase("id");
+    }
     const auto photos = measurement->photosOrdered().size();
     items.push_back(
         {OutboxKind::MeasurementAdd,
@@ -205,7 +216,7 @@ void listMeasurements(ManagedObjectContext& context, std::vector<OutboxItem>& it
                                      : std::string("an unknown day")) +
              (photos ? " with " + std::to_string(photos) + (photos == 1 ? " photo" : " photos")
                      : std::string()),
-         bodyOf(*request),
+         std::move(body),
          nlohmann::json::object()});
   }
   for (auto* photo : laterPhotos) {
