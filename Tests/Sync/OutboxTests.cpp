@@ -13,6 +13,7 @@
 #include "Training/ExerciseCompletedSetEntity.h"
 #include "Training/ExerciseCompletedSetUpdateEntity.h"
 #include "Training/WorkoutResultsEntity.h"
+#include "Training/WorkoutResultsUpdateEntity.h"
 
 namespace dm::test {
 namespace {
@@ -89,14 +90,21 @@ TEST_F(OutboxTest, CreationsComeBeforeCorrectionsAndAnEarlyRemovalCancelsBoth) {
     correct("s-0", 11);
     remove(known);  // known to the server: only the removal goes
     message("m-1", "Done with today's sets");
+    auto* earlier = insert<WorkoutResultsEntity>();  // confirmed, its steps corrected since
+    earlier->setGuid("r-0");
+    earlier->setEntityID(4100);
+    earlier->setSteps(900);
+    auto* steps = insert<WorkoutResultsUpdateEntity>();
+    steps->fillFromWorkoutResults(*earlier);
+    steps->setSteps(1500);
     context->save();
   });
   EXPECT_EQ(summary(), (Lines{"results r-1", "completed_sets s-1 s-2", "completed_update_sets s-2",
-                              "completed_delete_sets s-0", "messages m-1"}));
+                              "completed_delete_sets s-0", "results_update r-0", "messages m-1"}));
 
   perform([&] {
     auto items = Outbox(*context).pending();
-    ASSERT_EQ(items.size(), 5u);
+    ASSERT_EQ(items.size(), 6u);
     EXPECT_EQ(items[1].body, json::parse(R"({"autoCorrection": false, "completedSets": [
         {"guid": "s-1", "value": 60.0, "repeats": 10, "valueType": 0, "exerciseId": 701,
          "postExerciseId": 10044, "resultGuid": "r-1", "courseId": 7,
@@ -106,8 +114,9 @@ TEST_F(OutboxTest, CreationsComeBeforeCorrectionsAndAnEarlyRemovalCancelsBoth) {
          "executedAt": "2025-11-24T16:03:20.000+00:00"}]})"));
     EXPECT_EQ(items[2].body, json::parse(R"({"guid": "s-2", "repeats": 9})"));
     EXPECT_EQ(items[3].body, json::parse(R"({"id": 500, "guid": "s-0", "_delete": true})"));
-    EXPECT_EQ(items[4].body, json::parse(R"({"body": "Done with today's sets", "guid": "m-1"})"));
-    EXPECT_EQ(items[4].parameters, json::parse(R"({"chatId": 12})"));
+    EXPECT_EQ(items[4].body, json::parse(R"({"guid": "r-0", "steps": 1500})"));
+    EXPECT_EQ(items[5].body, json::parse(R"({"body": "Done with today's sets", "guid": "m-1"})"));
+    EXPECT_EQ(items[5].parameters, json::parse(R"({"chatId": 12})"));
   });
 }
 
