@@ -268,6 +268,17 @@ std::int64_t serverId(const nlohmann::json& record, const std::string& where) {
   return id->get<std::int64_t>();
 }
 
+// Whether an answer's echo of `key` (when it has one) equals the stored value.
+bool echoes(const nlohmann::json& record, const char* key, const Value& stored) {
+  auto echoed = record.find(key);
+  if (echoed == record.end()) return true;
+  if (echoed->is_null()) return stored.isNull();
+  if (echoed->is_number()) return stored.isNumber() && echoed->get<double>() == stored.asDouble();
+  if (echoed->is_string())
+    return stored.isString() && echoed->get_ref<const std::string&>() == stored.asString();
+  return false;
+}
+
 MeasurementEntity* measurementForKey(ManagedObjectContext& context, const std::string& key) {
   if (key.rfind(kMeasurementKeyPrefix, 0) == 0) {
     for (auto* measurement : fetchAll<MeasurementEntity>(context, {}, {{"date", true}}))
@@ -370,13 +381,16 @@ OutboxAcknowledgement Outbox::acknowledge(const nlohmann::json& answer) {
   const auto lists = readAnswer(answer);
   OutboxAcknowledgement summary;
   auto& context = context_;
+  // Each answered record: the lambda returns 1 when it confirmed a record, 0 when nothing
+  // pending matched, -1 when it recorded the outcome itself.
   auto each = [&](const char* name, auto&& apply) {
     auto found = lists.find(name);
     if (found == lists.end()) return;
     for (const auto& entry : found->second) {
-      if (apply(entry.key, *entry.record))
+      const int outcome = apply(entry.key, *entry.record);
+      if (outcome > 0)
         ++summary.confirmed;
-      else
+      else if (outcome == 0)
         summary.unknown.push_back(entry.key);
     }
   };
@@ -399,10 +413,25 @@ OutboxAcknowledgement Outbox::acknowledge(const nlohmann::json& answer) {
     }
     return any;
   });
-  each("completed_update_sets", [&](const std::string& guid, const nlohmann::json&) {
-    auto corrections = withGuid<ExerciseCompletedSetUpdateEntity>(context, guid);
+  // A correction is cleared only when the answer confirms what is stored now: one made again
+  // while the older one was on its way stays to be sent.
+  auto clearCorrections =
+      [&](const auto& corrections, const std::string& guid, const nlohmann::json& record,
+          std::initializer_list<std::pair<const char*, const char*>> fields) -> int {
+    for (auto* correction : corrections) {
+      for (const auto& [serverKey, field] : fields) {
+        if (!echoes(record, serverKey, correction->valueForKey(field))) {
+          summary.superseded.push_back(guid);
+          return -1;
+        }
+      }
+    }
     for (auto* correction : corrections) context.deleteObject(correction);
-    return !corrections.empty();
+    return corrections.empty() ? 0 : 1;
+  };
+  each("completed_update_sets", [&](const std::string& guid, const nlohmann::json& record) {
+    return clearCorrections(withGuid<ExerciseCompletedSetUpdateEntity>(context, guid), guid, record,
+                            {{"repeats", "repeats"}, {"value", "value"}, {"comment", "comment"}});
   });
   each("completed_delete_sets", [&](const std::string& guid, const nlohmann::json&) {
     auto removals = withGuid<ExerciseCompletedSetDeleteEntity>(context, guid);
@@ -414,10 +443,10 @@ OutboxAcknowledgement Outbox::acknowledge(const nlohmann::json& answer) {
       context.deleteObject(correction);
     return true;
   });
-  each("results_update", [&](const std::string& guid, const nlohmann::json&) {
-    auto corrections = withGuid<WorkoutResultsUpdateEntity>(context, guid);
-    for (auto* correction : corrections) context.deleteObject(correction);
-    return !corrections.empty();
+  each("results_update", [&](const std::string& guid, const nlohmann::json& record) {
+    return clearCorrections(
+        withGuid<WorkoutResultsUpdateEntity>(context, guid), guid, record,
+        {{"steps", "steps"}, {"calories", "calories"}, {"heartRateAverage", "heartRateAverage"}});
   });
   each("measurements", [&](const std::string& key, const nlohmann::json& record) {
     auto* measurement = measurementForKey(context, key);

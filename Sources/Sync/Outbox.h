@@ -47,6 +47,9 @@ struct OutboxAcknowledgement {
   int confirmed = 0;                 // records that took the server's answer
   std::vector<std::string> failed;   // keys the server refused; they stay pending
   std::vector<std::string> unknown;  // keys that name nothing pending (already confirmed, ...)
+  // Corrections answered with other values than stored: corrected again since they were
+  // sent, so they stay to be sent.
+  std::vector<std::string> superseded;
 };
 
 // A malformed acknowledgement: nothing was applied.
@@ -72,9 +75,11 @@ class Outbox {
   // Maps the server's answer back and saves the context once (all or nothing). The answer is
   // an object of answer keys ("completed_sets", "results", "completed_update_sets",
   // "completed_delete_sets", "results_update", "measurements", "photos", "messages"), each a
-  // list of records naming their "guid" and, for creations, the server's "id"; "failed" lists
-  // {"guid", "error"} the server refused. Throws OutboxError for a malformed answer and
-  // StoreError when the save fails; either way no record changes.
+  // list of records naming their "guid" and, for creations, the server's "id". A correction's
+  // answer may echo its values; it then clears only a correction still equal to them. "failed"
+  // lists {"guid", "error"} the server refused. Throws OutboxError for a malformed answer and
+  // StoreError when the save fails; either way no record changes (the context is reset to
+  // what is stored).
   OutboxAcknowledgement acknowledge(const nlohmann::json& answer);
 
  private:

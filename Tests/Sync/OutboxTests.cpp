@@ -159,6 +159,28 @@ TEST_F(OutboxTest, PartialAndRefusedAcknowledgementsLeaveTheRestPending) {
   EXPECT_EQ(summary(), (Lines{"completed_sets s-2", "messages m-1"}));
 }
 
+TEST_F(OutboxTest, AnAnswerToAnOlderCorrectionKeepsTheNewerOne) {
+  perform([&] {
+    set("s-1", 1'764'000'100, 60, 10)->setEntityID(9001);
+    correct("s-1", 9);
+    context->save();
+  });
+  // The correction to 9 is on its way when the client changes it to 7.
+  perform([&] {
+    auto* newer = dynamic_cast<ExerciseCompletedSetUpdateEntity*>(
+        all(ExerciseCompletedSetUpdateEntity::kEntityName, "guid")[0]);
+    newer->setRepeats(7);
+    context->save();
+  });
+  auto ack = acknowledge(R"({"completed_update_sets": [{"guid": "s-1", "repeats": 9}]})");
+  EXPECT_EQ(ack.confirmed, 0);
+  EXPECT_EQ(ack.superseded, (Lines{"s-1"}));
+  EXPECT_EQ(summary(), (Lines{"completed_update_sets s-1"}));
+  ack = acknowledge(R"({"completed_update_sets": [{"guid": "s-1", "repeats": 7.0}]})");
+  EXPECT_EQ(ack.confirmed, 1);
+  EXPECT_EQ(summary(), Lines{});
+}
+
 TEST_F(OutboxTest, MalformedAnswersChangeNothing) {
   perform([&] {
     set("s-1", 1'764'000'100, 60, 10);

@@ -78,6 +78,7 @@ void acknowledge(const std::string& file, const GlobalOptions& options) {
     std::printf("%s\n", nlohmann::json({{"confirmed", result.confirmed},
                                         {"failed", result.failed},
                                         {"unknown", result.unknown},
+                                        {"superseded", result.superseded},
                                         {"pending", left}})
                             .dump(2)
                             .c_str());
@@ -87,6 +88,8 @@ void acknowledge(const std::string& file, const GlobalOptions& options) {
               result.confirmed == 1 ? "" : "s", left, left == 1 ? "" : "s");
   for (const auto& key : result.failed)
     std::printf("  refused, kept to send again: %s\n", key.c_str());
+  for (const auto& key : result.superseded)
+    std::printf("  corrected again since it was sent, kept to send: %s\n", key.c_str());
   for (const auto& key : result.unknown)
     std::printf("  not pending here (already confirmed or unknown): %s\n", key.c_str());
 }
