@@ -84,8 +84,11 @@ void acknowledge(const std::string& file, const GlobalOptions& options) {
                             .c_str());
     return;
   }
-  std::printf("confirmed %d record%s; %zu request%s still to send\n", result.confirmed,
-              result.confirmed == 1 ? "" : "s", left, left == 1 ? "" : "s");
+  std::printf("confirmed %d record%s; ", result.confirmed, result.confirmed == 1 ? "" : "s");
+  if (left == 0)
+    std::printf("nothing left to send\n");
+  else
+    std::printf("%zu request%s still to send\n", left, left == 1 ? "" : "s");
   for (const auto& key : result.failed)
     std::printf("  refused, kept to send again: %s\n", key.c_str());
   for (const auto& key : result.superseded)
