@@ -74,9 +74,12 @@ std::string renderSvgLineChart(const LineChart& chart) {
   if (!std::isfinite(minValue)) minValue = 0, maxValue = 1, minTime = 0, maxTime = 1;
   // Values start from a nice step below the lowest one, so small changes stay visible.
   const double step = niceStep(std::max(maxValue - minValue, std::abs(maxValue) * 0.05 + 1e-9), 4);
-  const double low = std::floor(minValue / step) * step;
+  // A step of room below and above when a value sits on the edge, so no point lies on an axis.
+  double low = std::floor(minValue / step) * step;
+  // Quantities that cannot be negative keep 0 as their floor.
+  if (low >= minValue && !(minValue >= 0 && low - step < 0)) low -= step;
   double high = std::ceil(maxValue / step) * step;
-  if (high <= low) high = low + step;
+  if (high <= maxValue) high += step;
   const bool oneMoment = maxTime <= minTime;
   if (oneMoment) minTime -= 43200, maxTime += 43200;  // centre the only day
 

@@ -4,6 +4,10 @@
 
 #include <nlohmann/json.hpp>
 
+#include "Handbook/Adapter/HandbookAdapter.h"
+#include "Nutrition/DietEntity.h"
+#include "Platform/Foundation/WorkQueue.h"
+#include "Platform/ObjectStore/FetchRequest.h"
 #include "Platform/ObjectStore/ManagedObjectContext.h"
 #include "Report/ProgressReport.h"
 #include "dmctl/Command.h"
@@ -11,8 +15,26 @@
 namespace dmctl {
 namespace {
 
+// As the diet screen does: records which handbook products each diet uses, so its totals
+// can be computed from the handbook.
+void relateDietsToTheHandbook(dm::ManagedObjectContext& context) {
+  std::vector<std::pair<std::int64_t, std::vector<std::int64_t>>> diets;
+  context.performAndWait([&] {
+    dm::FetchRequest request(context.model().entityNamed(dm::DietEntity::kEntityName));
+    for (auto* object : context.executeFetchRequest(request))
+      if (auto* diet = dynamic_cast<dm::DietEntity*>(object); diet && diet->caloriesTotal() == 0)
+        diets.emplace_back(diet->entityID(), diet->allPostProductsIds());
+  });
+  if (diets.empty()) return;
+  for (const auto& [dietId, ids] : diets)
+    dm::HandbookAdapter::shared().saveProductHandbookRelationships(dietId, ids, {});
+  dm::HandbookAdapter::shared().saveAndWait();
+  dm::MainQueue::shared().runUntilIdle();
+}
+
 void run(const std::string& out, const GlobalOptions& options) {
   auto context = openMainStoreForReading(options);
+  relateDietsToTheHandbook(*context);
   std::filesystem::path page;
   context->performAndWait([&] {
     try {
