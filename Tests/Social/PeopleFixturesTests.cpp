@@ -6,8 +6,10 @@
 
 #include <nlohmann/json.hpp>
 
+#include "Finance/CardEntity.h"
 #include "Finance/FilterInvoicesRequest.h"
 #include "Finance/InvoiceEntity.h"
+#include "Finance/PaymentDetailsEntity.h"
 #include "Finance/PayoutEntity.h"
 #include "Finance/WalletEntity.h"
 #include "Profile/MeasurementAddRequest.h"
@@ -16,6 +18,7 @@
 #include "Profile/ProfileTestSupport.h"
 #include "Profile/UserEntity.h"
 #include "Social/ChatMessageEntity.h"
+#include "Social/FeedPostCommentEntity.h"
 #include "Social/FeedPostEntity.h"
 #include "Social/FeedPostMediaEntity.h"
 
@@ -172,6 +175,54 @@ TEST_F(PeopleFixturesTest, InvoiceHistoryFiltersByServiceAndPayoutsSortLargestFi
     EXPECT_EQ(payouts[2]->currency(), "USD");
     ASSERT_NE(WalletEntity::wallet(*context), nullptr);
     EXPECT_DOUBLE_EQ(WalletEntity::wallet(*context)->pendingAmount(), 4900);
+  });
+}
+
+// A signed-in user's payload carrying posts, comments, invoices on both sides, a card and
+// payment methods: stored whole and read back through the user's relations after reopening.
+TEST_F(PeopleFixturesTest, UserPayloadReadsBackThroughItsRelations) {
+  perform([&] {
+    auto feed = parsed("feed.json")["posts"];
+    auto invoices = parsed("invoices.json")["finances"];
+    nlohmann::json user = {{"id", 2001}, {"firstName", "Ivan"}, {"type", "trainer"}};
+    user["feedPosts"] = nlohmann::json::array({feed[0], feed[2]});
+    user["feedPostComment"] = {{{"guid", "c-1"}, {"id", 300}, {"body", "Nice form"}}};
+    user["invoiceCoach"] = nlohmann::json::array({invoices[0], invoices[2]});
+    user["invoiceClient"] = {{{"id", 41000},
+                              {"number", "00900"},
+                              {"price", 990},
+                              {"currency", "RUB"},
+                              {"trainerId", 2002}}};
+    user["card"] = {{"id", 9}, {"type", "Visa"}, {"number", "**** 4242"}};
+    user["paymentMethods"] = {
+        {{"id", 4}, {"guid", "pm-1"}, {"title", "Bank"}, {"details", "IBAN DE00"}}};
+    map("UserEntity", nlohmann::json{{"user", user}}.dump(), "user");
+  });
+  reopen();
+  perform([&] {
+    auto users = all(UserEntity::kEntityName);
+    UserEntity* coach = nullptr;
+    for (ManagedObject* object : users) {
+      if (object->valueForKey("entityID").asInt64() == 2001)
+        coach = dynamic_cast<UserEntity*>(object);
+    }
+    ASSERT_NE(coach, nullptr);
+    EXPECT_EQ(coach->feedPosts().size(), 2u);
+    for (FeedPostEntity* post : coach->feedPosts()) EXPECT_EQ(post->user(), coach);
+    ASSERT_EQ(coach->feedPostComment().size(), 1u);
+    EXPECT_EQ(coach->feedPostComment()[0]->body(), "Nice form");
+    ASSERT_EQ(coach->invoiceCoach().size(), 2u);
+    for (InvoiceEntity* invoice : coach->invoiceCoach()) {
+      EXPECT_EQ(invoice->coach(), coach);
+      EXPECT_EQ(invoice->serviceTitleWithType().rfind("Personal coaching (", 0), 0u);
+    }
+    ASSERT_EQ(coach->invoiceClient().size(), 1u);
+    EXPECT_EQ(coach->invoiceClient()[0]->client(), coach);
+    ASSERT_NE(coach->card(), nullptr);
+    EXPECT_EQ(coach->card()->cardType(), CardType::Visa);
+    ASSERT_EQ(coach->paymentMethods().size(), 1u);
+    EXPECT_EQ(coach->paymentMethods()[0]->details(), "IBAN DE00");
+    EXPECT_EQ(PaymentDetailsEntity::method(*context), coach->paymentMethods()[0]);
   });
 }
 
