@@ -32,6 +32,14 @@ std::string serviceTitle(const dm::InvoiceEntity& invoice) {
   return title;
 }
 
+// `text` padded with blanks to `width` characters (UTF-8 aware, so Russian titles line up).
+std::string padded(std::string text, std::size_t width) {
+  std::size_t characters = 0;
+  for (unsigned char c : text) characters += (c & 0xC0) != 0x80;
+  if (characters < width) text.append(width - characters, ' ');
+  return text;
+}
+
 std::string statusTitle(const dm::InvoiceEntity& invoice) {
   auto status = invoice.status();
   return status ? text(dm::TitleForPaymentStatus(static_cast<int>(*status)))
@@ -67,9 +75,9 @@ void showInvoices(dm::ManagedObjectContext& context, bool json) {
       list.push_back(invoiceJson(*invoice));
       continue;
     }
-    std::printf("%-10s %-34s %10.2f %-4s %s\n", invoice->number().c_str(),
-                statusTitle(*invoice).c_str(), invoice->price(), invoice->currency().c_str(),
-                serviceTitle(*invoice).c_str());
+    std::printf("%-10s %s %10.2f %-4s %s\n", invoice->number().c_str(),
+                padded(statusTitle(*invoice), 34).c_str(), invoice->price(),
+                invoice->currency().c_str(), serviceTitle(*invoice).c_str());
   }
   if (json) std::printf("%s\n", list.dump(2).c_str());
 }
