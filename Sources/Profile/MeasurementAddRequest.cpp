@@ -175,7 +175,7 @@ std::shared_ptr<MeasurementUpdateRequest> MeasurementUpdateRequest::requestWithE
 }
 
 std::shared_ptr<MeasurementUpdateRequest> MeasurementUpdateRequest::copyWithEntity() const {
-  auto copied = std::dynamic_pointer_cast<MeasurementUpdateRequest>(copy());
+  auto copied = std::dynamic_pointer_cast<MeasurementUpdateRequest>(createCopy());
   if (copied) copied->entity_ = entity_;
   return copied;
 }

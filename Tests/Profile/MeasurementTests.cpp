@@ -119,8 +119,17 @@ TEST_F(MeasurementStoreTest, PhotoDeleteRequestAndCopiesThatStandAlone) {
                                                      "status": "deleted"}})"));
 
     auto* m = insert<MeasurementEntity>();
+    m->setEntityID(77);
     m->setWeight(80);
+    m->setDate(Date(1772352000.0));
     m->addPhotosObject(photo);
+    context->save();
+    EXPECT_EQ(MeasurementEntity::entity(*context, 77), m);
+    EXPECT_EQ(MeasurementEntity::entity(*context, 78), nullptr);
+    auto update = MeasurementUpdateRequest::requestWithEntity(*m)->copyWithEntity();
+    EXPECT_EQ(update->entity(), m);
+    EXPECT_TRUE(update->hasDate()) << "local fields are copied too";
+    EXPECT_EQ(update->photos().asArray().size(), 1u);
     auto request = std::make_shared<MeasurementAddRequest>();
     request->fillDataWith(m);
     auto copied = request->createCopy();
