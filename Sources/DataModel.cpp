@@ -3,6 +3,7 @@
 
 #include <mutex>
 
+#include "Finance/FinanceValues.h"
 #include "Mapping/Records/RecordClassCheck.h"
 #include "Models/HandbookRecords.h"
 #include "Models/KorvaloRecords.h"
@@ -44,6 +45,7 @@ void registerRecordClasses() {
     registerKorvaloRecords();
     registerHandbookRecords();
     registerSocialBehaviour();
+    registerFinanceBehaviour();
   });
 }
 

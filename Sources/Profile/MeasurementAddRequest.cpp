@@ -2,12 +2,13 @@
 #include "Profile/MeasurementAddRequest.h"
 
 #include "Accounts/RequestValues.h"
-#include "Measurements/ProgressPhotoAddRequest.h"
 #include "Platform/Foundation/DateFormatting.h"
 #include "Profile/MeasurementEntity.h"
 #include "Profile/MeasurementUpdateRequest.h"
 #include "Profile/ProfileCommonPhotoEntity.h"
+#include "Profile/ProgressPhotoAddRequest.h"
 #include "Profile/UserEntity.h"
+#include "Units/UnitsHelper.h"
 
 namespace dm {
 
@@ -38,6 +39,18 @@ const std::vector<std::string>& comparedFields() {
   return fields;
 }
 
+// A new record of the same class holding every declared field, local ones included (copy()
+// takes only the mapped ones).
+std::shared_ptr<BaseMappableObject> copyOfEveryField(const BaseMappableObject& source) {
+  const auto* cls = source.recordClass();
+  auto copied = cls ? cls->newInstance() : nullptr;
+  if (!copied) return nullptr;
+  for (const PropertyDeclaration& property : cls->allProperties()) {
+    copied->setValueForKey(property.name, source.valueForKey(property.name));
+  }
+  return copied;
+}
+
 }  // namespace
 
 const std::vector<std::string>& MeasurementAddRequest::girthFields() {
@@ -51,12 +64,7 @@ const std::vector<std::string>& MeasurementAddRequest::girthFields() {
 RecordValue photoRequestsOf(const MeasurementEntity& measurement) {
   RecordValue::Array out;
   for (ProfileCommonPhotoEntity* photo : measurement.photos()) {
-    auto request = std::make_shared<ProgressPhotoAddRequest>();
-    request->setEntityID(photo->entityID());
-    request->setType(photo->sequence());
-    if (!photo->entityStatusString().empty()) request->setStatusString(photo->entityStatusString());
-    request->setFullAddress(photo->absoluteUrl());
-    out.push_back(RecordValue(std::move(request)));
+    out.push_back(RecordValue(ProgressPhotoAddRequest::requestWithPhotoEntity(*photo)));
   }
   return RecordValue(std::move(out));
 }
@@ -74,6 +82,31 @@ void MeasurementAddRequest::fillDataWith(const MeasurementEntity* measurement) {
   setValueForKey("trainerId", noEmpty(trainerIdOf(*measurement)));
   setPhotos(photoRequestsOf(*measurement));
   if (!hasDate() && measurement->hasDate()) setDate(measurement->date());
+}
+
+void MeasurementAddRequest::setWeightInUnits(double weight) {
+  setWeight(UnitsHelper::weightToKG(weight));
+}
+
+void MeasurementAddRequest::setLengthInUnits(const std::string& field, double length) {
+  setValueForKey(field, RecordValue(UnitsHelper::heightToCM(length)));
+}
+
+std::shared_ptr<MeasurementAddRequest> MeasurementAddRequest::createCopy() const {
+  auto copied = std::dynamic_pointer_cast<MeasurementAddRequest>(copyOfEveryField(*this));
+  if (!copied) return nullptr;
+  // The photo requests are records of their own: copy them too, so editing one request's
+  // photos never shows in the other.
+  RecordValue elements = photos();
+  if (elements.isArray()) {
+    RecordValue::Array photoCopies;
+    for (const RecordValue& element : elements.asArray()) {
+      auto record = element.isRecord() ? element.asRecord() : nullptr;
+      photoCopies.push_back(record ? RecordValue(copyOfEveryField(*record)) : element);
+    }
+    copied->setPhotos(RecordValue(std::move(photoCopies)));
+  }
+  return copied;
 }
 
 void MeasurementAddRequest::serializePhotos() {
@@ -142,7 +175,7 @@ std::shared_ptr<MeasurementUpdateRequest> MeasurementUpdateRequest::requestWithE
 }
 
 std::shared_ptr<MeasurementUpdateRequest> MeasurementUpdateRequest::copyWithEntity() const {
-  auto copied = std::dynamic_pointer_cast<MeasurementUpdateRequest>(copy());
+  auto copied = std::dynamic_pointer_cast<MeasurementUpdateRequest>(createCopy());
   if (copied) copied->entity_ = entity_;
   return copied;
 }

@@ -1,6 +1,10 @@
 // A new body measurement for the server: values metric, photos as their upload trees.
 #pragma once
 
+#include <memory>
+#include <string>
+#include <vector>
+
 #include "Measurements/MeasurementAddRequestGenerated.h"
 
 namespace dm {
@@ -20,6 +24,13 @@ class MeasurementAddRequest : public MeasurementAddRequestGenerated {
   // are; girths, body fat and the trainer's id with empty values (0, "") left out; its photos
   // as upload requests; the date unless this request has one. Mission and trainer name stay.
   void fillDataWith(const MeasurementEntity* measurement);
+  // Values as the user entered them, in the current units, stored metric: a weight in the
+  // weight unit to kilograms; the height or a girth (`field`, e.g. "waist") in the length
+  // unit to centimetres.
+  void setWeightInUnits(double weight);
+  void setLengthInUnits(const std::string& field, double length);
+  // An independent copy: every field (local ones too) and copies of the photo requests.
+  std::shared_ptr<MeasurementAddRequest> createCopy() const;
   // Rebuilds serializedPhotos from photos: each photo's upload tree, in order.
   void serializePhotos();
   // The same values, dates on the same calendar day, the same photos by address and status.

@@ -2,9 +2,12 @@
 #include "Profile/MeasurementEntity.h"
 
 #include <algorithm>
+#include <exception>
 #include <string>
 
 #include "Mapping/EntityStatus.h"
+#include "Platform/Foundation/Logger.h"
+#include "Platform/ObjectStore/ObjectStoreHelpers.h"
 #include "Profile/ProfileCommonPhotoEntity.h"
 
 namespace dm {
@@ -20,6 +23,17 @@ std::vector<ProfileCommonPhotoEntity*> MeasurementEntity::photosOrdered() const 
   std::stable_sort(out.begin(), out.end(),
                    [](auto* a, auto* b) { return a->sequence() < b->sequence(); });
   return out;
+}
+
+MeasurementEntity* MeasurementEntity::entity(ManagedObjectContext& context,
+                                             std::int64_t identifier) {
+  try {
+    return dynamic_cast<MeasurementEntity*>(ObjectStoreHelpers::findFirst(
+        context, kEntityName, Predicate::parse("entityID = %@", {Value(identifier)})));
+  } catch (const std::exception& error) {
+    logWarning(std::string("MeasurementEntity: cannot read measurement: ") + error.what());
+    return nullptr;
+  }
 }
 
 bool MeasurementEntity::isEmptyValueForKey(std::string_view keyPath) const {

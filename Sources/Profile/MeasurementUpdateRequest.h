@@ -18,7 +18,7 @@ class MeasurementUpdateRequest : public MeasurementUpdateRequestGenerated {
       const MeasurementEntity& measurement);
   // The measurement this request was built from; owned by its context, nullptr when none.
   const MeasurementEntity* entity() const { return entity_; }
-  // A field-by-field copy, the remembered record included.
+  // A field-by-field copy (as createCopy), the remembered record included.
   std::shared_ptr<MeasurementUpdateRequest> copyWithEntity() const;
 
  private:

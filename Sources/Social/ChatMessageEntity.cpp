@@ -15,12 +15,6 @@ namespace dm {
 
 namespace {
 
-std::string previewKeyForScale(int scale) {
-  char key[32];
-  std::snprintf(key, sizeof key, "video_preview_%dx", scale);
-  return key;
-}
-
 std::string textAt(const nlohmann::json& dictionary, const std::string& key) {
   auto it = dictionary.find(key);
   return it != dictionary.end() && it->is_string() ? it->get<std::string>() : std::string();
@@ -69,8 +63,8 @@ std::string ChatMessageEntity::photoUrl() const {
 void ChatMessageEntity::setVideoPreviewUrls(const nlohmann::json& urlsByScale) {
   if (!urlsByScale.is_object()) return;
   std::string preview =
-      textAt(urlsByScale, previewKeyForScale(ScreenScale::shared()->wholeScale()));
-  if (preview.empty()) preview = textAt(urlsByScale, previewKeyForScale(2));
+      textAt(urlsByScale, chatVideoPreviewKey(ScreenScale::shared()->wholeScale()));
+  if (preview.empty()) preview = textAt(urlsByScale, chatVideoPreviewKey(2));
   if (preview.empty()) return;
   setAttachmentType(static_cast<std::int16_t>(ChatAttachmentType::Video));
   setAttachmentPreviewURL(preview);
@@ -102,6 +96,12 @@ std::int64_t ChatMessageEntity::dayGroupingKey() const {
   return chatDayGroupingKey(time(), currentUtcOffsetSeconds());
 }
 
+std::string chatVideoPreviewKey(int scale) {
+  char key[32];
+  std::snprintf(key, sizeof key, "video_preview_%dx", scale);
+  return key;
+}
+
 std::int64_t chatDayGroupingKey(Date time, std::int64_t utcOffsetSeconds) {
   auto seconds = static_cast<std::int64_t>(std::trunc(time.timeIntervalSince1970));
   return (seconds + utcOffsetSeconds) / 86400;
@@ -115,13 +115,21 @@ MappingDictionary ChatMessageEntity::Class::attributeMappings() const {
   return mapping;
 }
 
+MappingDictionary ChatMessageEntity::Class::serializationAttributeMappings() const {
+  auto mapping = attributeMappings();
+  mapping.erase("guid");
+  return mapping;
+}
+
 void registerChatMessageSetters() {
   auto message = [](ManagedObject& record) -> ChatMessageEntity* {
     return dynamic_cast<ChatMessageEntity*>(&record);
   };
   ManagedObjectClasses::registerSetters(
       "ChatMessageEntity",
-      {{"time", AttributeType::Date,
+      {// The guid identifies a message this device sent; a payload never changes it.
+       {"guid", AttributeType::String, [](ManagedObject&, const Value&) {}},
+       {"time", AttributeType::Date,
         [message](ManagedObject& m, const Value& v) {
           if (auto* msg = message(m); msg && !v.isNull()) msg->setTime(v.asDate());
         }},

@@ -52,15 +52,20 @@ class ChatMessageEntity : public ChatMessageEntityGenerated {
   class Class : public ChatMessageEntityGenerated::Class {
    public:
     using ChatMessageEntityGenerated::Class::Class;
-    // The media fields come in through setters. The guid stays mapped: the mapping engine
-    // matches only by mapped identification attributes, and a message is matched by either.
+    // The media fields come in through setters. "guid" is read from payloads only to find
+    // the message this device sent (its setter ignores the server's value: the guid is ours).
     MappingDictionary attributeMappings() const override;
+    // What a message sends: everything mapped but the guid, which never leaves the device.
+    MappingDictionary serializationAttributeMappings() const override;
     bool identifiesByAnyAttribute() const override { return true; }
   };
 };
 
 // The setters the mapping engine calls for chat messages.
 void registerChatMessageSetters();
+
+// The key of a video preview address for a screen of `scale` ("video_preview_2x").
+std::string chatVideoPreviewKey(int scale);
 
 // Day key of `time` for a local time `utcOffsetSeconds` ahead of UTC.
 std::int64_t chatDayGroupingKey(Date time, std::int64_t utcOffsetSeconds);

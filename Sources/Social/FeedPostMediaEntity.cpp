@@ -1,6 +1,9 @@
 // Feed media records.
 #include "Social/FeedPostMediaEntity.h"
 
+#include <fstream>
+#include <iterator>
+
 #include "Platform/Foundation/Directories.h"
 #include "Profile/MediaAddresses.h"
 
@@ -25,6 +28,15 @@ std::string FeedPostMediaEntity::previewURL() const {
 
 std::string FeedPostMediaEntity::fullMediaURLString() const {
   return isUploaded() ? mediaUrl() : localFileUrl();
+}
+
+std::optional<std::string> FeedPostMediaEntity::data() const {
+  static constexpr std::string_view kFileScheme = "file://";
+  std::string address = fullMediaURLString();
+  if (address.rfind(kFileScheme, 0) != 0) return std::nullopt;
+  std::ifstream file(address.substr(kFileScheme.size()), std::ios::binary);
+  if (!file) return std::nullopt;
+  return std::string(std::istreambuf_iterator<char>(file), std::istreambuf_iterator<char>());
 }
 
 }  // namespace dm

@@ -1,6 +1,7 @@
 // One photo or video of a feed post, with the addresses and proportions the feed shows.
 #pragma once
 
+#include <optional>
 #include <string>
 
 #include "Social/FeedPostMediaEntityGenerated.h"
@@ -24,6 +25,9 @@ class FeedPostMediaEntity : public FeedPostMediaEntityGenerated {
   std::string previewURL() const;
   // mediaUrl once uploaded, else the local file's URL.
   std::string fullMediaURLString() const;
+  // The bytes of the local file not yet uploaded; nothing for an uploaded item or a file that
+  // cannot be read.
+  std::optional<std::string> data() const;
 };
 
 // "file://" + path.

@@ -121,6 +121,15 @@ TEST(ServiceReplies, CaptchaKeepsTheServersSpelling) {
   ASSERT_NE(cls, nullptr);
   EXPECT_EQ(cls->rootKeyPath(), "cpatcha_error");
   EXPECT_EQ(cls->attributeMappings().at("captchaPath"), "img");
+
+  auto captcha = std::make_shared<CaptchaError>();
+  EXPECT_FALSE(captcha->captchaUrl().has_value()) << "no picture, no address";
+  captcha->setCaptchaPath("/captcha/17.png?sid=ab");
+  EXPECT_EQ(captcha->captchaUrl(), "/captcha/17.png?sid=ab");
+  captcha->setCaptchaPath("https://example.com/c.png");
+  EXPECT_EQ(captcha->captchaUrl(), "https://example.com/c.png");
+  captcha->setCaptchaPath("not a url");
+  EXPECT_FALSE(captcha->captchaUrl().has_value());
 }
 
 TEST(RequestValueRules, NoEmptyDropsEmptyTextsAndZeros) {

@@ -4,11 +4,11 @@
 
 #include <nlohmann/json.hpp>
 
-#include "Measurements/ProgressPhotoAddRequest.h"
 #include "Profile/MeasurementAddRequest.h"
 #include "Profile/MeasurementEntity.h"
 #include "Profile/MeasurementUpdateRequest.h"
 #include "Profile/ProfileCommonPhotoEntity.h"
+#include "Profile/ProgressPhotoAddRequest.h"
 #include "Profile/UserEntity.h"
 #include "ProfileTestSupport.h"
 
@@ -105,6 +105,68 @@ TEST(ProgressPhotoRequests, SendsOrderUnderSequenceWithThePhotoUploadKeys) {
   request->setStatus(EntityStatus::Deleted);
   EXPECT_EQ(request->serialized().toJson(),
             nlohmann::json::parse(R"({"photo": {"sequence": 2, "id": 9, "status": "deleted"}})"));
+}
+
+TEST_F(MeasurementStoreTest, PhotoDeleteRequestAndCopiesThatStandAlone) {
+  perform([&] {
+    auto* photo = insert<ProfileCommonPhotoEntity>();
+    photo->setEntityID(31);
+    photo->setSequence(4);
+    photo->setPhoto("progress/31.jpg");
+    auto remove = ProgressPhotoAddRequest::deleteRequestWithPhotoEntity(*photo);
+    EXPECT_EQ(remove->serialized().toJson(), nlohmann::json::parse(
+                                                 R"({"photo": {"sequence": 4, "id": 31,
+                                                     "status": "deleted"}})"));
+
+    auto* m = insert<MeasurementEntity>();
+    m->setEntityID(77);
+    m->setWeight(80);
+    m->setDate(Date(1772352000.0));
+    m->addPhotosObject(photo);
+    context->save();
+    EXPECT_EQ(MeasurementEntity::entity(*context, 77), m);
+    EXPECT_EQ(MeasurementEntity::entity(*context, 78), nullptr);
+    auto update = MeasurementUpdateRequest::requestWithEntity(*m)->copyWithEntity();
+    EXPECT_EQ(update->entity(), m);
+    EXPECT_TRUE(update->hasDate()) << "local fields are copied too";
+    EXPECT_EQ(update->photos().asArray().size(), 1u);
+    auto request = std::make_shared<MeasurementAddRequest>();
+    request->fillDataWith(m);
+    auto copied = request->createCopy();
+    ASSERT_NE(copied, nullptr);
+    EXPECT_TRUE(copied->isEqual(*request));
+    auto copiedPhoto = std::dynamic_pointer_cast<ProgressPhotoAddRequest>(
+        copied->photos().asArray().at(0).asRecord());
+    ASSERT_NE(copiedPhoto, nullptr);
+    copiedPhoto->setStatus(EntityStatus::Deleted);
+    copied->setWeight(81);
+    EXPECT_FALSE(copied->isEqual(*request));
+    EXPECT_DOUBLE_EQ(request->weight(), 80);
+    auto original = std::dynamic_pointer_cast<ProgressPhotoAddRequest>(
+        request->photos().asArray().at(0).asRecord());
+    EXPECT_FALSE(original->hasStatusString()) << "the copy's photos are its own";
+  });
+}
+
+TEST(MeasurementUnits, ValuesEnteredInImperialUnitsAreSentMetric) {
+  UnitsHelper& shared = UnitsHelper::sharedInstance();
+  shared.setPrefs(SettingsStore::inMemory());
+  shared.setWeightUnitsValue(1);
+  shared.setHeightUnitsValue(1);
+  auto request = std::make_shared<MeasurementAddRequest>();
+  request->setWeightInUnits(176.37);       // pounds
+  request->setLengthInUnits("waist", 32);  // inches
+  request->setLengthInUnits("height", 70);
+  EXPECT_NEAR(request->weight(), 80.0, 0.01);
+  EXPECT_NEAR(request->waist(), 81.28, 0.01);
+  EXPECT_NEAR(request->height(), 177.8, 0.01);
+  shared.setWeightUnitsValue(0);
+  shared.setHeightUnitsValue(0);
+  request->setWeightInUnits(80);
+  request->setLengthInUnits("waist", 81);
+  EXPECT_DOUBLE_EQ(request->weight(), 80);
+  EXPECT_DOUBLE_EQ(request->waist(), 81);
+  shared.setPrefs(nullptr);
 }
 
 }  // namespace

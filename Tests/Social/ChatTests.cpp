@@ -4,10 +4,12 @@
 
 #include <nlohmann/json.hpp>
 
+#include "Mapping/Records/ModelMapper.h"
 #include "Platform/Host/ScreenScale.h"
 #include "Profile/ProfileTestSupport.h"
 #include "Social/ChatEntity.h"
 #include "Social/ChatMessageEntity.h"
+#include "Social/ChatMessageResponse.h"
 #include "Social/CreateChatRequest.h"
 #include "Social/SendMessageRequest.h"
 #include "Social/TypingNotificationRequest.h"
@@ -188,6 +190,63 @@ TEST(ChatRequests, BodiesUseTheServerKeys) {
   send->setInProgress(true);
   EXPECT_EQ(send->serialized().toJson(),
             nlohmann::json::parse(R"({"body": "hello", "guid": "g-2"})"));
+  EXPECT_TRUE(send->isMediaRequest());
+  send->setMediaPath("");
+  EXPECT_FALSE(send->isMediaRequest());
+}
+
+TEST_F(ChatStoreTest, GuidFindsTheSentMessageButNeverComesFromOrGoesToTheServer) {
+  perform([&] {
+    auto* sent = insert<ChatMessageEntity>();
+    sent->setGuid("local-1");
+    sent->setText("sending");
+    context->save();
+    // The echo names the message by our guid: it is matched, gets its id, keeps its guid.
+    auto echoed = map("ChatMessageEntity", R"({"messages": [
+        {"id": 90, "guid": "local-1", "body": "sent", "deliveryState": 1},
+        {"id": 91, "guid": "server-made", "body": "from the other side"}]})",
+                      "messages");
+    ASSERT_EQ(echoed.size(), 2u);
+    EXPECT_EQ(echoed[0], sent);
+    EXPECT_EQ(sent->entityID(), 90);
+    EXPECT_EQ(sent->guid(), "local-1");
+    EXPECT_EQ(sent->text(), "sent");
+    EXPECT_FALSE(message(echoed[1])->hasGuid()) << "a guid is never taken from the server";
+    EXPECT_EQ(all(ChatMessageEntity::kEntityName).size(), 2u);
+
+    // Both identifiers pointing at different messages: the server id wins.
+    map("ChatMessageEntity", R"({"messages": [{"id": 91, "guid": "local-1", "body": "b"}]})",
+        "messages");
+    EXPECT_EQ(message(echoed[1])->text(), "b");
+    EXPECT_EQ(sent->text(), "sent");
+
+    auto request = ModelMapper::shared()->requestMappingForClass(
+        *RecordClasses::classNamed("ChatMessageEntity"));
+    for (const auto& attribute : request->attributeMappings()) {
+      EXPECT_NE(attribute.source.text, "guid");
+    }
+  });
+}
+
+TEST(ChatReplies, SentMessageReplyReadsItsMediaAsOneAttachment) {
+  auto photo = std::make_shared<ChatMessageResponse>();
+  photo->setPhotoUrl("chat/p.jpg");
+  EXPECT_EQ(photo->attachmentType(), 1);
+  EXPECT_EQ(photo->attachmentURL(), "chat/p.jpg");
+  EXPECT_FALSE(photo->attachmentPreviewURL().empty());
+
+  auto video = std::make_shared<ChatMessageResponse>();
+  video->setVideoPreviewUrls(
+      RecordValue(RecordValue::Dictionary{{"video_preview_2x", "v@2x.jpg"}}));
+  video->setVideoUrl("v.mp4");
+  EXPECT_EQ(video->attachmentType(), 2);
+  EXPECT_EQ(video->attachmentURL(), "v.mp4");
+  EXPECT_EQ(video->attachmentPreviewURL(), "v@2x.jpg");
+
+  auto none = std::make_shared<ChatMessageResponse>();
+  none->setPhotoUrl("");
+  EXPECT_EQ(none->attachmentType(), 0);
+  EXPECT_FALSE(none->hasAttachmentURL());
 }
 
 }  // namespace

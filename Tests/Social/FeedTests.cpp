@@ -1,6 +1,9 @@
 // Feed posts: ordered live media, preview proportions and addresses, controls, like names.
 #include <gtest/gtest.h>
 
+#include <filesystem>
+
+#include "Platform/Foundation/Directories.h"
 #include "Platform/Foundation/LocaleServices.h"
 #include "Profile/ProfileTestSupport.h"
 #include "Social/FeedPostEntity.h"
@@ -66,6 +69,22 @@ TEST_F(FeedStoreTest, PreviewAspectRatioRules) {
     EXPECT_DOUBLE_EQ(*post->previewAspectRatio(), 0.5625);
     post->setPreviewAspectRatio(1.5);
     EXPECT_DOUBLE_EQ(*post->previewAspectRatio(), 1.5);
+  });
+}
+
+TEST_F(FeedStoreTest, MediaNotYetUploadedReadItsLocalFile) {
+  perform([&] {
+    auto documents = Directories::shared()->documentsDirectory();
+    std::filesystem::create_directories(documents / "feed");
+    writeFile(documents / "feed" / "new.jpg", std::string("\xff\xd8jpeg", 6));
+    auto* media = insert<FeedPostMediaEntity>();
+    media->setMediaUrl("feed/new.jpg");
+    EXPECT_EQ(media->data(), std::string("\xff\xd8jpeg", 6));
+    media->setMediaUrl("feed/missing.jpg");
+    EXPECT_FALSE(media->data().has_value());
+    media->setEntityID(5);
+    media->setMediaUrl("https://media.example.com/feed/new.jpg");
+    EXPECT_FALSE(media->data().has_value()) << "an uploaded item is read from the server";
   });
 }
 

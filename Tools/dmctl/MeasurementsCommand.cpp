@@ -1,7 +1,10 @@
 // `dmctl measurements [--since DATE]`: the stored body measurements in the current units, each
-// with the change since the previous record, as `dmctl map` stored them.
+// with the change since the previous record, as `dmctl map` stored them; --json for scripts.
 #include <cstdio>
+#include <map>
 #include <optional>
+
+#include <nlohmann/json.hpp>
 
 #include "DataModel.h"
 #include "Platform/Foundation/DateFormatting.h"
@@ -15,11 +18,51 @@
 namespace dmctl {
 namespace {
 
-// The change of a value since the previous record, "" when either is missing.
-std::string change(double now, std::optional<double> before) {
-  if (!before || *before == 0 || now == 0) return "";
+// The values shown, by field: the weight in the weight unit, body fat in percent, every
+// length in the height unit (inches or centimetres).
+enum class Quantity { Weight, Length, Percent };
+const std::vector<std::pair<const char*, Quantity>>& shownFields() {
+  static const std::vector<std::pair<const char*, Quantity>> fields = {
+      {"weight", Quantity::Weight},       {"height", Quantity::Length},
+      {"neck", Quantity::Length},         {"shoulders", Quantity::Length},
+      {"chest", Quantity::Length},        {"waist", Quantity::Length},
+      {"buttocks", Quantity::Length},     {"leftBiceps", Quantity::Length},
+      {"rightBiceps", Quantity::Length},  {"leftForearm", Quantity::Length},
+      {"rightForearm", Quantity::Length}, {"leftWrist", Quantity::Length},
+      {"rightWrist", Quantity::Length},   {"leftHip", Quantity::Length},
+      {"rightHip", Quantity::Length},     {"leftShin", Quantity::Length},
+      {"rightShin", Quantity::Length},    {"leftAnkle", Quantity::Length},
+      {"rightAnkle", Quantity::Length},   {"bodyFatPercentage", Quantity::Percent}};
+  return fields;
+}
+
+// A stored value in the current units; nothing when empty (absent or 0).
+std::optional<double> inUnits(const dm::MeasurementEntity& m, const char* field,
+                              Quantity quantity) {
+  if (m.isEmptyValueForKey(field)) return std::nullopt;
+  double metric = m.valueForKey(field).asDouble();
+  switch (quantity) {
+    case Quantity::Weight:
+      return dm::UnitsHelper::weightToUnitsWithTenth(metric, true);
+    case Quantity::Length:
+      return dm::UnitsHelper::heightValueInUnits(metric);
+    case Quantity::Percent:
+      break;
+  }
+  return metric;
+}
+
+std::string column(std::optional<double> value) {
+  if (!value) return "-";
   char text[32];
-  std::snprintf(text, sizeof text, "%+.1f", now - *before);
+  std::snprintf(text, sizeof text, "%.1f", *value);
+  return text;
+}
+
+std::string change(std::optional<double> difference) {
+  if (!difference) return "";
+  char text[32];
+  std::snprintf(text, sizeof text, "%+.1f", *difference);
   return text;
 }
 
@@ -32,28 +75,58 @@ void run(const std::string& since, const GlobalOptions& options) {
   auto context = openMainStoreForReading(options);
   context->performAndWait([&] {
     dm::FetchRequest request(context->model().entityNamed(dm::MeasurementEntity::kEntityName));
-    request.sortDescriptors = {{"date", true}};
-    std::optional<double> lastWeight, lastWaist;
-    std::printf("%-10s %10s %7s %10s %7s %6s %6s\n", "date", "weight", "change", "waist", "change",
-                "fat %", "photos");
+    request.sortDescriptors = {{"date", true}, {"entityID", true}};
+    std::map<std::string, double> previous;  // last non-empty value of each field
+    // The first read of a default not derived yet answers metric and derives it; read once
+    // so the labels and the values below agree.
+    (void)dm::UnitsHelper::weightUnits();
+    (void)dm::UnitsHelper::heightUnits();
+    std::string weightUnit = dm::UnitsHelper::weightUnitsStringShort().value_or("");
+    std::string lengthUnit = dm::UnitsHelper::heightUnitsStringShort().value_or("");
+    nlohmann::json list = nlohmann::json::array();
+    if (!options.json) {
+      std::printf("%-10s %9s %7s %9s %7s %9s %7s %6s %6s %6s\n", "date",
+                  ("weight " + weightUnit).c_str(), "change", ("waist " + lengthUnit).c_str(),
+                  "change", ("chest " + lengthUnit).c_str(), "change", "fat %", "change", "photos");
+    }
     for (auto* object : context->executeFetchRequest(request)) {
       auto* m = dynamic_cast<dm::MeasurementEntity*>(object);
       if (!m) continue;
-      double weight = dm::UnitsHelper::weightToUnits(m->weight());
-      // Girths follow the height unit: 1 is inches, anything else centimetres.
-      double waist =
-          dm::UnitsHelper::heightUnits() == 1 ? dm::UnitsHelper::cmToIn(m->waist()) : m->waist();
-      bool shown = !from || m->date().timeIntervalSince1970 >= from->timeIntervalSince1970;
-      if (shown) {
-        std::printf("%-10s %10s %7s %10.1f %7s %6.1f %6zu\n",
-                    dm::stringFromDate(m->date(), "yyyy-MM-dd").c_str(),
-                    dm::UnitsHelper::weightInUnitsForMyProgress(m->weight()).c_str(),
-                    change(weight, lastWeight).c_str(), waist, change(waist, lastWaist).c_str(),
-                    m->bodyFatPercentage(), m->photosOrdered().size());
+      bool shown =
+          !from || (m->hasDate() && m->date().timeIntervalSince1970 >= from->timeIntervalSince1970);
+      std::map<std::string, std::optional<double>> values, changes;
+      for (const auto& [field, quantity] : shownFields()) {
+        auto value = inUnits(*m, field, quantity);
+        auto before = previous.find(field);
+        values[field] = value;
+        changes[field] = value && before != previous.end()
+                             ? std::optional<double>(*value - before->second)
+                             : std::nullopt;
+        if (value) previous[field] = *value;
       }
-      if (m->weight() != 0) lastWeight = weight;
-      if (m->waist() != 0) lastWaist = waist;
+      if (!shown) continue;
+      std::string date = m->hasDate() ? dm::stringFromDate(m->date(), "yyyy-MM-dd") : "";
+      if (options.json) {
+        nlohmann::json row = {{"id", m->entityID()},
+                              {"date", date},
+                              {"photos", m->photosOrdered().size()},
+                              {"weightUnit", weightUnit},
+                              {"lengthUnit", lengthUnit}};
+        for (const auto& [field, quantity] : shownFields()) {
+          row["values"][field] = values[field] ? nlohmann::json(*values[field]) : nlohmann::json();
+          if (changes[field]) row["changes"][field] = *changes[field];
+        }
+        list.push_back(row);
+        continue;
+      }
+      std::printf("%-10s %9s %7s %9s %7s %9s %7s %6s %6s %6zu\n", date.c_str(),
+                  column(values["weight"]).c_str(), change(changes["weight"]).c_str(),
+                  column(values["waist"]).c_str(), change(changes["waist"]).c_str(),
+                  column(values["chest"]).c_str(), change(changes["chest"]).c_str(),
+                  column(values["bodyFatPercentage"]).c_str(),
+                  change(changes["bodyFatPercentage"]).c_str(), m->photosOrdered().size());
     }
+    if (options.json) std::printf("%s\n", list.dump(2).c_str());
   });
 }
 

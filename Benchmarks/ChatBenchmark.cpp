@@ -1,0 +1,199 @@
+// Chat benchmarks on the real message records (Benchmarks/README.md has the protocol):
+//   chat.map_messages  N messages (photo and video attachments, some sent from this device)
+//                      in pages of 5,000, then their delivery-state updates out of order in
+//                      batches of 5,000: JSON texts to committed records. records = N.
+//   chat.page          the newest 50 messages of a conversation of N, read the way the chat
+//                      screen opens it; the time reported is the median page (p50) times the
+//                      pages read, so records/s is 50 / p50. p50 in ms goes to stderr.
+// ChatRawSQLiteBenchmark.cpp stores and reads the same rows with plain SQLite.
+#include <algorithm>
+#include <chrono>
+#include <cstdint>
+#include <cstdio>
+#include <iostream>
+#include <memory>
+#include <random>
+#include <string>
+#include <vector>
+
+#include "BenchmarkArguments.h"
+#include "ChatPayload.h"
+#include "DataModel.h"
+#include "Mapping/Records/ModelMapper.h"
+#include "Platform/ObjectMapping/ManagedObjectDestination.h"
+#include "Platform/ObjectMapping/MappingOperation.h"
+#include "Platform/ObjectStore/BulkWrite.h"
+#include "Platform/ObjectStore/FetchRequest.h"
+#include "Social/ChatMessageEntity.h"
+#include "UserData/CoreData/ManagedObjectStore.h"
+
+namespace {
+
+using Clock = std::chrono::steady_clock;
+
+struct Result {
+  std::int64_t records;
+  double seconds;
+  std::string check;
+};
+
+double secondsSince(Clock::time_point start) {
+  return std::chrono::duration<double>(Clock::now() - start).count();
+}
+
+std::shared_ptr<dm::ManagedObjectContext> openStore(const std::string& dir) {
+  dm::DataModelOptions options;
+  options.dataRoot = dir;
+  options.useRootContextForClassOperations = true;
+  auto store = dm::DataModel::open(options)->mainStore();
+  if (!store || !store->persistentStoreManagedObjectContext())
+    throw std::runtime_error("the main store did not open");
+  return store->persistentStoreManagedObjectContext();
+}
+
+void map(dm::ManagedObjectContext& context, std::string& payload) {
+  static const auto mapping = dm::ModelMapper::shared()->responseMappingForClass(
+      *dm::RecordClasses::classNamed("ChatMessageEntity"));
+  dm::ManagedObjectDestination destination(context);
+  dm::MappingOperation(destination).map(payload, "messages", mapping);
+  context.save();
+}
+
+// The payload texts, made before the clock starts: the conversation's pages, then the
+// delivery updates in batches.
+std::vector<std::string> chatPayloads(std::int64_t n) {
+  std::vector<std::string> texts;
+  for (std::int64_t from = 0; from < n; from += bench::kPageSize) {
+    texts.push_back(bench::chatMessagesPayload(from, std::min(n, from + bench::kPageSize),
+                                               dm::MappingOperation::kParsePadding));
+  }
+  auto updates = bench::chatUpdates(n);
+  const auto batch = static_cast<std::size_t>(bench::kPageSize);
+  for (std::size_t from = 0; from < updates.size(); from += batch) {
+    texts.push_back(bench::chatUpdatesPayload(updates, from, std::min(updates.size(), from + batch),
+                                              dm::MappingOperation::kParsePadding));
+  }
+  return texts;
+}
+
+Result mapMessages(const std::string& dir, std::int64_t n) {
+  auto context = openStore(dir);
+  std::vector<std::string> payloads = chatPayloads(n);
+  // Messages sent from this device wait under their guid for the server's echo.
+  context->performAndWait([&] {
+    for (std::int64_t i = 0; i < n; ++i) {
+      if (!bench::isSentFromDevice(i)) continue;
+      auto* local = dynamic_cast<dm::ChatMessageEntity*>(
+          context->insertNewObject(dm::ChatMessageEntity::kEntityName));
+      local->setGuid(bench::deviceGuid(i));
+      local->setChatID(bench::kConversation);
+    }
+    context->save();
+    context->reset();
+  });
+  std::int64_t states = 0;
+  auto start = Clock::now();
+  context->performAndWait([&] {
+    // Each page is saved and let go, as the chat screen does with each answer.
+    for (std::string& payload : payloads) {
+      map(*context, payload);
+      payload = std::string();
+      context->reset();
+    }
+  });
+  double seconds = secondsSince(start);
+  context->performAndWait([&] {
+    dm::FetchRequest request(context->model().entityNamed(dm::ChatMessageEntity::kEntityName));
+    for (dm::ManagedObject* object : context->executeFetchRequest(request))
+      states += dynamic_cast<dm::ChatMessageEntity*>(object)->deliveryState();
+  });
+  return {n, seconds, std::to_string(states)};
+}
+
+// Stores n messages of one conversation straight through a bulk write.
+void fillConversation(dm::ManagedObjectContext& context, std::int64_t n) {
+  context.performAndWait([&] {
+    dm::BulkWrite bulk = context.beginBulkWrite();
+    for (std::int64_t i = 0; i < n; ++i) {
+      auto* message = dynamic_cast<dm::ChatMessageEntity*>(
+          context.insertNewObject(dm::ChatMessageEntity::kEntityName));
+      message->setEntityID(bench::messageId(i));
+      message->setChatID(bench::kConversation);
+      message->setAuthorID(bench::authorId(i));
+      message->setTime(dm::Date(bench::messageTime(i)));
+      message->setText(bench::messageText(i));
+      message->setDeliveryState(3);
+      if (i % 10000 == 9999) {
+        context.save();
+        context.reset();
+      }
+    }
+    context.save();
+    context.reset();
+    bulk.commit();
+  });
+}
+
+Result page(const std::string& dir, std::int64_t n) {
+  auto context = openStore(dir);
+  fillConversation(*context, n);
+  constexpr int kPages = 200;
+  constexpr std::size_t kPageSize = 50;
+  std::vector<double> times;
+  std::int64_t sum = 0;
+  context->performAndWait([&] {
+    for (int round = 0; round < kPages; ++round) {
+      auto start = Clock::now();
+      dm::FetchRequest request(context->model().entityNamed(dm::ChatMessageEntity::kEntityName));
+      request.predicate =
+          dm::Predicate::parse("chatID == %@", {dm::Value(std::int64_t{bench::kConversation})});
+      request.sortDescriptors = {{"sortingID", false}};
+      request.fetchLimit = kPageSize;
+      auto newest = context->executeFetchRequest(request);
+      for (dm::ManagedObject* object : newest) {
+        auto* message = dynamic_cast<dm::ChatMessageEntity*>(object);
+        if (round == 0) sum += message->entityID();
+        (void)message->text();
+      }
+      times.push_back(secondsSince(start));
+      context->reset();  // the screen opens it afresh
+    }
+  });
+  std::sort(times.begin(), times.end());
+  double p50 = times[times.size() / 2];
+  std::cerr << "chat.page: p50 " << p50 * 1000 << " ms, p90 " << times[times.size() * 9 / 10] * 1000
+            << " ms over " << kPages << " pages\n";
+  return {static_cast<std::int64_t>(kPages * kPageSize), p50 * kPages, std::to_string(sum)};
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+  struct Workload {
+    const char* name;
+    Result (*run)(const std::string&, std::int64_t);
+  };
+  const Workload workloads[] = {{"chat.map_messages", mapMessages}, {"chat.page", page}};
+  std::vector<std::string> names;
+  for (const auto& w : workloads) names.push_back(w.name);
+  bench::Arguments args;
+  args.records = 200000;
+  if (auto status = bench::parseArguments(argc, argv, "ChatBenchmark", names, args)) return *status;
+  if (args.dataDir.empty() || args.records < 1)
+    return bench::usage("ChatBenchmark", "--workload, --records and --data-dir needed");
+  for (const auto& w : workloads) {
+    if (args.workload != w.name) continue;
+    try {
+      Result r = w.run(args.dataDir, args.records);
+      std::printf(
+          R"({"workload":"%s","impl":"DataModel","records":%lld,"seconds":%.6f,"check":"%s"})"
+          "\n",
+          w.name, static_cast<long long>(r.records), r.seconds, r.check.c_str());
+      return 0;
+    } catch (const std::exception& error) {
+      std::cerr << "ChatBenchmark: " << error.what() << "\n";
+      return 1;
+    }
+  }
+  return bench::usage("ChatBenchmark", "unknown workload " + args.workload);
+}
