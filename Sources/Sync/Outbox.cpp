@@ -5,7 +5,7 @@
 #include <map>
 #include <set>
 
-#include "Measurements/ProgressPhotoAddRequest.h"
+#include "Profile/ProgressPhotoAddRequest.h"
 #include "Platform/Foundation/DateFormatting.h"
 #include "Platform/ObjectMapping/ValueTransformer.h"
 #include "Platform/ObjectStore/FetchRequest.h"
