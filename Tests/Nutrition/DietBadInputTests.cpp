@@ -80,19 +80,23 @@ TEST_F(DietBadInputTest, WrongTypedHandbookValuesAndUnknownProductsCountAsZero) 
   relate(9, {10, 20, 777});
   perform([&] {
     auto mapped = map("DietEntity", R"({"diet": {"id": 9, "meals": [{"id": 90, "products": [
-      {"id": 901, "post_product_id": 10, "product_portion": 100},
-      {"id": 902, "post_product_id": 20, "product_portion": 100},
-      {"id": 903, "post_product_id": 777, "product_portion": 100},
-      {"id": 904, "product_portion": 100}]}]}})",
+      {"id": 901, "post_product_id": 10, "product_portion": 100, "number": 1},
+      {"id": 902, "post_product_id": 20, "product_portion": 100, "number": 2},
+      {"id": 903, "post_product_id": 777, "product_portion": 100, "number": 3},
+      {"id": 904, "product_portion": 100, "number": 4}]}]}})",
                       "diet");
     auto* d = dynamic_cast<DietEntity*>(mapped.at(0));
     d->calculateTotals();
     // Rice alone gives energy; the broken product adds its readable protein only.
     EXPECT_FLOAT_EQ(d->caloriesTotal(), 356.0f);
-    EXPECT_FLOAT_EQ(d->proteins(),
-                    7.94f + (d->meals()[0]->orderedProducts()[1]->handbook() ? 5.0f : 0.0f));
-    for (auto* line : d->meals()[0]->orderedProducts()) {
-      if (line->entityID() < 903) continue;
+    EXPECT_FLOAT_EQ(d->proteins(), 7.94f + 5.0f);
+    auto lines = d->meals().at(0)->orderedProducts();
+    ASSERT_EQ(lines.size(), 4u);
+    ASSERT_TRUE(lines[1]->handbook());
+    EXPECT_FALSE(lines[1]->handbook()->calories());
+    EXPECT_FLOAT_EQ(lines[1]->calories(), 0.0f);
+    EXPECT_FLOAT_EQ(lines[1]->proteins(), 5.0f);
+    for (auto* line : {lines[2], lines[3]}) {
       EXPECT_EQ(line->handbook(), nullptr);
       EXPECT_EQ(line->handbookPost(), nullptr);
       EXPECT_FLOAT_EQ(line->calories(), 0.0f);
