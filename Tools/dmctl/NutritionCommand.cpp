@@ -38,7 +38,7 @@ using nlohmann::json;
 
 struct NutritionArguments {
   std::string date;  // yyyy-MM-dd
-  std::string food = "metric";
+  std::string food;  // metric or imperial; empty: the stored unit settings
   std::string schedule;
   std::string weekday;
 };
@@ -199,10 +199,13 @@ void printDietDay(const json& view) {
 
 void showDiet(const NutritionArguments& arguments, const GlobalOptions& options) {
   auto context = openForDisplay(options);
-  auto& units = dm::UnitsHelper::sharedInstance();
-  units.setPrefs(dm::SettingsStore::inMemory());
-  units.setWeightMealUnitsValue(arguments.food == "imperial" ? dm::MealWeightUnitsTypeOunces
-                                                             : dm::MealWeightUnitsTypeGrams);
+  if (!arguments.food.empty()) {
+    // A one-off choice: shown in that unit without changing the stored settings.
+    auto& units = dm::UnitsHelper::sharedInstance();
+    units.setPrefs(dm::SettingsStore::inMemory());
+    units.setWeightMealUnitsValue(arguments.food == "imperial" ? dm::MealWeightUnitsTypeOunces
+                                                               : dm::MealWeightUnitsTypeGrams);
+  }
   // The screen first records which handbook products the diet uses, then reads them there.
   auto [dietId, ids] = requireDiet(*context, arguments.date);
   dm::HandbookAdapter::shared().saveProductHandbookRelationships(dietId, ids, {});
@@ -308,7 +311,8 @@ void setup(CLI::App& app, const GlobalOptions& options) {
   group->require_subcommand(1);
   auto* diet = group->add_subcommand("diet", "Print a stored diet day with its totals");
   diet->add_option("date", arguments.date, "Day, yyyy-MM-dd")->required();
-  diet->add_option("--food", arguments.food, "Food weights: metric or imperial")
+  diet->add_option("--food", arguments.food,
+                   "Food weights for this run: metric or imperial (default: the unit settings)")
       ->check(CLI::IsMember({"metric", "imperial"}));
   diet->add_option("--schedule", arguments.schedule,
                    "Meal schedule, \"HH:mm\" times separated by blanks (default: the usual one)");
