@@ -3,6 +3,7 @@
 // values, and nothing already stored is lost (checked after reopening the store).
 #include <gtest/gtest.h>
 
+#include "Handbook/Entities/HandbookPostProductEntity.h"
 #include "Nutrition/DietEntity.h"
 #include "Nutrition/DietMealEntity.h"
 #include "Nutrition/DietProductEntity.h"
