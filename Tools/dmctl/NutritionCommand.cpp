@@ -1,6 +1,7 @@
 // `dmctl nutrition`: a stored diet day as its screen shows it, the body that uploads it, and
 // a course's pharmacy and sport-food items.
 #include <algorithm>
+#include <cmath>
 #include <cstdio>
 #include <map>
 #include <string>
@@ -47,10 +48,9 @@ std::string text(const char* key) {
   return dm::localizedString(key).value_or(key);
 }
 
+// One decimal, in the current locale's notation.
 std::string number(double value) {
-  char buffer[32];
-  std::snprintf(buffer, sizeof buffer, "%.1f", value);
-  return buffer;
+  return dm::localizedNumberString(std::round(value * 10) / 10);
 }
 
 // Texts follow the interface language; a tool run without a locale still shows a clock
@@ -153,8 +153,9 @@ json dietDayView(dm::DietEntity& diet, const std::string& schedule) {
 }
 
 std::string nutrientsLine(const json& values) {
+  // Nutrients are grams on every label, whatever unit portions are weighed in.
   auto grams = [](const json& value) {
-    return dm::UnitsHelper::grammWeightWithTitleInUnits(value.get<double>());
+    return number(value.get<double>()) + " " + text("Settings.gr");
   };
   return number(values["calories"].get<double>()) + " " +
          dm::UnitsHelper::caloriesUnitsStringShort() + ", " + text("Nutrition.Proteins") + " " +
@@ -206,6 +207,9 @@ void showDiet(const NutritionArguments& arguments, const GlobalOptions& options)
     units.setWeightMealUnitsValue(arguments.food == "imperial" ? dm::MealWeightUnitsTypeOunces
                                                                : dm::MealWeightUnitsTypeGrams);
   }
+  // Settle the units now: they may be derived on first use, and the whole day is to be
+  // shown in one unit.
+  dm::UnitsHelper::weightMealUnits();
   // The screen first records which handbook products the diet uses, then reads them there.
   auto [dietId, ids] = requireDiet(*context, arguments.date);
   dm::HandbookAdapter::shared().saveProductHandbookRelationships(dietId, ids, {});
@@ -246,6 +250,7 @@ void showPharmacy(const GlobalOptions& options) {
     dm::FetchRequest request(context->model().entityNamed(dm::PharmacyEntity::kEntityName));
     request.sortDescriptors = {{"useDate", true}, {"entityID", true}};
     std::map<std::string, json> byMonth;
+    std::map<std::string, std::string> titles;
     for (dm::ManagedObject* object : context->executeFetchRequest(request)) {
       auto* item = dynamic_cast<dm::PharmacyEntity*>(object);
       if (!item) continue;
@@ -255,9 +260,15 @@ void showPharmacy(const GlobalOptions& options) {
           {"title", titleOrUnknown(item->handbookPost())},
           {"date", item->hasUseDate() ? dm::stringFromDate(item->useDate(), "dd.MM.yyyy") : ""},
           {"comment", item->hasComment() ? item->comment() : ""}};
-      byMonth[item->monthKey()].push_back(std::move(entry));
+      std::string key = item->monthKey();
+      if (!titles.count(key))
+        titles[key] = item->hasUseDate() ? dm::stringFromDate(item->useDate(), "LLLL yyyy", {},
+                                                              dm::currentLocaleIdentifier())
+                                         : text("Nutrition.Undated");
+      byMonth[key].push_back(std::move(entry));
     }
-    for (auto& [key, items] : byMonth) months.push_back({{"month", key}, {"items", items}});
+    for (auto& [key, items] : byMonth)
+      months.push_back({{"month", key}, {"title", titles[key]}, {"items", items}});
   });
   if (options.json) {
     std::printf("%s\n", months.dump().c_str());
@@ -265,9 +276,7 @@ void showPharmacy(const GlobalOptions& options) {
   }
   if (months.empty()) std::printf("%s\n", text("Nutrition.NoPharmacy").c_str());
   for (const json& month : months) {
-    std::string key = month["month"];
-    std::printf("%s\n", key == "000001" ? text("Nutrition.Undated").c_str()
-                                        : (key.substr(4, 2) + "." + key.substr(0, 4)).c_str());
+    std::printf("%s\n", month["title"].get<std::string>().c_str());
     for (const json& item : month["items"]) {
       std::printf("  %s%s%s\n", item["title"].get<std::string>().c_str(),
                   item["date"].get<std::string>().empty() ? "" : ", ",
