@@ -41,6 +41,9 @@ DEFAULT_RECORDS = {
     # not grow with the payload.
     "handbook.apply_update": [10000, 50000, 100000, 200000],
     "handbook.apply_update_changed": [10000, 50000, 100000, 200000],
+    # Diet days (5 meals x 6 lines each): a year of a client's plan.
+    "nutrition.map_plan": 365,
+    "nutrition.day_totals": 365,
 }
 QUICK_RECORDS = {
     "store.insert": 2000,
@@ -58,6 +61,8 @@ QUICK_RECORDS = {
     "handbook.fetch_category": 1000,
     "handbook.apply_update": [500, 1000],
     "handbook.apply_update_changed": [500, 1000],
+    "nutrition.map_plan": 20,
+    "nutrition.day_totals": 20,
 }
 
 

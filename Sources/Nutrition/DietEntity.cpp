@@ -11,6 +11,9 @@
 #include "Nutrition/DietProductEntity.h"
 #include "Platform/Foundation/Clock.h"
 #include "Platform/Foundation/DateFormatting.h"
+#include "Platform/ObjectStore/FetchRequest.h"
+#include "Platform/ObjectStore/ManagedObjectContext.h"
+#include "Training/TrainingCourseEntity.h"
 
 namespace dm {
 
@@ -68,6 +71,21 @@ bool DietEntity::showAlternativesForDate(std::optional<Date> date, bool courseHa
 bool DietEntity::showAlternatives(bool courseHasPreset) const {
   return showAlternativesForDate(hasDate() ? std::optional<Date>(date()) : std::nullopt,
                                  courseHasPreset, Clock::shared()->now());
+}
+
+bool DietEntity::courseHasPreset() const {
+  ManagedObjectContext* context = managedObjectContext();
+  if (!context || !hasCourseId()) return false;
+  FetchRequest request(context->model().entityNamed(TrainingCourseEntity::kEntityName));
+  request.predicate = Predicate::parse("entityID == %@", {Value(courseId())});
+  request.fetchLimit = 1;
+  auto courses = context->executeFetchRequest(request);
+  auto* course = courses.empty() ? nullptr : dynamic_cast<TrainingCourseEntity*>(courses.front());
+  return course && course->hasPresetId();
+}
+
+bool DietEntity::showAlternatives() const {
+  return showAlternatives(courseHasPreset());
 }
 
 std::vector<std::int64_t> DietEntity::allPostProductsIds() const {

@@ -28,8 +28,13 @@ class DietEntity : public DietEntityGenerated {
   bool commentIsEmpty() const;
   // All four totals read 0 (unset reads 0).
   bool isEmpty() const;
-  // Alternatives are offered for a course with a preset, on today's diet or a later one.
+  // Alternatives are offered for a course with a preset, on today's diet or a later one. The
+  // course is the stored TrainingCourseEntity whose entityID is courseId; without one (or
+  // outside a context) there is no preset and nothing is offered.
+  bool showAlternatives() const;
   bool showAlternatives(bool courseHasPreset) const;
+  // Whether the course courseId is stored with a presetId. On the record's context queue.
+  bool courseHasPreset() const;
   // The same rule for any date; `now` is the current instant, the day is the current zone's.
   static bool showAlternativesForDate(std::optional<Date> date, bool courseHasPreset, Date now);
 

@@ -37,8 +37,10 @@ struct DeclaredModel {
     std::vector<json> out;
     for (auto it = table.find(name); it != table.end(); it = table.find(name)) {
       out.insert(out.begin(), it->second);
-      name = it->second.value(
-          "parent", transient && name != "BaseMappableObject" ? "BaseMappableObject" : "");
+      // "parent": null declares a root class.
+      const json parent = it->second.value(
+          "parent", json(transient && name != "BaseMappableObject" ? "BaseMappableObject" : ""));
+      name = parent.is_string() ? parent.get<std::string>() : "";
     }
     return out;
   }
@@ -86,7 +88,8 @@ TEST_F(ProfileStoreTest, EveryEntityClassAgreesWithItsModelDeclaration) {
     for (const auto& level : chain) {
       uuidBase = uuidBase || level["name"] == "BaseUUIDEntity";
       for (const auto& a : level.value("attributes", json::array()))
-        keys[a["name"]] = a.value("serverKey", a["name"].get<std::string>());
+        if (a.value("mapped", true))  // device-only attributes are not mapped
+          keys[a["name"]] = a.value("serverKey", a["name"].get<std::string>());
       for (const auto& r : level.value("relationships", json::array())) {
         if (!r.value("mapped", false) && !r.contains("serverKey")) continue;
         keys[r["name"]] = r.value("serverKey", r["name"].get<std::string>());
