@@ -27,9 +27,10 @@ struct Case {
   int invoiceStatus;
   int serviceType;
   // Expected answers.
-  bool canBePublished, needsNewInvoice, serviceWasntMade, pending, canMakeNewInvoice;
-  int placeholder;
-  bool openedByCoach;
+  bool canBePublished = false, needsNewInvoice = false, serviceWasntMade = false, pending = false,
+       canMakeNewInvoice = false;
+  int placeholder = 0;
+  bool openedByCoach = false;
 };
 
 CourseInvoiceState stateOf(const Case& c) {
@@ -78,7 +79,7 @@ TEST(CourseInvoiceRules, EachRuleOverTheTable) {
 }
 
 TEST(CourseInvoiceRules, NewInvoiceWindowIsFiveDaysInclusiveAndOpenToThePast) {
-  Case c{"", 4, interval5Days, true, 3, 2};
+  Case c{"", 4, interval5Days, true, 3, 2, false, false, false, false, false, 0, false};
   EXPECT_TRUE(rules::canMakeNewInvoice(stateOf(c)));
   c.activeToFromNow = interval5Days + 1;
   EXPECT_FALSE(rules::canMakeNewInvoice(stateOf(c)));
@@ -92,7 +93,7 @@ TEST(CourseInvoiceRules, NewInvoiceWindowIsFiveDaysInclusiveAndOpenToThePast) {
 }
 
 TEST(CourseInvoiceRules, ActiveToEqualToNowIsNeitherRunningNorOver) {
-  Case c{"", 2, 0.0, true, 3, 1};
+  Case c{"", 2, 0.0, true, 3, 1, false, false, false, false, false, 0, false};
   auto state = stateOf(c);
   EXPECT_FALSE(rules::notExpired(state));
   EXPECT_FALSE(rules::canBePublished(state));

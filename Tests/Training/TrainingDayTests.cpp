@@ -16,6 +16,7 @@
 #include "Training/TrainingDayEntity.h"
 #include "Training/TrainingTestSupport.h"
 #include "Training/WorkoutResultsEntity.h"
+#include "Units/UnitsHelper.h"
 
 namespace dm::test {
 namespace {
@@ -93,6 +94,7 @@ TEST_F(TrainingDayTest, PlannedTotalsOfADay) {
     auto* back = TrainingDayEntity::entity(*context, 601);   // straight, pyramid, seconds
     auto* chest = TrainingDayEntity::entity(*context, 602);  // straight, pyramid, repeats
     ASSERT_TRUE(legs && back && chest);
+    UnitsHelper::sharedInstance().setWeightUnitsValue(0);  // kilograms, as stored
     CompletedSetsByExercise none;
     // 3 x 10 x 40 kg, then the pyramid 12 x 30, 10 x 35, 8 x 40.
     EXPECT_EQ(legs->allRepeatsForCompletedSets(none), 30 + 30);
@@ -151,6 +153,7 @@ TEST_F(TrainingDayTest, CourseScreenTotalsUseCorrectedSetsAndLeaveOutRemovedOnes
     auto screen = trainingCourseScreen(*course);
     EXPECT_EQ(screen.daysPerWeek, 3);   // six published days over two weeks
     ASSERT_EQ(screen.days.size(), 6u);  // the draft day is not shown
+    std::size_t scored = 0;
     for (const auto& row : screen.days) {
       SCOPED_TRACE(row.title);
       const auto& want = expected.at(row.dayId);
@@ -162,9 +165,14 @@ TEST_F(TrainingDayTest, CourseScreenTotalsUseCorrectedSetsAndLeaveOutRemovedOnes
       EXPECT_EQ(row.week, (row.displayPosition - 1) / 3 + 1);
       // The one-query screen scores progress as each day's own lookups do.
       EXPECT_NEAR(row.progress, row.day->progressMade(row.day->fixedProgressResetAt()), 1e-9);
-      EXPECT_GT(row.progress, 0);
+      EXPECT_GE(row.progress, 0);
       EXPECT_LE(row.progress, 1);
+      if (row.progress > 0) ++scored;
     }
+    // Progress counts from the course's reset near the end of the history: some days were
+    // trained since, not all.
+    EXPECT_GT(scored, 0);
+    EXPECT_LT(scored, screen.days.size());
     EXPECT_EQ(screen.days.front().title, "Legs");
     EXPECT_EQ(screen.days.back().week, 2);
     EXPECT_GE(course->trainingsDone(), 40);

@@ -10,8 +10,8 @@
 
 #include "Handbook/Adapter/HandbookAdapter.h"
 #include "Handbook/Entities/HandbookPostExerciseEntity.h"
-#include "Handbook/Entities/HandbookPostPharmacyEntity.h"
-#include "Handbook/Entities/HandbookPostSportFoodEntity.h"
+#include "Handbook/HandbookPostPharmacyEntity.h"
+#include "Handbook/HandbookPostSportFoodEntity.h"
 #include "Mapping/Enumerations/Enumerations.h"
 #include "Nutrition/DietEntity.h"
 #include "Nutrition/PharmacyEntity.h"
