@@ -69,20 +69,38 @@ std::unordered_map<std::int64_t, std::vector<ExerciseCompletedSetEntity*>> setsB
   return byExercise;
 }
 
-void addSet(TrainingDayTotals& totals, ExerciseEntity& exercise, ExerciseCompletedSetEntity& set) {
+enum class DoneKind { Power, Cardio, FunctionalSeconds, FunctionalRepeats, Other };
+
+// Classified once per exercise: each test may look the post exercise up in the handbook.
+DoneKind doneKindOf(const ExerciseEntity& exercise) {
+  if (exercise.isCardio()) return DoneKind::Cardio;
+  if (exercise.isFunctionalSeconds()) return DoneKind::FunctionalSeconds;
+  if (exercise.isFunctionalRepeats()) return DoneKind::FunctionalRepeats;
+  if (exercise.isPower()) return DoneKind::Power;
+  return DoneKind::Other;
+}
+
+void addSet(TrainingDayTotals& totals, DoneKind kind, ExerciseCompletedSetEntity& set) {
   double value = set.updatedValue().value_or(0);
   std::int64_t repeats = set.updatedRepeats().value_or(0);
   if (!std::isfinite(value)) value = 0;
   ++totals.sets;
-  if (exercise.isCardio()) {
-    totals.minutes += value;
-  } else if (exercise.isFunctionalSeconds()) {
-    totals.seconds += value;
-  } else if (exercise.isFunctionalRepeats()) {
-    totals.repeats += repeats;
-  } else if (exercise.isPower()) {
-    totals.kilograms += value * static_cast<double>(repeats);
-    totals.repeats += repeats;
+  switch (kind) {
+    case DoneKind::Cardio:
+      totals.minutes += value;
+      break;
+    case DoneKind::FunctionalSeconds:
+      totals.seconds += value;
+      break;
+    case DoneKind::FunctionalRepeats:
+      totals.repeats += repeats;
+      break;
+    case DoneKind::Power:
+      totals.kilograms += value * static_cast<double>(repeats);
+      totals.repeats += repeats;
+      break;
+    case DoneKind::Other:
+      break;
   }
 }
 
@@ -121,7 +139,8 @@ TrainingCourseScreen trainingCourseScreen(TrainingCourseEntity& course) {
     for (auto* exercise : exercises) {
       auto found = sets.find(exercise->entityID());
       const auto& done = found == sets.end() ? none : found->second;
-      for (auto* set : done) addSet(row.totals, *exercise, *set);
+      auto kind = doneKindOf(*exercise);
+      for (auto* set : done) addSet(row.totals, kind, *set);
       progress += exercise->progressMadeForSets(done, reset);
     }
     if (!exercises.empty()) progress /= static_cast<double>(exercises.size());
