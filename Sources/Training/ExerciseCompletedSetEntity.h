@@ -29,6 +29,13 @@ class ExerciseCompletedSetEntity : public ExerciseCompletedSetEntityGenerated {
   std::optional<std::int64_t> updatedRepeats();
   std::optional<double> updatedValue();
   void removeAllUpdateEntities();
+  // Takes the pending correction (nullptr: none) from a caller that looked many up in one
+  // query, and memoises it, so the updated... accessors make no lookup of their own.
+  void primeUpdateEntity(ExerciseCompletedSetUpdateEntity* update) {
+    shouldCacheUpdateEntity = true;
+    updateAsked_ = true;
+    cachedUpdate_ = update;
+  }
 
   // The post exercise actually done (an alternative may have been chosen). Stored as
   // donePostExerciseId: store columns ignore letter case, and the exercise's postExerciseID

@@ -414,15 +414,22 @@ double ExerciseEntity::progressMade(std::optional<Date> start) {
       managedObjectContext()->model().entityNamed(ExerciseCompletedSetEntity::kEntityName));
   request.predicate = allCompletedSetsPredicate();
   request.sortDescriptors = {{"executedAt", true}};
-  auto fetched = managedObjectContext()->executeFetchRequest(request);
+  std::vector<ExerciseCompletedSetEntity*> sets;
+  for (auto* object : managedObjectContext()->executeFetchRequest(request))
+    if (auto* set = dynamic_cast<ExerciseCompletedSetEntity*>(object)) sets.push_back(set);
+  return progressMadeForSets(sets, start);
+}
+
+double ExerciseEntity::progressMadeForSets(const std::vector<ExerciseCompletedSetEntity*>& sets,
+                                           std::optional<Date> start) {
+  if (entityID() == 0) return 0;
   bool cardioWithoutSets = isCardio() && setsCount() == 0;
-  if (!cardioWithoutSets && fetched.empty()) return 0;
+  if (!cardioWithoutSets && sets.empty()) return 0;
 
   auto saved = customAlternativeExercisePostId;
   double sum = 0;
   std::size_t scored = 0;
-  for (auto* object : fetched) {
-    auto* set = dynamic_cast<ExerciseCompletedSetEntity*>(object);
+  for (auto* set : sets) {
     if (!set || !set->hasExecutedAt() || set->exerciseId() != entityID()) continue;
     if (start && set->executedAt() < *start) continue;
     customAlternativeExercisePostId =

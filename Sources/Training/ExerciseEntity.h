@@ -146,6 +146,10 @@ class ExerciseEntity : public ExerciseEntityGenerated {
   Predicate thisExerciseOnlyCompletedSetsPredicate() const;
   // 0..1: the share of the planned sets done since `start` (all history without one).
   double progressMade(std::optional<Date> start);
+  // The same over sets already fetched (the course's sets, oldest first; sets of other
+  // exercises are skipped), for screens that score many exercises from one query.
+  double progressMadeForSets(const std::vector<ExerciseCompletedSetEntity*>& sets,
+                             std::optional<Date> start);
 
   // --- One-line recommendation texts (ExerciseRecommendationTexts.cpp) ---
   // Editing mirrors of the sets count and the cardio fields; the sets text defaults to the
