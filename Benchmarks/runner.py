@@ -41,6 +41,8 @@ DEFAULT_RECORDS = {
     # not grow with the payload.
     "handbook.apply_update": [10000, 50000, 100000, 200000],
     "handbook.apply_update_changed": [10000, 50000, 100000, 200000],
+    "training.map_course": 100000,  # exercises, plus three completed sets each
+    "training.day_screen": 200,  # screens
 }
 QUICK_RECORDS = {
     "store.insert": 2000,
@@ -58,6 +60,8 @@ QUICK_RECORDS = {
     "handbook.fetch_category": 1000,
     "handbook.apply_update": [500, 1000],
     "handbook.apply_update_changed": [500, 1000],
+    "training.map_course": 1000,
+    "training.day_screen": 20,
 }
 
 
@@ -136,6 +140,11 @@ class Inputs:
                 files["payload-v2.json"] = self._generate(
                     f"handbook-{n}-v2.json", [gen_handbook, str(n), "--version", "2"])
             return files
+        if workload == "training.map_course":
+            scale = max(1, -(-n // 383))  # one generated course holds 383 exercises
+            return {"course.json": self._generate(
+                f"course-{scale}.json",
+                [os.path.join(HERE, "..", "scripts", "gen-course-fixture"), "--scale", str(scale)])}
         return {}
 
 
