@@ -9,6 +9,7 @@
 
 #include "Handbook/Entities/HandbookPostExerciseEntity.h"
 #include "Platform/Foundation/DateFormatting.h"
+#include "Platform/Foundation/LocaleServices.h"
 #include "Platform/ObjectStore/FetchRequest.h"
 #include "Platform/ObjectStore/ManagedObjectContext.h"
 #include "Platform/ObjectStore/StoreError.h"
@@ -18,6 +19,7 @@
 #include "Training/ExerciseEntity.h"
 #include "Training/TrainingDayEntity.h"
 #include "Training/TrainingRequests.h"
+#include "Units/UnitsHelper.h"
 #include "dmctl/Command.h"
 #include "dmctl/TrainingCommandGroup.h"
 
@@ -120,8 +122,19 @@ void onQueue(dm::ManagedObjectContext& context, Body body) {
   if (failure) std::rethrow_exception(failure);
 }
 
-void showDay(const SetArguments& arguments, const GlobalOptions& options) {
+// Opens the store and fixes what every text of a screen depends on before the first one is
+// built: the first read of an underived unit default answers metric while storing the derived
+// one, so a line could mix kilograms and pounds; the POSIX locale writes numbers unrounded.
+std::shared_ptr<dm::ManagedObjectContext> openForScreens(const GlobalOptions& options) {
   auto context = openMainStoreForReading(options);
+  if (dm::currentLocaleIdentifier() == "en_US_POSIX") dm::setCurrentLocaleIdentifier("en_US");
+  dm::UnitsHelper::weightUnits();
+  dm::UnitsHelper::heightUnits();
+  return context;
+}
+
+void showDay(const SetArguments& arguments, const GlobalOptions& options) {
+  auto context = openForScreens(options);
   onQueue(*context, [&] {
     auto* day = byEntityID<dm::TrainingDayEntity>(*context, arguments.id);
     if (!day) throw CommandError("no training day has the id " + std::to_string(arguments.id));
@@ -186,7 +199,7 @@ void showDay(const SetArguments& arguments, const GlobalOptions& options) {
 }
 
 void showSets(const SetArguments& arguments, const GlobalOptions& options) {
-  auto context = openMainStoreForReading(options);
+  auto context = openForScreens(options);
   onQueue(*context, [&] {
     auto* exercise = byEntityID<dm::ExerciseEntity>(*context, arguments.id);
     auto sets = fetch<dm::ExerciseCompletedSetEntity>(
@@ -251,7 +264,7 @@ void completeSet(const SetArguments& arguments, const GlobalOptions& options) {
   }
   if (!arguments.value && !arguments.repeats)
     throw CommandError("a completed set needs --value, --repeats or both");
-  auto context = openMainStoreForReading(options);
+  auto context = openForScreens(options);
   onQueue(*context, [&] {
     auto* exercise = byEntityID<dm::ExerciseEntity>(*context, arguments.id);
     if (!exercise) throw CommandError("no exercise has the id " + std::to_string(arguments.id));
@@ -285,7 +298,7 @@ void completeSet(const SetArguments& arguments, const GlobalOptions& options) {
 void correctSet(const SetArguments& arguments, const GlobalOptions& options) {
   if (!arguments.value && !arguments.repeats && !arguments.comment)
     throw CommandError("a correction needs --value, --repeats or --comment");
-  auto context = openMainStoreForReading(options);
+  auto context = openForScreens(options);
   onQueue(*context, [&] {
     auto* set = setWithGuid(*context, arguments.guid);
     if (set->markedDeleted()) throw CommandError("the set " + arguments.guid + " is removed");
