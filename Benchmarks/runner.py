@@ -44,6 +44,8 @@ DEFAULT_RECORDS = {
     # Diet days (5 meals x 6 lines each): a year of a client's plan.
     "nutrition.map_plan": 365,
     "nutrition.day_totals": 365,
+    "training.map_course": 100000,  # exercises, plus three completed sets each
+    "training.day_screen": 200,  # screens
 }
 QUICK_RECORDS = {
     "store.insert": 2000,
@@ -63,6 +65,8 @@ QUICK_RECORDS = {
     "handbook.apply_update_changed": [500, 1000],
     "nutrition.map_plan": 20,
     "nutrition.day_totals": 20,
+    "training.map_course": 1000,
+    "training.day_screen": 20,
 }
 
 
@@ -141,6 +145,11 @@ class Inputs:
                 files["payload-v2.json"] = self._generate(
                     f"handbook-{n}-v2.json", [gen_handbook, str(n), "--version", "2"])
             return files
+        if workload == "training.map_course":
+            scale = max(1, -(-n // 383))  # one generated course holds 383 exercises
+            return {"course.json": self._generate(
+                f"course-{scale}.json",
+                [os.path.join(HERE, "..", "scripts", "gen-course-fixture"), "--scale", str(scale)])}
         return {}
 
 

@@ -59,6 +59,27 @@ class ExerciseCompletedSetEntity : public ExerciseCompletedSetEntityGenerated {
 
   static Predicate notMarkedDeletePredicate();
 
+  // --- Titles of history rows and charts (ExerciseCompletedSetTitles.cpp) ---
+  // `type` codes the exercise kind: 0 power, 1 cardio, 2 functional by repeats, 3 functional
+  // by seconds; other codes read as power. Weights are kilograms, shown in the user's units.
+  // One set: "60 kg x 10 reps" (weight first).
+  static std::optional<std::string> titleForExerciseType(std::int64_t type,
+                                                         std::optional<double> value,
+                                                         std::optional<std::int64_t> repeats);
+  std::optional<std::string> titleForExerciseType(std::int64_t type);
+  // A workout's sum: "30 reps   600 kg" (repeats first).
+  static std::optional<std::string> sumTitleForExerciseType(std::int64_t type,
+                                                            std::optional<double> value,
+                                                            std::optional<std::int64_t> repeats);
+  static std::optional<std::string> chartLeftTitleForExerciseType(std::int64_t type);
+  static std::optional<std::string> chartRightTitleForExerciseType(std::int64_t type);
+  static std::optional<std::string> chartLeftUnitsTemplateForExerciseType(std::int64_t type);
+  // Nothing for codes 4 and above.
+  static std::optional<std::string> chartAboutAnnotationForExerciseType(std::int64_t type);
+  std::optional<double> chartLeftValueForExerciseType(std::int64_t type);
+  // Repeats of power sets; nothing for the other kinds.
+  std::optional<double> chartRightValueForExerciseType(std::int64_t type);
+
  private:
   bool updateAsked_ = false;
   ExerciseCompletedSetUpdateEntity* cachedUpdate_ = nullptr;

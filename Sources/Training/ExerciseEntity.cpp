@@ -86,6 +86,11 @@ std::optional<std::int64_t> ExerciseEntity::currentEquipmentType() const {
   return post ? post->equipmentType() : std::nullopt;
 }
 
+bool ExerciseEntity::currentEquipmentHolds(EquipmentTypeRule rule) const {
+  auto type = currentEquipmentType();
+  return type && EquipmentTypeRules::shared()->holds(rule, *type);
+}
+
 bool ExerciseEntity::isOneArmType() const {
   auto type = currentEquipmentType();
   return type && EquipmentTypeRules::shared()->isOneArmType(*type);

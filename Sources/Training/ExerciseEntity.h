@@ -11,6 +11,7 @@
 #include <nlohmann/json.hpp>
 
 #include "Platform/Foundation/Date.h"
+#include "Platform/Host/EquipmentTypeRules.h"
 #include "Training/ExerciseEntityGenerated.h"
 
 namespace dm {
@@ -174,6 +175,26 @@ class ExerciseEntity : public ExerciseEntityGenerated {
   static std::optional<std::string> rtlIsolateIfNeeded(const std::optional<std::string>& text);
   static bool isRTL();
 
+  // --- Sentences and explanations (ExerciseRecommendationSentence.cpp,
+  // ExerciseExplanationTexts.cpp) ---
+  // The sentence for one set: "Recommended weight: 60 kg" with the equipment's wording; the
+  // value is wrapped in the tags when an open tag is given (markup of the screens).
+  std::optional<std::string> recommendationNoRepeatsAndNoSetsForSet(std::size_t index) {
+    return recommendationNoRepeatsAndNoSetsForSet(index, "", "");
+  }
+  std::optional<std::string> recommendationNoRepeatsAndNoSetsForSet(std::size_t index,
+                                                                    const std::string& openTag,
+                                                                    const std::string& closeTag);
+  // The equipment sentence around weight text `weight` (bar weight and length named in the
+  // user's units when the weight includes a bar).
+  std::string straightRecomendationTextForWeightString(const std::string& weight,
+                                                       const std::string& openTag,
+                                                       const std::string& closeTag);
+  std::optional<std::string> repeatsExplanationText();
+  std::optional<std::string> weigthExplanationText();
+  // The per-side repeats of alternately done exercises above the trainer's comment.
+  std::optional<std::string> fixedCommentForSet(std::size_t index);
+
   // --- Requests ---
   // The body sent when a day's exercises are saved: no "id" before the server has seen the
   // exercise, no "_delete" unless it is to be deleted.
@@ -191,6 +212,7 @@ class ExerciseEntity : public ExerciseEntityGenerated {
  private:
   bool isKind(int kind) const;
   std::optional<std::int64_t> currentEquipmentType() const;
+  bool currentEquipmentHolds(EquipmentTypeRule rule) const;
   std::optional<nlohmann::json> alternativeEntry(std::optional<std::int64_t> id,
                                                  const char* key) const;
   std::optional<std::vector<std::int64_t>> cachedAlternativeIds_;

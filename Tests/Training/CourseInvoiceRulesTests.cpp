@@ -112,7 +112,7 @@ class TrainingCourseTest : public TrainingStoreTest {
   }
   TrainingCourseEntity* mapCourse() {
     auto mapped =
-        map("TrainingCourseEntity", readFile(fixturePath("Training/course-small.json")), "course");
+        map("TrainingCourseEntity", readFile(fixturePath("Training/course-history-plan.json")), "course");
     return mapped.empty() ? nullptr : dynamic_cast<TrainingCourseEntity*>(mapped.front());
   }
   std::shared_ptr<FixedClock> clock = std::make_shared<FixedClock>(kNow);

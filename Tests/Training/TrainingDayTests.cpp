@@ -28,7 +28,7 @@ class TrainingDayTest : public TrainingStoreTest {
     TrainingStoreTest::TearDown();
   }
   TrainingCourseEntity* mapCourseWithHistory() {
-    auto course = readFile(fixturePath("Training/course-small.json"));
+    auto course = readFile(fixturePath("Training/course-history-plan.json"));
     map("TrainingCourseEntity", course, "course");
     auto history = readFile(fixturePath("Training/course-small-history.json"));
     map("ExerciseCompletedSetEntity", history, "completed_sets");
@@ -116,7 +116,7 @@ struct Expected {
 // Day totals summed straight from the fixture files: corrections replace the set's values,
 // removed sets count for nothing.
 std::map<std::int64_t, Expected> expectedTotals() {
-  auto course = nlohmann::json::parse(readFile(fixturePath("Training/course-small.json")));
+  auto course = nlohmann::json::parse(readFile(fixturePath("Training/course-history-plan.json")));
   auto history = nlohmann::json::parse(readFile(fixturePath("Training/course-small-history.json")));
   std::map<std::int64_t, std::pair<std::int64_t, std::string>> exercises;  // id -> day, kind
   for (const auto& day : course["course"]["trainingDays"])

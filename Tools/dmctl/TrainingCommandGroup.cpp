@@ -7,7 +7,7 @@ CLI::App& trainingCommandGroup(CLI::App& app) {
   auto existing =
       app.get_subcommands([](CLI::App* command) { return command->get_name() == "training"; });
   if (!existing.empty()) return *existing.front();
-  auto* group = app.add_subcommand("training", "Training courses, days and statistics");
+  auto* group = app.add_subcommand("training", "Training days, completed sets and courses");
   group->require_subcommand(1);
   return *group;
 }

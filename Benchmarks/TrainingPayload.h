@@ -1,0 +1,76 @@
+// The inputs of training.map_course, shared by its DataModel program and its raw SQLite peer:
+// the course payload of scripts/gen-course-fixture and the history of completed sets derived
+// from it.
+#pragma once
+
+#include <algorithm>
+#include <cstdlib>
+#include <ctime>
+#include <filesystem>
+#include <sstream>
+#include <stdexcept>
+#include <string>
+
+#include <nlohmann/json.hpp>
+
+#include "ReadPayload.h"
+
+namespace bench {
+
+inline constexpr int kTrainingSetsPerExercise = 3;
+// Exercises of one generated course (seed 1); the scale is chosen from it.
+inline constexpr long kExercisesPerGeneratedCourse = 383;
+
+// DIR/course.json as the runner wrote it, or generated there with the repository's script
+// (about `exercises` exercises) when a program runs on its own.
+inline std::string coursePayload(const std::filesystem::path& dir, long exercises,
+                                 std::size_t padding = 0) {
+  const auto file = dir / "course.json";
+  if (!std::filesystem::exists(file)) {
+    const auto script =
+        std::filesystem::path(__FILE__).parent_path().parent_path() / "scripts/gen-course-fixture";
+    const long scale = std::clamp(
+        (exercises + kExercisesPerGeneratedCourse - 1) / kExercisesPerGeneratedCourse, 1L, 999L);
+    const std::string command = "python3 '" + script.string() + "' --scale " +
+                                std::to_string(scale) + " --out '" + file.string() + "'";
+    if (std::system(command.c_str()) != 0) throw std::runtime_error("cannot run " + command);
+  }
+  return readPayload(file, padding);
+}
+
+// Seconds since 1970 as the server writes times ("2025-01-01T03:33:20Z").
+inline std::string serverTime(long long seconds) {
+  std::time_t t = static_cast<std::time_t>(seconds);
+  std::tm tm{};
+  gmtime_r(&t, &tm);
+  char text[32];
+  std::strftime(text, sizeof text, "%Y-%m-%dT%H:%M:%SZ", &tm);
+  return text;
+}
+
+// Three completed sets per exercise of the courses, half an hour apart, as the server sends a
+// client's history: {"completed_sets": [...]}. `count` receives the number of sets.
+inline std::string historyPayload(const nlohmann::json& courses, std::size_t* count) {
+  std::ostringstream out;
+  out << R"({"completed_sets":[)";
+  std::size_t n = 0;
+  for (const auto& course : courses)
+    for (const auto& day : course["trainingDays"])
+      for (const auto& exercise : day["exercises"])
+        for (int s = 0; s < kTrainingSetsPerExercise; ++s) {
+          if (n) out << ',';
+          const long long t = 1735700000LL + static_cast<long long>(n % 20000) * 1800;
+          out << R"({"guid":"h-)" << n << R"(","id":)" << n + 1 << R"(,"exerciseId":)"
+              << exercise["id"].get<long long>() << R"(,"postExerciseId":)"
+              << exercise["postExerciseID"].get<long long>() << R"(,"courseId":)"
+              << course["id"].get<long long>() << R"(,"value":)" << 20 + (n % 40) * 2.5
+              << R"(,"repeats":)" << 6 + n % 8 << R"(,"value_type":0,"executedAt":")"
+              << serverTime(t) << "\"}";
+          ++n;
+        }
+  out << "]}";
+  *count = n;
+  return out.str();
+}
+
+}  // namespace bench
