@@ -112,11 +112,10 @@ TEST_F(DmctlCommandLineTest, EveryCommandAnswersInJsonWithTheDocumentedFields) {
       {"measurements", {}, 0, {}},
       {"feed", {}, 0, {}},
       {"chat", {"1"}, 0, {}},
-      {"finance", {}, 2, {}, "usage"},
-      {"finance invoices", {}, 0, {}},
-      {"finance wallet", {}, 0, {}},
-      {"finance payouts", {}, 0, {}},
+      {"finance", {"wallet"}, 0, {}},
       {"nutrition", {}, 2, {}, "usage"},
+      {"nutrition diet", {"2026-01-01"}, 1, {}, "failed"},
+      {"nutrition upload", {"2026-01-01"}, 1, {}, "failed"},
   };
 
   auto completion = run({"completion", "bash"});

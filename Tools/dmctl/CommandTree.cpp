@@ -82,7 +82,8 @@ std::optional<UnknownCommand> findUnknownCommand(const CLI::App& app, int argc,
     if (token.size() > 1 && token[0] == '-') {
       // An option's value is not a command word.
       const auto* option = optionFor(*current, token);
-      if (option && option->get_type_size_max() > 0 && token.find('=') == std::string::npos) ++i;
+      if (option && option->get_items_expected_max() > 0 && token.find('=') == std::string::npos)
+        ++i;
       continue;
     }
     if (const auto* sub = subcommandNamed(*current, token)) {

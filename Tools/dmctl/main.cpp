@@ -76,9 +76,12 @@ std::string usageMessage(const CLI::App& app, const CLI::ParseError& error, int 
   }
   const CLI::App* at = deepestParsedCommand(app);
   if (std::string(error.what()).find("subcommand is required") != std::string::npos) {
-    std::string known;
+    std::vector<std::string> names;
     for (const auto* sub : at->get_subcommands([](const CLI::App*) { return true; }))
-      known += (known.empty() ? "" : ", ") + sub->get_name();
+      names.push_back(sub->get_name());
+    std::sort(names.begin(), names.end());
+    std::string known;
+    for (const auto& name : names) known += (known.empty() ? "" : ", ") + name;
     std::string path = commandPath(*at);
     return (path.empty() ? "dmctl" : path) + " needs a command: " + known;
   }
