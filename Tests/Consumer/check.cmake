@@ -29,6 +29,36 @@ execute_process(COMMAND ${work}/consumer RESULT_VARIABLE rc)
 if(rc)
   message(FATAL_ERROR "consumer run failed")
 endif()
+# The getting-started guide's program and project, exactly as the guide shows them: a project
+# that only finds the package and links its target builds, and the program does its four steps.
+file(READ ${CONSUMER_DIR}/../../docs/getting-started.md guide)
+foreach(name CMakeLists.txt getting_started.cpp)
+  file(READ ${CONSUMER_DIR}/GettingStarted/${name} listing)
+  string(FIND "${guide}" "${listing}" at)
+  if(at EQUAL -1)
+    message(FATAL_ERROR "docs/getting-started.md does not show GettingStarted/${name} as it is")
+  endif()
+endforeach()
+set(guide_work ${work}-getting-started)
+file(REMOVE_RECURSE ${guide_work})
+execute_process(COMMAND ${CMAKE_COMMAND} -S ${CONSUMER_DIR}/GettingStarted -B ${guide_work}
+  -G Ninja -DCMAKE_PREFIX_PATH=${stage} RESULT_VARIABLE rc)
+if(rc)
+  message(FATAL_ERROR "getting-started configure failed")
+endif()
+execute_process(COMMAND ${CMAKE_COMMAND} --build ${guide_work} RESULT_VARIABLE rc)
+if(rc)
+  message(FATAL_ERROR "getting-started build failed")
+endif()
+execute_process(COMMAND ${CMAKE_COMMAND} -E env --unset=LD_LIBRARY_PATH
+  ${guide_work}/getting_started ${guide_work}/data
+  OUTPUT_VARIABLE out ERROR_VARIABLE err RESULT_VARIABLE rc)
+if(rc OR NOT out MATCHES "user Alina Sorokina" OR NOT out MATCHES "\"email\":\"alina@example.com\"")
+  message(FATAL_ERROR "getting-started run failed (${rc}): ${out} ${err}")
+endif()
+message(STATUS "getting-started: ${out}")
+file(REMOVE_RECURSE ${guide_work})
+
 # pkg-config: the .pc file must give flags that compile and link the same program.
 file(GLOB pcdir ${stage}/lib*/pkgconfig ${stage}/lib/*/pkgconfig)
 set(ENV{PKG_CONFIG_PATH} "${pcdir}")

@@ -11,6 +11,7 @@
 #include <CLI/CLI.hpp>
 
 #include "Platform/ObjectStore/StoreError.h"
+#include "dmctl/ErrorCode.h"
 
 namespace dm {
 class ManagedObjectContext;
@@ -18,33 +19,36 @@ class ManagedObjectContext;
 
 namespace dmctl {
 
-// Exit statuses: scripts tell "it failed" from "what you asked to store is not stored".
-enum ExitStatus : int {
-  kExitSuccess = 0,
-  kExitFailure = 1,     // the command could not do its job (bad input, unreadable store, ...)
-  kExitUsage = 2,       // the command line itself is wrong
-  kExitNotWritten = 3,  // a requested write did not reach the file (memory-only store, full
-                        // disk, lost lock, ...); nothing the command printed was stored
-};
-
-// Options every command can read; filled by the top-level parser before callbacks run.
+// Options every command can read; filled by the top-level parser before callbacks run. They
+// are accepted before or after the subcommand.
 struct GlobalOptions {
   std::string dataDir;   // empty: the library's default data root
-  bool json = false;     // machine-readable output where a command supports it
+  bool json = false;     // stdout carries one JSON document, errors included
+  bool quiet = false;    // no progress display and no notes on stderr; errors still shown
   bool verbose = false;  // the library's diagnostic events as "[event] {json}" lines on stderr
   std::string language;  // interface language of display texts ("en", "ru"); empty: current
+
+  // Progress and notes go to stderr only when a person may be reading it.
+  bool chatty() const { return !json && !quiet; }
 };
 
-// A failure that the user should read: printed to stderr, exit status 1.
+// A failure that the user should read: its message and code are printed (as text on stderr,
+// or as the JSON error document), and the code's exit status is returned.
 class CommandError : public std::runtime_error {
  public:
-  using std::runtime_error::runtime_error;
+  explicit CommandError(const std::string& message, ErrorCode code = ErrorCode::Failed)
+      : std::runtime_error(message), code_(code) {}
+  ErrorCode code() const { return code_; }
+
+ private:
+  ErrorCode code_;
 };
 
-// A write the command was asked for did not reach the file: printed to stderr, exit status 3.
+// A write the command was asked for did not reach the file: exit status 3.
 class NotWrittenError : public CommandError {
  public:
-  using CommandError::CommandError;
+  explicit NotWrittenError(const std::string& message)
+      : CommandError(message, ErrorCode::NotWritten) {}
 };
 
 using CommandSetup = void (*)(CLI::App& app, const GlobalOptions& options);

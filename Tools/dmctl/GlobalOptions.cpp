@@ -47,10 +47,12 @@ std::shared_ptr<dm::ManagedObjectContext> openMainStoreForReading(const GlobalOp
   try {
     store = dm::DataModel::open(open)->mainStore();
   } catch (const std::runtime_error& error) {
-    throw CommandError(std::string("the main store is unavailable: ") + error.what());
+    throw CommandError(std::string("the main store is unavailable: ") + error.what(),
+                       ErrorCode::StoreUnavailable);
   }
   if (store->isInMemory())
-    throw CommandError(storeUnavailableReason("the main store", store->openError()));
+    throw CommandError(storeUnavailableReason("the main store", store->openError()),
+                       ErrorCode::StoreUnavailable);
   return store->persistentStoreManagedObjectContext();
 }
 

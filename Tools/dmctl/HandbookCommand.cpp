@@ -1,7 +1,5 @@
 // `dmctl handbook`: build a seed pack, apply an update, and read the handbook store of the
 // data root (tree, post, search, status).
-#include <unistd.h>
-
 #include <cmath>
 #include <cstdio>
 #include <fstream>
@@ -23,6 +21,8 @@
 #include "Mapping/Enumerations/NutritionEnumerations.h"
 #include "Platform/Foundation/WorkQueue.h"
 #include "dmctl/Command.h"
+#include "dmctl/CommandTree.h"
+#include "dmctl/Progress.h"
 
 namespace dmctl {
 namespace {
@@ -58,7 +58,7 @@ dm::HandbookAdapter& openAdapter(const GlobalOptions& global, bool forWrite = fa
     auto reason = storeUnavailableReason("the handbook store " + storage->storeFile().string(),
                                          storage->openError());
     if (forWrite) throw NotWrittenError(reason + "; nothing was applied");
-    throw CommandError(reason);
+    throw CommandError(reason, ErrorCode::StoreUnavailable);
   }
   return adapter;
 }
@@ -91,24 +91,30 @@ void buildSeed(const GlobalOptions& global, const BuildSeedOptions& options) {
     seedOptions.exerciseImageBaseURL = options.imageBase;
     dictionary = source.updateDictionary(seedOptions);
   } catch (const dm::SeedSourceError& error) {
-    throw CommandError(error.what());
+    throw CommandError(error.what(), ErrorCode::InvalidInput);
   } catch (const std::invalid_argument& error) {
-    throw CommandError(error.what());
+    throw CommandError(error.what(), ErrorCode::InvalidInput);
   }
-  const bool bar = !global.json && isatty(STDERR_FILENO);
-  auto progress = [bar](const std::string& phase, double fraction) {
-    if (!bar) return;
-    int filled = static_cast<int>(fraction * 30);
-    std::fprintf(stderr, "\r%-8s [%-30s] %3d%%", phase.c_str(), std::string(filled, '#').c_str(),
-                 static_cast<int>(fraction * 100));
-    if (fraction >= 1) std::fprintf(stderr, "\n");
+  // The library reports the phase and the fraction done; the records are counted here.
+  std::size_t total = 0;
+  for (const auto& [key, value] : dictionary.items())
+    if (value.is_array()) total += value.size();
+  Progress progress(global, "build-seed");
+  auto report = [&progress, total](const std::string& phase, double fraction) {
+    if (phase == "apply") {
+      progress.update(static_cast<std::size_t>(fraction * static_cast<double>(total)), total);
+      progress.setPhase(std::string());
+    } else {
+      progress.setPhase(phase);
+    }
   };
   dm::HandbookSeedBuildResult result;
   try {
-    result = dm::buildHandbookSeedArchive(dictionary, options.language, options.outFile, progress);
+    result = dm::buildHandbookSeedArchive(dictionary, options.language, options.outFile, report);
   } catch (const std::exception& error) {
     throw CommandError(std::string("build-seed: ") + error.what());
   }
+  progress.finish();
   std::ostringstream text;
   text << options.outFile << ": " << result.records << " records, store " << result.storeBytes
        << " bytes\n";
@@ -225,7 +231,7 @@ void describeProduct(const dm::HandbookPostProductEntity& product, nlohmann::jso
 void post(const GlobalOptions& global, std::int64_t id) {
   auto& adapter = openAdapter(global);
   dm::HandbookPostEntity* found = adapter.getPostEntity(id, 0);
-  if (!found) throw CommandError("no post with id " + std::to_string(id));
+  if (!found) throw CommandError("no post with id " + std::to_string(id), ErrorCode::NotFound);
   nlohmann::json out = itemJson(found);
   out["categoryID"] = found->categoryID().value_or(0);
   out["postType"] = static_cast<int>(found->postType());
@@ -260,7 +266,7 @@ void search(const GlobalOptions& global, const std::string& needle) {
 std::string readUpdateText(const std::string& path) {
   std::ifstream in(path, std::ios::binary | std::ios::ate);
   const std::streamoff size = in ? static_cast<std::streamoff>(in.tellg()) : -1;
-  if (size < 0) throw CommandError("cannot read " + path);
+  if (size < 0) throw CommandError("cannot read " + path, ErrorCode::NotFound);
   // One buffer of the file's size: the text is the largest thing the update holds.
   std::string text(static_cast<std::size_t>(size), '\0');
   in.seekg(0);
@@ -268,10 +274,12 @@ std::string readUpdateText(const std::string& path) {
     throw CommandError("cannot read " + path);
   const auto first = text.find_first_not_of(" \t\r\n");
   if (first == std::string::npos || text[first] != '{') {
-    if (!nlohmann::json::accept(text)) throw CommandError(path + ": not valid JSON");
+    if (!nlohmann::json::accept(text))
+      throw CommandError(path + ": not valid JSON", ErrorCode::InvalidInput);
     throw CommandError(path +
-                       " is not an update dictionary (a JSON object with \"status\", "
-                       "\"version\" and the changed records)");
+                           " is not an update dictionary (a JSON object with \"status\", "
+                           "\"version\" and the changed records)",
+                       ErrorCode::InvalidInput);
   }
   return text;
 }
@@ -285,7 +293,8 @@ bool isNotModifiedAnswer(const std::string& text, const std::string& path) {
   if (reader.open()) {
     status = reader.header({"status"}).find("status");
   } else {
-    if (!nlohmann::json::accept(text)) throw CommandError(path + ": not valid JSON");
+    if (!nlohmann::json::accept(text))
+      throw CommandError(path + ": not valid JSON", ErrorCode::InvalidInput);
     // Valid, but not what the windowed reader takes: only the top level is kept here.
     shallow = nlohmann::json::parse(
         text, [](int depth, nlohmann::json::parse_event_t, nlohmann::json&) { return depth <= 1; });
@@ -298,10 +307,20 @@ bool isNotModifiedAnswer(const std::string& text, const std::string& path) {
 void applyUpdate(const GlobalOptions& global, const std::string& file) {
   const std::string payload = readUpdateText(file);
   auto& adapter = openAdapter(global, /*forWrite=*/true);
+  Progress progress(global, "apply-update");
+  if (progress.enabled())
+    adapter.setUpdateProgress(
+        [&progress](std::size_t applied, std::size_t total) { progress.update(applied, total); });
+  struct ProgressHookReset {
+    dm::HandbookAdapter& adapter;
+    ~ProgressHookReset() { adapter.setUpdateProgress({}); }
+  } resetHook{adapter};
   dm::HandbookUpdateEntity* batch = adapter.getHandbookUpdateEntityFromPayload(payload);
+  progress.setPhase("saving");
   const bool notModified = !batch && isNotModifiedAnswer(payload, file);
   nlohmann::json out = {{"applied", batch != nullptr}};
   std::string text = "not modified: nothing applied\n";
+  if (!batch) progress.finish();
   if (!batch && !notModified)
     throw NotWrittenError("the update was not applied (--verbose shows why)");
   if (batch) {
@@ -316,6 +335,7 @@ void applyUpdate(const GlobalOptions& global, const std::string& file) {
         failure = std::string(dm::storeFailureKindName(error.kind())) + ": " + error.what();
       }
     });
+    progress.finish();
     if (!failure.empty())
       throw NotWrittenError("the update was not saved (" + failure + "); nothing was applied");
     text = "applied " + out["records"].dump() + " records (version " +
@@ -377,6 +397,7 @@ void setup(CLI::App& app, const GlobalOptions& global) {
       ->check(CLI::ExistingDirectory);
   buildCommand->add_option("--out", build->outFile, "Output archive")->required();
   buildCommand->add_option("--limit", build->limit, "Only the first N exercises and foods (0: all)")
+      ->check(nonNegativeNumber())
       ->capture_default_str();
   buildCommand
       ->add_option("--image-base", build->imageBase,

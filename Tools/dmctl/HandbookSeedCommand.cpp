@@ -3,13 +3,13 @@
 #include <cstdint>
 #include <cstdio>
 #include <fstream>
-#include <limits>
 #include <memory>
 #include <string>
 
 #include "Handbook/Seed/HandbookSeedSource.h"
 #include "Handbook/Seed/SeedSourceError.h"
 #include "dmctl/Command.h"
+#include "dmctl/CommandTree.h"
 #include "dmctl/HandbookCommandGroup.h"
 
 namespace dmctl {
@@ -39,9 +39,9 @@ void writeDictionary(const GlobalOptions& global, const SeedDictionaryOptions& o
     products = dictionary["post_products"].size();
     text = dm::serializeHandbookSeedDictionary(dictionary);
   } catch (const dm::SeedSourceError& error) {
-    throw CommandError(error.what());
+    throw CommandError(error.what(), ErrorCode::InvalidInput);
   } catch (const std::invalid_argument& error) {
-    throw CommandError(error.what());
+    throw CommandError(error.what(), ErrorCode::InvalidInput);
   }
   // Written to a temporary file first so a failed run never leaves a truncated dictionary.
   std::string temporary = options.outFile + ".tmp";
@@ -80,10 +80,11 @@ void setup(CLI::App& app, const GlobalOptions& global) {
       ->check(CLI::ExistingDirectory);
   command->add_option("--out", options->outFile, "Output JSON file")->required();
   command->add_option("--version", options->version, "Batch version announced")
-      ->check(CLI::Range(std::int64_t{0}, std::numeric_limits<std::int64_t>::max()))
+      ->check(nonNegativeNumber())
       ->capture_default_str();
   command
       ->add_option("--limit", options->limit, "Keep only the first N exercises and foods (0: all)")
+      ->check(nonNegativeNumber())
       ->capture_default_str();
   command->callback([&global, options] { writeDictionary(global, *options); });
 }

@@ -1,7 +1,12 @@
 // `dmctl map`: maps a payload with a record class's response mapping into the main store (or,
-// with --model, a store file of that model) and lists the records it created or updated.
+// with --model, a store file of that model) and prints a summary of the records it mapped
+// (the records themselves with --print).
+#include <chrono>
+#include <cmath>
 #include <cstdio>
 #include <fstream>
+#include <optional>
+#include <set>
 #include <sstream>
 
 #include "DataModel.h"
@@ -11,12 +16,15 @@
 #include "Mapping/Records/ModelMetadata.h"
 #include "Platform/Foundation/Directories.h"
 #include "Platform/Foundation/Injector.h"
+#include "Platform/ObjectMapping/KeyPath.h"
 #include "Platform/ObjectMapping/ManagedObjectDestination.h"
 #include "Platform/ObjectMapping/MappingOperation.h"
 #include "Platform/ObjectMapping/ValueTransformer.h"
 #include "Platform/ObjectStore/StructuredValue.h"
 #include "UserData/CoreData/ManagedObjectStore.h"
 #include "dmctl/Command.h"
+#include "dmctl/JsonOutput.h"
+#include "dmctl/Progress.h"
 
 namespace dmctl {
 namespace {
@@ -28,11 +36,12 @@ struct MapArguments {
   std::string model;
   bool save = false;
   bool nested = false;
+  bool print = false;
 };
 
 std::string readText(const std::string& path) {
   std::ifstream in(path, std::ios::binary);
-  if (!in) throw CommandError("cannot read " + path);
+  if (!in) throw CommandError("cannot read " + path, ErrorCode::NotFound);
   std::ostringstream text;
   text << in.rdbuf();
   return text.str();
@@ -43,7 +52,7 @@ std::shared_ptr<const dm::ManagedObjectModel> loadModel(const std::string& path)
   try {
     return dm::ManagedObjectModel::fromJson(readText(path));
   } catch (const dm::StoreError& error) {
-    throw CommandError("invalid model " + path + ": " + error.what());
+    throw CommandError("invalid model " + path + ": " + error.what(), ErrorCode::InvalidInput);
   }
 }
 
@@ -54,13 +63,17 @@ const dm::BaseMappableEntity::Class& entityClass(const std::string& name,
   const dm::RecordClass* cls = dm::RecordClasses::classNamed(name);
   if (!cls) {
     if (!model.entityForClassName(name)) {
-      throw CommandError("no record class or entity class named \"" + name + "\"");
+      throw CommandError(
+          "no record class or entity class named \"" + name + "\" (dmctl classes lists them)",
+          ErrorCode::NotFound);
     }
     cls = &dm::RecordClasses::registerClass(
         std::make_unique<dm::BaseMappableEntity::Class>(name, "BaseMappableEntity"));
   }
   const auto* entity = dynamic_cast<const dm::BaseMappableEntity::Class*>(cls);
-  if (!entity) throw CommandError(name + " is not a stored record class");
+  if (!entity)
+    throw CommandError(name + " is not a stored record class (dmctl classes lists them)",
+                       ErrorCode::InvalidInput);
   return *entity;
 }
 
@@ -94,8 +107,83 @@ nlohmann::json describe(const dm::ManagedObject& object, bool nested) {
   return values;
 }
 
+// The first keys of the payload paths a mapping reads, for telling whether an object of
+// the payload is a record of the class at all.
+std::set<std::string> sourceKeys(const dm::ObjectMapping& mapping) {
+  std::set<std::string> keys;
+  for (const auto& attribute : mapping.attributeMappings())
+    if (!attribute.source.segments.empty()) keys.insert(attribute.source.segments.front());
+  for (const auto& relationship : mapping.relationshipMappings())
+    if (!relationship.source.segments.empty()) keys.insert(relationship.source.segments.front());
+  return keys;
+}
+
+std::size_t matchingKeys(const nlohmann::json& value, const std::set<std::string>& keys) {
+  const nlohmann::json* record = &value;
+  if (value.is_array() && !value.empty()) record = &value.front();
+  if (!record->is_object()) return 0;
+  std::size_t n = 0;
+  for (auto it = record->begin(); it != record->end(); ++it) n += keys.count(it.key());
+  return n;
+}
+
+// The key path under `value` whose records share the most keys with the mapping, searched a
+// few levels deep; empty when none shares any.
+std::string suggestedKeyPath(const nlohmann::json& value, const std::set<std::string>& keys,
+                             const std::string& prefix, int depth, std::size_t& best) {
+  std::string found;
+  if (!value.is_object() || depth == 0) return found;
+  for (auto it = value.begin(); it != value.end(); ++it) {
+    std::string path = prefix.empty() ? it.key() : prefix + "." + it.key();
+    if (std::size_t n = matchingKeys(it.value(), keys); n > best) {
+      best = n;
+      found = path;
+    }
+    std::string deeper = suggestedKeyPath(it.value(), keys, path, depth - 1, best);
+    if (!deeper.empty()) found = deeper;
+  }
+  return found;
+}
+
+// Why a mapping that produced `mapped` top-level records mapped nothing, or empty when it
+// did map something. A single object none of whose keys the mapping reads (a wrapped
+// payload mapped at the wrong key path) counts as nothing: it would make an empty record.
+std::string nothingMappedReason(const std::string& payload, const MapArguments& arguments,
+                                const dm::ObjectMapping& mapping, std::size_t mapped) {
+  if (mapped > 1) return {};
+  auto tree = nlohmann::json::parse(payload, nullptr, /*allow_exceptions=*/false);
+  if (tree.is_discarded()) return {};
+  const nlohmann::json* node = &tree;
+  for (const auto& key : dm::KeyPath(arguments.keyPath).segments) {
+    if (!node->is_object() || !node->contains(key)) return {};
+    node = &(*node)[key];
+  }
+  const auto keys = sourceKeys(mapping);
+  const std::string where =
+      arguments.keyPath.empty() ? "the payload's root" : "key path \"" + arguments.keyPath + "\"";
+  std::string reason;
+  if (mapped == 0)
+    reason = "no " + arguments.className + " records at " + where;
+  else if (matchingKeys(*node, keys) == 0)
+    reason = "the object at " + where + " has none of the keys " + arguments.className +
+             " reads, so it is not one of its records";
+  else
+    return {};
+  std::size_t best = 0;
+  std::string suggestion = suggestedKeyPath(*node, keys, arguments.keyPath, 4, best);
+  if (!suggestion.empty()) reason += "; its records seem to be under --key-path " + suggestion;
+  return reason;
+}
+
+struct MapSummary {
+  std::size_t mapped = 0, inserted = 0, updated = 0, unchanged = 0, skipped = 0;
+};
+
 void run(const MapArguments& arguments, const GlobalOptions& options) {
   applyGlobalOptions(options);
+  const auto started = std::chrono::steady_clock::now();
+  Progress progress(options, "map " + arguments.className);
+  progress.setPhase("reading");
   auto model = loadModel(arguments.model);
   const auto& cls = entityClass(arguments.className, *model);
   std::string payload = readText(arguments.file);
@@ -112,15 +200,17 @@ void run(const MapArguments& arguments, const GlobalOptions& options) {
     try {
       mainStore = dm::DataModel::open(open)->mainStore();
     } catch (const std::runtime_error& error) {
-      throw CommandError(std::string("the main store is unavailable: ") + error.what());
+      throw CommandError(std::string("the main store is unavailable: ") + error.what(),
+                         ErrorCode::StoreUnavailable);
     }
-    if (!mainStore) throw CommandError("the main store is unavailable");
+    if (!mainStore)
+      throw CommandError("the main store is unavailable", ErrorCode::StoreUnavailable);
     // Mapping into a memory-only store would report records that vanish with the process.
     if (mainStore->isInMemory()) {
       auto reason =
           storeUnavailableReason("the main store " + path.string(), mainStore->openError());
       if (arguments.save) throw NotWrittenError(reason + "; nothing was saved");
-      throw CommandError(reason);
+      throw CommandError(reason, ErrorCode::StoreUnavailable);
     }
     context = mainStore->persistentStoreManagedObjectContext();
   } else {
@@ -131,7 +221,7 @@ void run(const MapArguments& arguments, const GlobalOptions& options) {
       std::string reason = "cannot open " + path.string() + " (" +
                            dm::storeFailureKindName(error.kind()) + "): " + error.what();
       if (arguments.save) throw NotWrittenError(reason + "; nothing was saved");
-      throw CommandError(reason);
+      throw CommandError(reason, ErrorCode::StoreUnavailable);
     }
     injector->registerProvider<dm::MappingStore>("objectStore", [store](dm::Injector&) {
       return std::static_pointer_cast<dm::MappingStore>(store);
@@ -142,48 +232,94 @@ void run(const MapArguments& arguments, const GlobalOptions& options) {
   if (!mapper) throw CommandError("the mapping registry is unavailable");
   auto mapping = mapper->responseMappingForClass(cls);
 
-  std::string failure;
-  bool notWritten = false;
+  std::optional<CommandError> failure;
+  MapSummary summary;
+  nlohmann::json records = nlohmann::json::array();
+  nlohmann::json skipped = nlohmann::json::array();
+  progress.setPhase("mapping");
   context->performAndWait([&] {
     try {
       dm::ManagedObjectDestination destination(*context);
       dm::MappingOperation operation(destination);
       auto result = operation.map(std::string_view(payload), arguments.keyPath, mapping);
-      std::size_t created = 0, updated = 0;
+      summary.mapped = result.objects.size();
+      summary.skipped = result.skippedCount;
+      if (auto reason = nothingMappedReason(payload, arguments, *mapping, summary.mapped);
+          !reason.empty()) {
+        failure.emplace("nothing mapped: " + reason + "; nothing was saved",
+                        ErrorCode::NothingMapped);
+        return;
+      }
       for (auto* object : dm::ManagedObjectDestination::objects(result.objects)) {
-        const char* status = object->isInserted()   ? "created"
+        const char* status = object->isInserted()   ? "inserted"
                              : object->hasChanges() ? "updated"
                                                     : "unchanged";
-        if (object->isInserted()) ++created;
-        if (!object->isInserted() && object->hasChanges()) ++updated;
-        nlohmann::json line{{"status", status},
-                            {"entity", object->entity().name()},
-                            {"values", describe(*object, arguments.nested)}};
-        std::printf("%s\n", line.dump(options.json ? -1 : 2).c_str());
+        if (object->isInserted())
+          ++summary.inserted;
+        else if (object->hasChanges())
+          ++summary.updated;
+        else
+          ++summary.unchanged;
+        if (arguments.print)
+          records.push_back({{"status", status},
+                             {"entity", object->entity().name()},
+                             {"values", describe(*object, arguments.nested)}});
       }
-      for (const auto& skipped : result.skipped) {
-        std::fprintf(stderr, "skipped %s (%s): %s\n", skipped.keyPath.c_str(),
-                     skipped.className.c_str(), skipped.message.c_str());
+      for (const auto& issue : result.skipped)
+        skipped.push_back(
+            {{"keyPath", issue.keyPath}, {"class", issue.className}, {"reason", issue.message}});
+      progress.update(summary.mapped, summary.mapped);
+      if (arguments.save) {
+        progress.setPhase("saving");
+        context->save();
       }
-      if (arguments.save) context->save();
-      std::printf("%zu record(s) mapped: %zu created, %zu updated%s\n", result.objects.size(),
-                  created, updated, arguments.save ? ", saved" : " (not saved; use --save)");
     } catch (const dm::MappingError& error) {
-      failure = error.what();
+      failure.emplace(std::string("the payload cannot be mapped: ") + error.what(),
+                      ErrorCode::InvalidInput);
     } catch (const dm::StoreError& error) {
-      failure = std::string("saving failed (") + dm::storeFailureKindName(error.kind()) +
-                "): " + error.what() + "; nothing was saved";
-      notWritten = arguments.save;
+      std::string message = std::string("saving failed (") +
+                            dm::storeFailureKindName(error.kind()) + "): " + error.what() +
+                            "; nothing was saved";
+      if (arguments.save)
+        failure.emplace(NotWrittenError(message));
+      else
+        failure.emplace(message, errorCodeFor(error.kind()));
     }
   });
-  if (notWritten) throw NotWrittenError(failure);
-  if (!failure.empty()) throw CommandError(failure);
+  progress.finish();
+  if (failure) throw *failure;
+
+  const double seconds =
+      std::chrono::duration<double>(std::chrono::steady_clock::now() - started).count();
+  nlohmann::json out = {
+      {"class", arguments.className},   {"mapped", summary.mapped},
+      {"inserted", summary.inserted},   {"updated", summary.updated},
+      {"unchanged", summary.unchanged}, {"skipped", summary.skipped},
+      {"saved", arguments.save},        {"seconds", std::round(seconds * 1000) / 1000}};
+  if (!skipped.empty()) out["skippedValues"] = skipped;
+  if (arguments.print) out["records"] = records;
+  if (options.json) return printJson(out);
+
+  for (const auto& record : records) printJson(record);
+  if (!options.quiet)
+    for (const auto& issue : skipped)
+      std::fprintf(stderr, "skipped %s (%s): %s\n", issue["keyPath"].get<std::string>().c_str(),
+                   issue["class"].get<std::string>().c_str(),
+                   issue["reason"].get<std::string>().c_str());
+  std::printf(
+      "%s: %zu record(s) mapped: %zu inserted, %zu updated, %zu unchanged, %zu skipped "
+      "value(s) in %.2f s%s\n",
+      arguments.className.c_str(), summary.mapped, summary.inserted, summary.updated,
+      summary.unchanged, summary.skipped, seconds,
+      arguments.save ? "; saved" : " (not saved; use --save)");
 }
 
 void setup(CLI::App& app, const GlobalOptions& options) {
   static MapArguments arguments;
   auto* command = app.add_subcommand(
-      "map", "Map a JSON payload into the main store with a record class's response mapping");
+      "map",
+      "Map a JSON payload into the main store with a record class's response mapping; "
+      "prints a summary");
   command->add_option("class", arguments.className, "Record class name, e.g. ExerciseEntity")
       ->required();
   command->add_option("file", arguments.file, "JSON payload file")->required();
@@ -191,6 +327,7 @@ void setup(CLI::App& app, const GlobalOptions& options) {
   command->add_option("--model", arguments.model,
                       "Store model JSON file to use instead of the embedded main model");
   command->add_flag("--save", arguments.save, "Save the mapped records into the store");
+  command->add_flag("--print", arguments.print, "Print the mapped records, not only the summary");
   command->add_flag("--nested", arguments.nested,
                     "Show related records with their values instead of references");
   command->callback([&options] { run(arguments, options); });

@@ -19,20 +19,27 @@ void run(const SerializeArguments& arguments, const GlobalOptions& options) {
   applyGlobalOptions(options);
   const auto* cls = dynamic_cast<const dm::BaseMappableObject::Class*>(
       dm::RecordClasses::classNamed(arguments.className));
-  if (!cls) throw CommandError("no transient record class named \"" + arguments.className + "\"");
+  if (!cls)
+    throw CommandError("no transient record class named \"" + arguments.className +
+                           "\" (dmctl classes lists them)",
+                       ErrorCode::NotFound);
   auto record = cls->newInstance();
-  if (!record) throw CommandError(arguments.className + " cannot be instantiated");
+  if (!record)
+    throw CommandError(arguments.className + " cannot be instantiated", ErrorCode::InvalidInput);
 
   std::ifstream in(arguments.file, std::ios::binary);
-  if (!in) throw CommandError("cannot read " + arguments.file);
+  if (!in) throw CommandError("cannot read " + arguments.file, ErrorCode::NotFound);
   std::ostringstream text;
   text << in.rdbuf();
   auto fields = nlohmann::json::parse(text.str(), nullptr, /*allow_exceptions=*/false);
-  if (fields.is_discarded()) throw CommandError(arguments.file + " is not JSON");
-  if (!fields.is_object()) throw CommandError(arguments.file + " must hold an object of fields");
+  if (fields.is_discarded())
+    throw CommandError(arguments.file + " is not JSON", ErrorCode::InvalidInput);
+  if (!fields.is_object())
+    throw CommandError(arguments.file + " must hold an object of fields", ErrorCode::InvalidInput);
   for (auto it = fields.begin(); it != fields.end(); ++it) {
     if (!record->setValueForKey(it.key(), dm::RecordValue::fromJson(*it))) {
-      throw CommandError(arguments.className + " declares no field \"" + it.key() + "\"");
+      throw CommandError(arguments.className + " declares no field \"" + it.key() + "\"",
+                         ErrorCode::InvalidInput);
     }
   }
   std::printf("%s\n", record->serialized().description().dump(options.json ? -1 : 2).c_str());

@@ -42,7 +42,8 @@ void setup(CLI::App& app, const GlobalOptions& options) {
   get->callback([&options] {
     applyGlobalOptions(options);
     auto value = dm::SettingsStore::standard()->objectForKey(arguments.key);
-    if (!value) throw CommandError("no setting named \"" + arguments.key + "\"");
+    if (!value)
+      throw CommandError("no setting named \"" + arguments.key + "\"", ErrorCode::NotFound);
     print(*value);
   });
 
@@ -54,11 +55,12 @@ void setup(CLI::App& app, const GlobalOptions& options) {
   set->callback([&options] {
     auto value = nlohmann::json::parse(arguments.value, nullptr, /*allow_exceptions=*/false);
     if (value.is_discarded()) {
-      throw CommandError("not a JSON value: " + arguments.value +
-                         " (texts need JSON quotes, e.g. '\"EUR\"')");
+      throw CommandError(
+          "not a JSON value: " + arguments.value + " (texts need JSON quotes, e.g. '\"EUR\"')",
+          ErrorCode::InvalidInput);
     }
     if (arguments.date && !value.is_number()) {
-      throw CommandError("--date needs a number of seconds since 1970");
+      throw CommandError("--date needs a number of seconds since 1970", ErrorCode::InvalidInput);
     }
     applyGlobalOptions(options);
     auto store = dm::SettingsStore::standard();
@@ -68,6 +70,9 @@ void setup(CLI::App& app, const GlobalOptions& options) {
       store->setObject(arguments.key, value);
     }
     save(*store);
+    if (options.json)
+      print({{"key", arguments.key},
+             {"value", store->objectForKey(arguments.key).value_or(nullptr)}});
   });
 
   auto* remove = command->add_subcommand("remove", "Remove one entry (absent keys are fine)");
@@ -77,6 +82,7 @@ void setup(CLI::App& app, const GlobalOptions& options) {
     auto store = dm::SettingsStore::standard();
     store->remove(arguments.key);
     save(*store);
+    if (options.json) print({{"key", arguments.key}, {"removed", true}});
   });
 }
 

@@ -9,6 +9,7 @@
 #include "Platform/ObjectStore/Predicate.h"
 #include "UserData/CoreData/ManagedObjectStore.h"
 #include "dmctl/Command.h"
+#include "dmctl/CommandTree.h"
 
 namespace dmctl {
 namespace {
@@ -27,14 +28,16 @@ void print(const nlohmann::json& value) {
 std::shared_ptr<dm::ManagedObjectStore> openStore(const GlobalOptions& options) {
   applyGlobalOptions(options);
   auto store = dm::ManagedObjectStore::initWithModelName(dm::ManagedObjectStore::modelName);
-  if (!store || !store->persistentStore()) throw CommandError("the main store could not be opened");
+  if (!store || !store->persistentStore())
+    throw CommandError("the main store could not be opened", ErrorCode::StoreUnavailable);
   // A memory-only store would show nothing, as if the file were empty.
   if (store->isInMemory())
     throw CommandError(storeUnavailableReason(
-        "the main store " + (dm::Directories::shared()->documentsDirectory() /
-                             dm::ManagedObjectStore::dataBaseFileName)
-                                .string(),
-        store->openError()));
+                           "the main store " + (dm::Directories::shared()->documentsDirectory() /
+                                                dm::ManagedObjectStore::dataBaseFileName)
+                                                   .string(),
+                           store->openError()),
+                       ErrorCode::StoreUnavailable);
   return store;
 }
 
@@ -105,9 +108,9 @@ dm::SortDescriptor parseSort(const std::string& text) {
     if (direction == "desc")
       sort.ascending = false;
     else if (direction != "asc")
-      throw CommandError("--sort takes KEY, KEY:asc or KEY:desc");
+      throw CommandError("--sort takes KEY, KEY:asc or KEY:desc", ErrorCode::InvalidInput);
   }
-  if (sort.keyPath.empty()) throw CommandError("--sort needs a key");
+  if (sort.keyPath.empty()) throw CommandError("--sort needs a key", ErrorCode::InvalidInput);
   return sort;
 }
 
@@ -119,14 +122,15 @@ void query(const GlobalOptions& options, const QueryArguments& arguments) {
     for (const auto* e : store->managedObjectModel()->entities())
       known += (known.empty() ? "" : ", ") + e->name();
     throw CommandError("no entity named \"" + arguments.entity +
-                       "\" (the model has: " + (known.empty() ? "none" : known) + ")");
+                           "\" (the model has: " + (known.empty() ? "none" : known) + ")",
+                       ErrorCode::NotFound);
   }
   dm::FetchRequest request(entity);
   if (!arguments.where.empty()) {
     try {
       request.predicate = dm::Predicate::parse(arguments.where);
     } catch (const dm::PredicateError& error) {
-      throw CommandError(std::string("--where: ") + error.what());
+      throw CommandError(std::string("--where: ") + error.what(), ErrorCode::InvalidInput);
     }
   }
   if (!arguments.sort.empty()) request.sortDescriptors.push_back(parseSort(arguments.sort));
@@ -162,7 +166,7 @@ void setup(CLI::App& app, const GlobalOptions& options) {
                            "Filter, e.g. 'entityID > 10 AND guid != nil'");
   queryCommand->add_option("--sort", arguments.sort, "Sort key, optionally KEY:desc");
   queryCommand->add_option("--limit", arguments.limit, "At most N records (0: all)")
-      ->check(CLI::NonNegativeNumber);
+      ->check(nonNegativeNumber());
   queryCommand->callback([&options] { query(options, arguments); });
 }
 

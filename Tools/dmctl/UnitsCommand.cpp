@@ -14,6 +14,7 @@
 #include "Units/UnitsHelper.h"
 #include "UserData/CoreData/ManagedObjectStore.h"
 #include "dmctl/Command.h"
+#include "dmctl/JsonOutput.h"
 
 namespace dmctl {
 namespace {
@@ -127,7 +128,8 @@ void prepare(const GlobalOptions& options, const UnitsArguments& arguments) {
     for (auto& c : iso) c = static_cast<char>(std::toupper(static_cast<unsigned char>(c)));
     if (iso.size() != 2 || !std::isalpha(static_cast<unsigned char>(iso[0])) ||
         !std::isalpha(static_cast<unsigned char>(iso[1]))) {
-      throw CommandError("--country needs a two-letter region code, e.g. US");
+      throw CommandError("--country needs a two-letter region code, e.g. US",
+                         ErrorCode::InvalidInput);
     }
     UnitsHelper::sharedInstance().setCountrySource(
         dm::UnitsCountrySource::fromFunction([iso] { return std::optional<std::string>(iso); }));
@@ -236,11 +238,12 @@ std::int64_t parseUnitValue(const SettingInfo& setting, const std::string& text)
   std::string accepted = "0, 1";
   for (const auto& name : setting.zeroNames) accepted += ", " + name;
   for (const auto& name : setting.oneNames) accepted += ", " + name;
-  throw CommandError("unknown value \"" + text + "\" for " + setting.name +
-                     " (accepted: " + accepted + ")");
+  throw CommandError(
+      "unknown value \"" + text + "\" for " + setting.name + " (accepted: " + accepted + ")",
+      ErrorCode::InvalidInput);
 }
 
-void setCurrency(const UnitsArguments& arguments) {
+void setCurrency(const GlobalOptions& options, const UnitsArguments& arguments) {
   std::string code = arguments.value;
   for (auto& c : code) c = static_cast<char>(std::toupper(static_cast<unsigned char>(c)));
   std::string known;
@@ -250,8 +253,9 @@ void setCurrency(const UnitsArguments& arguments) {
     known += (known.empty() ? "" : ", ") + std::string(candidate);
   }
   if (!supported) {
-    throw CommandError("unsupported currency \"" + arguments.value + "\" (supported: " + known +
-                       ")");
+    throw CommandError(
+        "unsupported currency \"" + arguments.value + "\" (supported: " + known + ")",
+        ErrorCode::InvalidInput);
   }
   auto& units = UnitsHelper::sharedInstance();
   if (arguments.setDefault) {
@@ -260,12 +264,14 @@ void setCurrency(const UnitsArguments& arguments) {
     units.setCurrencyValue(code);
   }
   save();
+  if (options.json)
+    return printJson({{"setting", "currency"}, {"default", arguments.setDefault}, {"value", code}});
   std::printf("currency%s = %s\n", arguments.setDefault ? " default" : "", code.c_str());
 }
 
-void set(const UnitsArguments& arguments) {
+void set(const GlobalOptions& options, const UnitsArguments& arguments) {
   const std::string name = lowercase(arguments.setting);
-  if (name == "currency") return setCurrency(arguments);
+  if (name == "currency") return setCurrency(options, arguments);
   std::string known = "currency";
   for (const auto& setting : settings()) {
     known += std::string(", ") + setting.name;
@@ -275,11 +281,17 @@ void set(const UnitsArguments& arguments) {
     (units.*(arguments.setDefault ? setting.setDefault : setting.set))(value);
     save();
     const auto label = setting.label();
+    if (options.json)
+      return printJson({{"setting", setting.name},
+                        {"default", arguments.setDefault},
+                        {"value", value},
+                        {"label", label ? nlohmann::json(*label) : nlohmann::json(nullptr)}});
     std::printf("%s%s = %lld%s\n", setting.name, arguments.setDefault ? " default" : "",
                 static_cast<long long>(value), label ? (" (" + *label + ")").c_str() : "");
     return;
   }
-  throw CommandError("unknown setting \"" + arguments.setting + "\" (known: " + known + ")");
+  throw CommandError("unknown setting \"" + arguments.setting + "\" (known: " + known + ")",
+                     ErrorCode::InvalidInput);
 }
 
 // ---- convert / height ----
@@ -294,7 +306,8 @@ Quantity parseQuantity(const std::string& text) {
   char* end = nullptr;
   const double number = std::strtod(begin, &end);
   if (end == begin || !std::isfinite(number)) {
-    throw CommandError("not a quantity: \"" + text + "\" (e.g. 70kg, 154lbs, 100g, 180cm, 37C)");
+    throw CommandError("not a quantity: \"" + text + "\" (e.g. 70kg, 154lbs, 100g, 180cm, 37C)",
+                       ErrorCode::InvalidInput);
   }
   std::string unit = end;
   while (!unit.empty() && std::isspace(static_cast<unsigned char>(unit.front()))) unit.erase(0, 1);
@@ -333,13 +346,15 @@ std::string shown(const Quantity& quantity, bool exercise) {
   if (unit == "ft") return heightText(UnitsHelper::heightToCMFootsInches(x, 0));
   if (unit == "c" || unit == "f") {
     const double celsius = unit == "c" ? x : (x - 32.0) / 1.8;
-    if (!(std::fabs(celsius) < 1e9)) throw CommandError("temperature out of range");
+    if (!(std::fabs(celsius) < 1e9))
+      throw CommandError("temperature out of range", ErrorCode::InvalidInput);
     const auto degrees = static_cast<std::int32_t>(std::lround(celsius));
     return withLabel(std::to_string(UnitsHelper::tempertureFromCelsium(degrees)),
                      UnitsHelper::temperatureUnitsShort());
   }
-  throw CommandError("unknown unit \"" + quantity.unit +
-                     "\" (known: kg, lb, lbs, g, oz, cm, in, ft, C, F)");
+  throw CommandError(
+      "unknown unit \"" + quantity.unit + "\" (known: kg, lb, lbs, g, oz, cm, in, ft, C, F)",
+      ErrorCode::InvalidInput);
 }
 
 // The first read of an underived default answers metric while storing the derived one; read
@@ -351,18 +366,27 @@ void settleDefaults() {
   UnitsHelper::heightUnits();
 }
 
-void convert(const UnitsArguments& arguments) {
+void convert(const GlobalOptions& options, const UnitsArguments& arguments) {
   settleDefaults();
+  nlohmann::json rows = nlohmann::json::array();
   for (const auto& text : arguments.quantities) {
     const Quantity quantity = parseQuantity(text);
-    std::printf("%s -> %s\n", text.c_str(), shown(quantity, arguments.exercise).c_str());
+    rows.push_back({{"input", text}, {"shown", shown(quantity, arguments.exercise)}});
   }
+  if (options.json) return printJson(rows);
+  for (const auto& row : rows)
+    std::printf("%s -> %s\n", row["input"].get<std::string>().c_str(),
+                row["shown"].get<std::string>().c_str());
 }
 
-void height(const UnitsArguments& arguments) {
+void height(const GlobalOptions& options, const UnitsArguments& arguments) {
   settleDefaults();
   // The caption names the unit (or the value carries its marks), as on the profile screen.
   const auto text = UnitsHelper::heightInUnitsWithFoots(arguments.height);
+  if (options.json)
+    return printJson({{"centimetres", arguments.height},
+                      {"label", UnitsHelper::heightLabelString()},
+                      {"shown", text ? nlohmann::json(*text) : nlohmann::json(nullptr)}});
   std::printf("%s: %s\n", UnitsHelper::heightLabelString().c_str(),
               text ? text->c_str() : "(unknown height unit)");
 }
@@ -396,7 +420,7 @@ void setup(CLI::App& app, const GlobalOptions& options) {
                        "Store the default instead of the user's choice");
   setCommand->callback([&options] {
     prepare(options, arguments);
-    set(arguments);
+    set(options, arguments);
   });
 
   auto* reset = command->add_subcommand(
@@ -406,6 +430,7 @@ void setup(CLI::App& app, const GlobalOptions& options) {
     prepare(options, arguments);
     UnitsHelper::sharedInstance().resetDefaultValues();
     save();
+    if (options.json) return printJson({{"reset", {"weight", "distance", "calories", "height"}}});
     std::printf("weight, distance, calories and height defaults removed\n");
   });
 
@@ -417,14 +442,14 @@ void setup(CLI::App& app, const GlobalOptions& options) {
                            "Weights are exercise targets (pounds snap to 5 lb steps)");
   convertCommand->callback([&options] {
     prepare(options, arguments);
-    convert(arguments);
+    convert(options, arguments);
   });
 
   auto* heightCommand = command->add_subcommand("height", "Show a height in centimetres as shown");
   heightCommand->add_option("centimetres", arguments.height, "Height in centimetres")->required();
   heightCommand->callback([&options] {
     prepare(options, arguments);
-    height(arguments);
+    height(options, arguments);
   });
 }
 

@@ -141,6 +141,11 @@ class HandbookAdapter {
   // from the next update on.
   void setUpdateChunkSize(std::size_t records) { updateChunkSize_ = records; }
   static constexpr std::size_t kDefaultUpdateChunkSize = 2000;
+  // Told how far an update has got: records applied so far and the update's total, after
+  // each window of records (on the saving queue, so it must not touch the saving context).
+  // Any thread may set it; used from the next update on; an empty function stops reports.
+  using UpdateProgress = std::function<void(std::size_t applied, std::size_t total)>;
+  void setUpdateProgress(UpdateProgress progress);
   // A save job on the saving queue, then `completion` (on the saving queue).
   void save(std::function<void()> completion);
   void saveAndWait();
@@ -182,6 +187,8 @@ class HandbookAdapter {
   std::optional<bool> pendingUnpack_;         // guarded by storageMutex_
   std::shared_ptr<bool> alive_ = std::make_shared<bool>(true);
   std::atomic<std::size_t> updateChunkSize_{kDefaultUpdateChunkSize};
+  std::mutex updateProgressMutex_;
+  UpdateProgress updateProgress_;
   Cache cachedPostExerciseEntities_;
   Cache cachedPostProductEntities_;
   Cache cachedPostPharmacyEntities_;

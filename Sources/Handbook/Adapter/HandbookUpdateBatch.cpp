@@ -2,9 +2,11 @@
 // context a chunk of elements at a time, with one identifier lookup per chunk.
 #include <algorithm>
 #include <memory>
+#include <mutex>
 #include <string_view>
 #include <unordered_map>
 #include <unordered_set>
+#include <utility>
 
 #include "Handbook/Adapter/HandbookAdapter.h"
 #include "Handbook/Adapter/HandbookPayloadReader.h"
@@ -80,8 +82,12 @@ struct AppliedKind {
 // caller or to the batch, stays valid.
 class BatchApplier {
  public:
-  BatchApplier(ManagedObjectContext& context, HandbookUpdateSource& source, std::size_t chunkSize)
-      : context_(context), source_(source), chunkSize_(std::max<std::size_t>(chunkSize, 1)) {}
+  BatchApplier(ManagedObjectContext& context, HandbookUpdateSource& source, std::size_t chunkSize,
+               HandbookAdapter::UpdateProgress progress)
+      : context_(context),
+        source_(source),
+        chunkSize_(std::max<std::size_t>(chunkSize, 1)),
+        progress_(std::move(progress)) {}
 
   std::vector<AppliedKind> applyAll() {
     std::vector<std::pair<const BatchKind*, std::size_t>> pending;
@@ -92,6 +98,8 @@ class BatchApplier {
       }
     // An update of one chunk is never saved here: it is all left to the caller's save.
     releases_ = remaining_ > chunkSize_;
+    total_ = remaining_;
+    if (progress_) progress_(0, total_);
     std::vector<AppliedKind> applied;
     applied.reserve(pending.size());
     for (const auto& [kind, count] : pending) {
@@ -150,6 +158,7 @@ class BatchApplier {
       }
       remaining_ -= n;
       unsaved += n;
+      if (progress_) progress_(total_ - remaining_, total_);
       // A kind's records are all released before the next kind starts: release() only knows
       // the current kind's list.
       if (releases_ && remaining_ > 0 && (unsaved >= chunkSize_ || first + n == count)) {
@@ -169,6 +178,8 @@ class BatchApplier {
   ManagedObjectContext& context_;
   HandbookUpdateSource& source_;
   const std::size_t chunkSize_;
+  const HandbookAdapter::UpdateProgress progress_;
+  std::size_t total_ = 0;
   std::size_t remaining_ = 0;
   bool releases_ = false;     // the update spans more than one chunk
   std::size_t liveFrom_ = 0;  // items of the current kind from here on still hold values
@@ -274,7 +285,12 @@ HandbookUpdateEntity* HandbookAdapter::buildUpdateBatch(ManagedObjectContext& co
     bulk = context.beginBulkWrite();
   }
 
-  BatchApplier applier(context, source, chunkSize);
+  UpdateProgress progress;
+  {
+    std::lock_guard lock(updateProgressMutex_);
+    progress = updateProgress_;
+  }
+  BatchApplier applier(context, source, chunkSize, std::move(progress));
   std::vector<AppliedKind> applied = applier.applyAll();
 
   std::size_t changes = 0;
@@ -374,6 +390,11 @@ void HandbookAdapter::getHandbookUpdateEntityFromPayload(
             parsed.source ? buildUpdateBatchLogged(context, *parsed.source) : nullptr;
         if (completion) MainQueue::shared().async([completion, batch] { completion(batch); });
       });
+}
+
+void HandbookAdapter::setUpdateProgress(UpdateProgress progress) {
+  std::lock_guard lock(updateProgressMutex_);
+  updateProgress_ = std::move(progress);
 }
 
 }  // namespace dm

@@ -75,6 +75,9 @@ HandbookSeedBuildResult buildArchive(
       throw std::runtime_error("cannot create a store in " + scratch.path.string());
     storeFile = storage->storeFile();
     report("apply", 0);
+    adapter.setUpdateProgress([&](std::size_t applied, std::size_t total) {
+      if (total > 0) report("apply", static_cast<double>(applied) / static_cast<double>(total));
+    });
     HandbookUpdateEntity* batch = apply(adapter);
     if (!batch) throw std::runtime_error("the dictionary gives no update batch");
     storage->performOnSavingContextAndWait(
