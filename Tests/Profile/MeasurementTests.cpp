@@ -4,10 +4,10 @@
 
 #include <nlohmann/json.hpp>
 
+#include "Measurements/MeasurementAddRequest.h"
+#include "Measurements/MeasurementEntity.h"
+#include "Measurements/MeasurementUpdateRequest.h"
 #include "Measurements/ProgressPhotoAddRequest.h"
-#include "Profile/MeasurementAddRequest.h"
-#include "Profile/MeasurementEntity.h"
-#include "Profile/MeasurementUpdateRequest.h"
 #include "Profile/ProfileCommonPhotoEntity.h"
 #include "Profile/UserEntity.h"
 #include "ProfileTestSupport.h"

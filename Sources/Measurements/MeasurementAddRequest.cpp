@@ -1,11 +1,11 @@
 // Measurement requests: filling from a stored measurement, photos and comparison.
-#include "Profile/MeasurementAddRequest.h"
+#include "Measurements/MeasurementAddRequest.h"
 
 #include "Accounts/RequestValues.h"
+#include "Measurements/MeasurementEntity.h"
+#include "Measurements/MeasurementUpdateRequest.h"
 #include "Measurements/ProgressPhotoAddRequest.h"
 #include "Platform/Foundation/DateFormatting.h"
-#include "Profile/MeasurementEntity.h"
-#include "Profile/MeasurementUpdateRequest.h"
 #include "Profile/ProfileCommonPhotoEntity.h"
 #include "Profile/UserEntity.h"
 
