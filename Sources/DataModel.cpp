@@ -11,7 +11,7 @@
 #include "Platform/Foundation/Directories.h"
 #include "Platform/Foundation/LocaleServices.h"
 #include "Platform/Foundation/SettingsStore.h"
-#include "Profile/ProfileStoreServices.h"
+#include "ProfileStoreServices.h"
 #include "Social/SocialBehaviour.h"
 #include "UserData/CoreData/ManagedObjectStore.h"
 

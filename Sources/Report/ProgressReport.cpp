@@ -14,7 +14,7 @@
 #include "Platform/Foundation/Localization.h"
 #include "Platform/ObjectStore/FetchRequest.h"
 #include "Platform/ObjectStore/ManagedObjectContext.h"
-#include "Profile/MeasurementEntity.h"
+#include "Measurements/MeasurementEntity.h"
 #include "Training/ExerciseCompletedSetEntity.h"
 #include "Units/UnitsHelper.h"
 

@@ -5,14 +5,14 @@
 #include <map>
 #include <set>
 
-#include "Profile/ProgressPhotoAddRequest.h"
+#include "Measurements/ProgressPhotoAddRequest.h"
 #include "Platform/Foundation/DateFormatting.h"
 #include "Platform/ObjectMapping/ValueTransformer.h"
 #include "Platform/ObjectStore/FetchRequest.h"
 #include "Platform/ObjectStore/ManagedObjectContext.h"
 #include "Platform/ObjectStore/StoreError.h"
-#include "Profile/MeasurementAddRequest.h"
-#include "Profile/MeasurementEntity.h"
+#include "Measurements/MeasurementAddRequest.h"
+#include "Measurements/MeasurementEntity.h"
 #include "Profile/ProfileCommonPhotoEntity.h"
 #include "Social/ChatMessageEntity.h"
 #include "Social/SendMessageRequest.h"

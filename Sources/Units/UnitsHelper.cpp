@@ -2,7 +2,7 @@
 // or the locale's region, the currency, and the unitsChanged event.
 #include "Units/UnitsHelper.h"
 
-#include "Profile/StoreCountrySource.h"
+#include "Units/StoreCountrySource.h"
 
 #include <unicode/locid.h>
 #include <unicode/ucurr.h>

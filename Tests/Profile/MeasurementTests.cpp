@@ -4,11 +4,11 @@
 
 #include <nlohmann/json.hpp>
 
-#include "Profile/MeasurementAddRequest.h"
-#include "Profile/MeasurementEntity.h"
-#include "Profile/MeasurementUpdateRequest.h"
+#include "Measurements/MeasurementAddRequest.h"
+#include "Measurements/MeasurementEntity.h"
+#include "Measurements/MeasurementUpdateRequest.h"
+#include "Measurements/ProgressPhotoAddRequest.h"
 #include "Profile/ProfileCommonPhotoEntity.h"
-#include "Profile/ProgressPhotoAddRequest.h"
 #include "Profile/UserEntity.h"
 #include "ProfileTestSupport.h"
 

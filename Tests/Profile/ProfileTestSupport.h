@@ -15,7 +15,7 @@
 #include "Platform/ObjectMapping/ManagedObjectDestination.h"
 #include "Platform/ObjectMapping/MappingOperation.h"
 #include "Platform/ObjectStore/FetchRequest.h"
-#include "Profile/ProfileStoreServices.h"
+#include "ProfileStoreServices.h"
 #include "Support/TempDir.h"
 #include "Units/UnitsHelper.h"
 #include "UserData/CoreData/ManagedObjectStore.h"

@@ -9,7 +9,7 @@
 #include "Nutrition/DietEntity.h"
 #include "Platform/Foundation/DateFormatting.h"
 #include "Platform/Foundation/LocaleServices.h"
-#include "Profile/MeasurementEntity.h"
+#include "Measurements/MeasurementEntity.h"
 #include "Profile/ProfileTestSupport.h"
 #include "Report/ProgressReport.h"
 #include "Training/ExerciseCompletedSetDeleteEntity.h"

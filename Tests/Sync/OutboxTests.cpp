@@ -4,7 +4,7 @@
 #include <gtest/gtest.h>
 
 #include "Platform/Foundation/DateFormatting.h"
-#include "Profile/MeasurementEntity.h"
+#include "Measurements/MeasurementEntity.h"
 #include "Profile/ProfileCommonPhotoEntity.h"
 #include "Profile/ProfileTestSupport.h"
 #include "Social/ChatMessageEntity.h"

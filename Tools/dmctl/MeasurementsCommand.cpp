@@ -7,10 +7,10 @@
 #include <nlohmann/json.hpp>
 
 #include "DataModel.h"
+#include "Measurements/MeasurementEntity.h"
 #include "Platform/Foundation/DateFormatting.h"
 #include "Platform/ObjectStore/FetchRequest.h"
 #include "Platform/ObjectStore/ManagedObjectContext.h"
-#include "Profile/MeasurementEntity.h"
 #include "Units/UnitsHelper.h"
 #include "UserData/CoreData/ManagedObjectStore.h"
 #include "dmctl/Command.h"

@@ -1,12 +1,12 @@
 // Measurement requests: filling from a stored measurement, photos and comparison.
-#include "Profile/MeasurementAddRequest.h"
+#include "Measurements/MeasurementAddRequest.h"
 
 #include "Accounts/RequestValues.h"
+#include "Measurements/MeasurementEntity.h"
+#include "Measurements/MeasurementUpdateRequest.h"
+#include "Measurements/ProgressPhotoAddRequest.h"
 #include "Platform/Foundation/DateFormatting.h"
-#include "Profile/MeasurementEntity.h"
-#include "Profile/MeasurementUpdateRequest.h"
 #include "Profile/ProfileCommonPhotoEntity.h"
-#include "Profile/ProgressPhotoAddRequest.h"
 #include "Profile/UserEntity.h"
 #include "Units/UnitsHelper.h"
 

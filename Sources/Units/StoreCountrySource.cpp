@@ -1,5 +1,5 @@
 // Country lookup for UnitsHelper over the main store.
-#include "Profile/StoreCountrySource.h"
+#include "Units/StoreCountrySource.h"
 
 #include "Profile/CountryEntity.h"
 #include "UserData/CoreData/ManagedObjectStore.h"

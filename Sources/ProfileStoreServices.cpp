@@ -1,9 +1,9 @@
 // The services installed with a running main store: its "objectStore" provider for the
 // record layer and the store-backed country source of UnitsHelper.
-#include "Profile/ProfileStoreServices.h"
+#include "ProfileStoreServices.h"
 
 #include "Platform/Foundation/Injector.h"
-#include "Profile/StoreCountrySource.h"
+#include "Units/StoreCountrySource.h"
 #include "Units/UnitsHelper.h"
 #include "UserData/CoreData/ManagedObjectStore.h"
 

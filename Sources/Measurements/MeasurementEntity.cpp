@@ -1,5 +1,5 @@
 // Measurement records.
-#include "Profile/MeasurementEntity.h"
+#include "Measurements/MeasurementEntity.h"
 
 #include <algorithm>
 #include <exception>

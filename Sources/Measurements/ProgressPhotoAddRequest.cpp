@@ -1,5 +1,5 @@
 // Progress photo requests made from stored photos.
-#include "Profile/ProgressPhotoAddRequest.h"
+#include "Measurements/ProgressPhotoAddRequest.h"
 
 #include "Mapping/EntityStatus.h"
 #include "Profile/ProfileCommonPhotoEntity.h"
