@@ -13,7 +13,6 @@
 #include "Platform/Foundation/DateFormatting.h"
 #include "Platform/ObjectStore/FetchRequest.h"
 #include "Platform/ObjectStore/ManagedObjectContext.h"
-#include "Training/TrainingCourseEntity.h"
 
 namespace dm {
 
@@ -73,15 +72,16 @@ bool DietEntity::showAlternatives(bool courseHasPreset) const {
                                  courseHasPreset, Clock::shared()->now());
 }
 
+// The course lives in the training layer above this one: it is read through the store's
+// model by name rather than through its class.
 bool DietEntity::courseHasPreset() const {
   ManagedObjectContext* context = managedObjectContext();
   if (!context || !hasCourseId()) return false;
-  FetchRequest request(context->model().entityNamed(TrainingCourseEntity::kEntityName));
+  FetchRequest request(context->model().entityNamed("TrainingCourseEntity"));
   request.predicate = Predicate::parse("entityID == %@", {Value(courseId())});
   request.fetchLimit = 1;
   auto courses = context->executeFetchRequest(request);
-  auto* course = courses.empty() ? nullptr : dynamic_cast<TrainingCourseEntity*>(courses.front());
-  return course && course->hasPresetId();
+  return !courses.empty() && !courses.front()->valueForKey("presetId").isNull();
 }
 
 bool DietEntity::showAlternatives() const {
