@@ -5,7 +5,7 @@ CMAKE_ARGS ?=
 DEMO_DIR   ?= $(BUILD)/demo-data
 FUZZ_SECONDS ?= 60
 
-.PHONY: all deps configure build demo test bench asan tsan fuzz install format clean
+.PHONY: all deps configure build demo tour test bench asan tsan fuzz install format clean
 
 all: build
 
@@ -20,6 +20,11 @@ build: configure
 
 # The main job: a fresh data directory, the tool doing what the app's start does.
 demo: build
+	@scripts/demo-client-day $(BUILD)/dmctl $(DEMO_DIR)
+
+# A tour of every dmctl command group on its own (handbook, profile, units, nutrition, people,
+# training), as the screens read them.
+tour: build
 	@scripts/demo $(BUILD)/dmctl $(DEMO_DIR)
 
 test: build

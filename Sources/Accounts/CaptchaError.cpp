@@ -1,7 +1,7 @@
 // The captcha picture address.
 #include "Accounts/CaptchaError.h"
 
-#include "Accounts/UrlText.h"
+#include "Platform/Foundation/UrlText.h"
 
 namespace dm {
 

@@ -1,7 +1,7 @@
 // The card page address.
 #include "Finance/AddCardResponse.h"
 
-#include "Accounts/UrlText.h"
+#include "Platform/Foundation/UrlText.h"
 
 namespace dm {
 

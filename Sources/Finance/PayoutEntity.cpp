@@ -3,9 +3,9 @@
 
 #include <exception>
 #include <functional>
-#include <random>
 #include <string>
 
+#include "Platform/Foundation/Guid.h"
 #include "Platform/Foundation/Logger.h"
 #include "Platform/ObjectStore/FetchRequest.h"
 #include "Platform/ObjectStore/ManagedObjectContext.h"
@@ -35,10 +35,8 @@ std::vector<PayoutEntity*> fetchPayouts(ManagedObjectContext& context,
 }  // namespace
 
 std::int64_t PayoutEntity::newEntityID() {
-  // The hash of a random 128-bit identifier, as a fresh UUID's hash would be.
-  thread_local std::mt19937_64 generator{std::random_device{}()};
-  std::string uuid = std::to_string(generator()) + "-" + std::to_string(generator());
-  return static_cast<std::int64_t>(std::hash<std::string>{}(uuid));
+  // The hash of a fresh random identifier.
+  return static_cast<std::int64_t>(std::hash<std::string>{}(newGuid()));
 }
 
 PayoutEntity* PayoutEntity::unit(ManagedObjectContext& context) {

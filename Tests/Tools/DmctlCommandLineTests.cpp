@@ -116,6 +116,23 @@ TEST_F(DmctlCommandLineTest, EveryCommandAnswersInJsonWithTheDocumentedFields) {
       {"nutrition", {}, 2, {}, "usage"},
       {"nutrition diet", {"2026-01-01"}, 1, {}, "failed"},
       {"nutrition upload", {"2026-01-01"}, 1, {}, "failed"},
+      {"nutrition pharmacy", {}, 0, {}},
+      {"nutrition sport-food", {}, 0, {}},
+      {"training", {}, 2, {}, "usage"},
+      {"training day", {"1"}, 1, {}, "failed"},
+      {"training sets", {"1"}, 1, {}, "failed"},
+      {"training complete-set", {"1", "--value", "80"}, 1, {}, "failed"},
+      {"training correct-set", {"no-such-guid", "--repeats", "5"}, 1, {}, "failed"},
+      {"training remove-set", {"no-such-guid"}, 1, {}, "failed"},
+      {"training course", {"1"}, 1, {}, "failed"},
+      {"training stats", {"week"}, 0, {}},
+      {"training favourites", {}, 0, {}},
+      {"outbox", {}, 0, {}},
+      {"outbox list", {}, 0, {}},
+      {"outbox body", {"1"}, 1, {}, "failed"},
+      {"outbox ack", {file("absent.json")}, 1, {}, "failed"},
+      {"report", {"--out", file("report")}, 0, {}},
+      {"replay", {file("absent-recording")}, 1, {}, "failed"},
   };
 
   auto completion = run({"completion", "bash"});

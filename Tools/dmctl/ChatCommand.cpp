@@ -1,12 +1,14 @@
-// `dmctl chat CONVERSATION_ID`: a stored conversation's messages in order, with their delivery
-// states and attachments, as `dmctl map` stored them; --json for scripts.
+// `dmctl chat CONVERSATION_ID [--write TEXT]`: a stored conversation's messages in order, with
+// their delivery states and attachments; --write first records a message written on the device.
 #include <algorithm>
 #include <cstdio>
 
 #include <nlohmann/json.hpp>
 
 #include "DataModel.h"
+#include "Platform/Foundation/Clock.h"
 #include "Platform/Foundation/DateFormatting.h"
+#include "Platform/Foundation/Guid.h"
 #include "Platform/ObjectStore/FetchRequest.h"
 #include "Platform/ObjectStore/ManagedObjectContext.h"
 #include "Social/ChatMessageEntity.h"
@@ -77,11 +79,47 @@ void run(long long conversationId, const GlobalOptions& options) {
   });
 }
 
+// A message written on the device: known by its guid, no server id and no sort key until the
+// server accepts it (the outbox sends it). Saved before the conversation is shown.
+void write(long long conversationId, const std::string& text, const std::string& guid,
+           const GlobalOptions& options) {
+  auto context = openMainStoreForReading(options);
+  std::string failure;
+  context->performAndWait([&] {
+    auto* message = dynamic_cast<dm::ChatMessageEntity*>(
+        context->insertNewObject(dm::ChatMessageEntity::kEntityName));
+    if (!message) {
+      failure = "chat messages are not registered";
+      return;
+    }
+    message->setGuid(guid.empty() ? dm::newGuid() : guid);
+    message->setEntityID(0);
+    message->setChatID(conversationId);
+    message->setText(text);
+    message->setTime(dm::Clock::shared()->now());
+    message->setDeliveryState(0);
+    try {
+      context->save();
+    } catch (const dm::StoreError& error) {
+      failure = std::string(dm::storeFailureKindName(error.kind())) + ": " + error.what();
+    }
+  });
+  if (!failure.empty()) throw NotWrittenError("the message was not saved (" + failure + ")");
+}
+
 void setup(CLI::App& app, const GlobalOptions& options) {
   static long long conversationId = 0;
+  static std::string text;
+  static std::string guid;
   auto* command = app.add_subcommand("chat", "Show a stored conversation's messages in order");
   command->add_option("conversation", conversationId, "Conversation identifier")->required();
-  command->callback([&options] { run(conversationId, options); });
+  command->add_option("--write", text,
+                      "First record a message written on the device (sent by the outbox)");
+  command->add_option("--guid", guid, "The written message's client identifier (default: new)");
+  command->callback([&options] {
+    if (!text.empty()) write(conversationId, text, guid, options);
+    run(conversationId, options);
+  });
 }
 
 const CommandRegistration registration("chat", &setup);

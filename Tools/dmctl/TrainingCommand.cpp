@@ -3,12 +3,12 @@
 // removals, each with the request body that would send it.
 #include <algorithm>
 #include <cstdio>
-#include <random>
 #include <string>
 #include <vector>
 
 #include "Handbook/Entities/HandbookPostExerciseEntity.h"
 #include "Platform/Foundation/DateFormatting.h"
+#include "Platform/Foundation/Guid.h"
 #include "Platform/Foundation/LocaleServices.h"
 #include "Platform/ObjectStore/FetchRequest.h"
 #include "Platform/ObjectStore/ManagedObjectContext.h"
@@ -34,6 +34,7 @@ struct SetArguments {
   std::optional<std::string> comment;
   std::optional<std::int64_t> postExerciseId;
   std::string resultGuid;
+  std::string newGuid;     // complete-set --guid: a chosen client identifier (replays, tests)
   std::string executedAt;  // yyyy-MM-dd HH:mm, local time
 };
 
@@ -61,24 +62,6 @@ dm::ExerciseCompletedSetEntity* setWithGuid(dm::ManagedObjectContext& context,
       context, dm::Predicate::keyEquals("guid", dm::Value(guid)));
   if (found.empty()) throw CommandError("no completed set has the guid \"" + guid + "\"");
   return found.front();
-}
-
-// A random (version 4) identifier: sets recorded on the device are known by it until the
-// server has given them an id.
-std::string newGuid() {
-  std::random_device entropy;
-  std::mt19937_64 generator((static_cast<std::uint64_t>(entropy()) << 32) ^ entropy());
-  std::uint64_t high = generator(), low = generator();
-  high = (high & ~0xF000ULL) | 0x4000ULL;                // version 4
-  low = (low & ~(0xC000ULL << 48)) | (0x8000ULL << 48);  // RFC 4122 variant
-  char text[37];
-  std::snprintf(text, sizeof text, "%08llx-%04llx-%04llx-%04llx-%012llx",
-                static_cast<unsigned long long>(high >> 32),
-                static_cast<unsigned long long>((high >> 16) & 0xFFFF),
-                static_cast<unsigned long long>(high & 0xFFFF),
-                static_cast<unsigned long long>(low >> 48),
-                static_cast<unsigned long long>(low & 0xFFFFFFFFFFFFULL));
-  return text;
 }
 
 // The exercise kind as the completed-set titles code it.
@@ -270,7 +253,7 @@ void completeSet(const SetArguments& arguments, const GlobalOptions& options) {
     if (!exercise) throw CommandError("no exercise has the id " + std::to_string(arguments.id));
     auto* set = dynamic_cast<dm::ExerciseCompletedSetEntity*>(
         context->insertNewObject(dm::ExerciseCompletedSetEntity::kEntityName));
-    set->setGuid(newGuid());
+    set->setGuid(arguments.newGuid.empty() ? dm::newGuid() : arguments.newGuid);
     set->setEntityID(0);  // the server assigns the id when the set is uploaded
     set->setExersice(exercise);
     set->setExerciseId(exercise->entityID());
@@ -383,6 +366,8 @@ void setup(CLI::App& app, const GlobalOptions& options) {
                        "The post exercise done, when an alternative was chosen");
   complete->add_option("--result", arguments.resultGuid, "Guid of the workout result");
   complete->add_option("--at", arguments.executedAt, "When: \"yyyy-MM-dd HH:mm\" (default now)");
+  complete->add_option("--guid", arguments.newGuid,
+                       "The set's client identifier (default: a new random one)");
   complete->callback([&options] { completeSet(arguments, options); });
 
   auto* correct = group.add_subcommand(

@@ -1,5 +1,5 @@
 // URL references in server texts.
-#include "Accounts/UrlText.h"
+#include "Platform/Foundation/UrlText.h"
 
 #include <cctype>
 
