@@ -786,22 +786,6 @@ void PersistentStore::writeObject(const ManagedObject& o, bool insert, std::size
     fail(StoreErrorCode::SaveFailed, "Cannot write " + o.id_.uriRepresentation());
 }
 
-const PersistentStore::JoinStatements& PersistentStore::joinStatementsFor(
-    const RelationshipDescription& rel) {
-  JoinStatements& cached = joinStatements_[&rel];
-  if (cached.add) return cached;
-  const char* mine = rel.joinSourceIsFirst ? "a" : "b";
-  const char* theirs = rel.joinSourceIsFirst ? "b" : "a";
-  const std::string table = quoteName(rel.joinTable);
-  cached.removeOthers = statement("DELETE FROM " + table + " WHERE " + mine + " = ? AND " + theirs +
-                                  " NOT IN (SELECT value FROM json_each(?))");
-  cached.add = rel.ordered ? statement("INSERT INTO " + table + " (a, b, " + joinOrderColumn(rel) +
-                                       ") VALUES (?, ?, ?) ON CONFLICT (a, b) DO UPDATE SET " +
-                                       joinOrderColumn(rel) + " = excluded." + joinOrderColumn(rel))
-                           : statement("INSERT OR IGNORE INTO " + table + " (a, b) VALUES (?, ?)");
-  return cached;
-}
-
 void PersistentStore::writeJoins(const ManagedObject& o, std::size_t& step) {
   const auto& relationships = o.entity_->relationships();
   // A new row has no pairs yet (keys are never handed out twice), so nothing can have left.
@@ -816,14 +800,17 @@ void PersistentStore::writeJoins(const ManagedObject& o, std::size_t& step) {
     if (rel.joinTable.empty()) continue;
     const auto& members = o.toMany_[i].members();
     if (inserted && members.empty()) continue;
-    const JoinStatements& statements = joinStatementsFor(rel);
+    const char* mine = rel.joinSourceIsFirst ? "a" : "b";
+    const char* theirs = rel.joinSourceIsFirst ? "b" : "a";
     if (!inserted) {
       // Only pairs that left go, so the pairs that stay keep the position the other side, if
       // ordered, gave them.
       std::vector<std::int64_t> keys;
       keys.reserve(members.size());
       for (const ManagedObject* other : members) keys.push_back(other->id_.key);
-      sqlite3_stmt* del = statements.removeOthers;
+      sqlite3_stmt* del =
+          statement("DELETE FROM " + quoteName(rel.joinTable) + " WHERE " + mine + " = ? AND " +
+                    theirs + " NOT IN (SELECT value FROM json_each(?))");
       StatementReset reset{del};
       const std::string json = keysJson(keys);
       sqlite3_bind_int64(del, 1, o.id_.key);
@@ -831,7 +818,13 @@ void PersistentStore::writeJoins(const ManagedObject& o, std::size_t& step) {
       hook(step);
       if (sqlite3_step(del) != SQLITE_DONE) fail(StoreErrorCode::SaveFailed, "Cannot write joins");
     }
-    sqlite3_stmt* ins = statements.add;
+    sqlite3_stmt* ins =
+        rel.ordered ? statement("INSERT INTO " + quoteName(rel.joinTable) + " (a, b, " +
+                                joinOrderColumn(rel) +
+                                ") VALUES (?, ?, ?) ON CONFLICT (a, b) DO UPDATE SET " +
+                                joinOrderColumn(rel) + " = excluded." + joinOrderColumn(rel))
+                    : statement("INSERT OR IGNORE INTO " + quoteName(rel.joinTable) +
+                                " (a, b) VALUES (?, ?)");
     std::int64_t position = 0;
     for (const ManagedObject* other : members) {
       StatementReset reset{ins};

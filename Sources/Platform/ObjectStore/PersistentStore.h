@@ -150,12 +150,6 @@ class PersistentStore {
     mutable sqlite3_stmt* insertStatement = nullptr;
     mutable sqlite3_stmt* updateStatement = nullptr;
   };
-  // The join-table statements of each many-to-many relationship, prepared on first use (owned
-  // by statements_): a save writes thousands of pairs through them.
-  struct JoinStatements {
-    sqlite3_stmt* removeOthers = nullptr;  // pairs of an owner whose partner left
-    sqlite3_stmt* add = nullptr;           // one pair (and its position, when ordered)
-  };
   struct TableLayout {
     const EntityDescription* root = nullptr;
     std::vector<std::string> columns;  // quoted names after _pk, _entity
@@ -186,7 +180,6 @@ class PersistentStore {
   void writeObject(const ManagedObject& object, bool insert, std::size_t& step);
   // Join-table pairs and the positions of ordered to-many members.
   void writeJoins(const ManagedObject& object, std::size_t& step);
-  const JoinStatements& joinStatementsFor(const RelationshipDescription& rel);
   void writeMemberPositions(const ManagedObject& object, const RelationshipDescription& rel,
                             std::size_t& step);
   // Opens the write of one save: a transaction, or a savepoint inside the owner's bulk
@@ -203,7 +196,6 @@ class PersistentStore {
   // Guarded by mutex_.
   sqlite3* db_ = nullptr;
   std::unordered_map<std::string, sqlite3_stmt*> statements_;
-  std::unordered_map<const RelationshipDescription*, JoinStatements> joinStatements_;
   std::unordered_map<const EntityDescription*, TableLayout> tables_;  // by root entity
   std::unordered_map<std::string, const EntityDescription*> entityByName_;
   SaveHook hook_;
