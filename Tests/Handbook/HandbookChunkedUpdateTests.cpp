@@ -208,5 +208,50 @@ TEST(HandbookChunkedUpdateTest, RecordsHeldOnTheSavingContextStayValid) {
   });
 }
 
+// The text is parsed once, as it is applied: a value found bad late in a large update undoes
+// everything applied before it, and one the fast parser merely refuses is read from the tree.
+TEST(HandbookChunkedUpdateTest, AValueFoundBadLateLeavesTheStoreAsItWas) {
+  const std::string good = largeDictionary(2).dump();
+  auto withValue = [&](const std::string& value) {
+    const std::string title = "\"title\":\"Product 120\"";
+    const std::size_t at = good.find(title) + title.size();
+    return good.substr(0, at) + ",\"extra\":" + value + good.substr(at);
+  };
+  for (std::size_t chunk : {4, 1000}) {
+    SCOPED_TRACE(chunk);
+    Store store(chunk);
+    ASSERT_TRUE(store.adapter.getHandbookUpdateEntityFromPayload(largeDictionary(1).dump()));
+    store.adapter.saveAndWait();
+    // Links read back from the file come in key order, as they will after a rollback.
+    store.adapter.storage()->performOnSavingContextAndWait(
+        [](ManagedObjectContext& context) { context.reset(); });
+    const auto before = store.snapshot();
+
+    for (const std::string& text : {withValue("tru"), withValue("[1,{\"a\":}]"),
+                                    good.substr(0, good.size() - 1) + ",\"tail\":[1,2,x]}"}) {
+      SCOPED_TRACE(text.substr(text.size() - 40));
+      EXPECT_EQ(store.adapter.getHandbookUpdateEntityFromPayload(text), nullptr);
+      store.adapter.saveAndWait();
+      EXPECT_EQ(store.snapshot(), before);
+      EXPECT_EQ(store.count("HandbookUpdateEntity"), 1u);
+    }
+
+    // Too wide for the fast parser, fine for the tree: applied in full, once.
+    const std::string wide = withValue("123456789012345678901234567890");
+    Store reference(chunk);
+    ASSERT_TRUE(reference.adapter.getHandbookUpdateEntityFromRequest(largeDictionary(1)));
+    ASSERT_TRUE(reference.adapter.getHandbookUpdateEntityFromRequest(json::parse(wide)));
+    reference.adapter.saveAndWait();
+    HandbookUpdateEntity* batch = store.adapter.getHandbookUpdateEntityFromPayload(wide);
+    ASSERT_TRUE(batch);
+    EXPECT_EQ(store.describe(batch).second, 30);
+    store.adapter.saveAndWait();
+    EXPECT_EQ(store.snapshot(), reference.snapshot());
+    EXPECT_NE(store.snapshot(), before);
+    EXPECT_EQ(store.count("HandbookUpdateEntity"), 2u);
+    EXPECT_EQ(store.count("HandbookPostProductEntity"), 23u);
+  }
+}
+
 }  // namespace
 }  // namespace dm

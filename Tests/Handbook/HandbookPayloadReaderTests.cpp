@@ -87,6 +87,29 @@ TEST(HandbookPayloadReaderTest, RefusesWhatTheTreeRefuses) {
   EXPECT_FALSE(wide.open());
 }
 
+TEST(HandbookPayloadReaderTest, LocatedTextIsCheckedAsItIsRead) {
+  std::string text =
+      R"({"post_products":[{"id":1},{"id":tru},{"id":3}],"status":"changed","extra":[1]})";
+  HandbookPayloadReader reader(text);
+  ASSERT_TRUE(reader.locate());  // the structure alone is sound
+  EXPECT_EQ(reader.elementCount("post_products"), 3u);
+  std::vector<handbook_dict::Node> window;
+  EXPECT_TRUE(reader.elements("post_products", 0, 1, window));
+  EXPECT_FALSE(reader.elements("post_products", 1, 2, window));
+  EXPECT_FALSE(reader.checkRemaining());
+  EXPECT_FALSE(reader.open());
+
+  // Values read through elements() and the ones never read are all checked once.
+  HandbookPayloadReader good(R"({"post_products":[{"id":1},{"id":2}],"extra":{"a":[1,2]}})");
+  ASSERT_TRUE(good.locate());
+  EXPECT_TRUE(good.elements("post_products", 1, 1, window));
+  EXPECT_TRUE(good.checkRemaining());
+  HandbookPayloadReader badExtra(R"({"post_products":[{"id":1}],"extra":{"a":[1,tru]}})");
+  ASSERT_TRUE(badExtra.locate());
+  EXPECT_TRUE(badExtra.elements("post_products", 0, 1, window));
+  EXPECT_FALSE(badExtra.checkRemaining());
+}
+
 TEST(HandbookPayloadReaderTest, WindowsOutsideTheArrayGiveNothing) {
   std::string text = R"({"post_products":[{"id":1},{"id":2}],"status":"changed"})";
   HandbookPayloadReader reader(text);

@@ -327,7 +327,8 @@ void applyUpdate(const GlobalOptions& global, const std::string& file) {
     // Saved here rather than through the adapter, which swallows a failed save.
     std::string failure;
     adapter.storage()->performOnSavingContextAndWait([&](dm::ManagedObjectContext& context) {
-      out["records"] = batch->allItems().size();
+      // The batch counts its records as it builds its sets: no need to list them here.
+      out["records"] = batch->amountOfChanges();
       out["version"] = batch->version();
       try {
         context.save();

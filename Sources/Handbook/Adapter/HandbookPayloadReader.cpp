@@ -1,6 +1,7 @@
 // Reading the server's update text in windows of array elements.
 #include "Handbook/Adapter/HandbookPayloadReader.h"
 
+#include <algorithm>
 #include <cstring>
 
 namespace dm {
@@ -98,10 +99,20 @@ HandbookPayloadReader::HandbookPayloadReader(std::string_view text)
 HandbookPayloadReader::~HandbookPayloadReader() = default;
 
 bool HandbookPayloadReader::open() {
-  members_.clear();
-  if (scan() && checkValues()) return true;
+  if (locate() && checkRemaining()) return true;
   members_.clear();
   return false;
+}
+
+bool HandbookPayloadReader::locate() {
+  members_.clear();
+  if (scan()) return true;
+  members_.clear();
+  return false;
+}
+
+bool HandbookPayloadReader::checkRemaining() {
+  return checkValues(0);
 }
 
 bool HandbookPayloadReader::scan() {
@@ -166,21 +177,25 @@ bool HandbookPayloadReader::scan() {
   return in.atEnd();
 }
 
-bool HandbookPayloadReader::checkValues() {
+bool HandbookPayloadReader::checkValues(std::size_t fromMember) {
   simdjson::dom::element value;
-  for (const Member& member : members_) {
+  for (std::size_t m = fromMember; m < members_.size(); ++m) {
+    Member& member = members_[m];
     if (!member.isArray) {
+      if (member.checkedUpTo) continue;
       if (!parse(parsers_->window, windowBuffer_, {}, member.value, {}, value)) return false;
+      member.checkedUpTo = 1;
       continue;
     }
     const std::size_t n = member.elements.size();
-    for (std::size_t first = 0; first < n;) {
+    for (std::size_t first = member.checkedUpTo; first < n;) {
       std::size_t last = first + 1;
       while (last < n &&
              member.elements[last].end - member.elements[first].begin < kCheckWindowBytes)
         ++last;
       if (!parseWindow(member, first, last - first, value)) return false;
       first = last;
+      member.checkedUpTo = last;
     }
   }
   return true;
@@ -254,6 +269,9 @@ bool HandbookPayloadReader::elements(std::string_view key, std::size_t first, st
   if (!parseWindow(*member, first, count, window) ||
       window.get_array().get(array) != simdjson::SUCCESS)
     return false;
+  // Windows are read in order; one that continues where the checked part ends extends it.
+  if (first <= member->checkedUpTo)
+    member->checkedUpTo = std::max(member->checkedUpTo, first + count);
   out.reserve(count);
   for (simdjson::dom::element element : array) out.emplace_back(element);
   return true;

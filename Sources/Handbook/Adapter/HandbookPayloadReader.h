@@ -31,6 +31,13 @@ class HandbookPayloadReader {
   // object, malformed, or a value the fast parser refuses, such as an integer wider than 64
   // bits); the reader is then empty and the caller may try a more lenient parser.
   bool open();
+  // Only the first half of open(): the members and elements are located, no value is parsed.
+  // Whatever elements() parses is checked then; checkRemaining() checks the rest, so a
+  // caller that reads every array anyway parses each value once.
+  bool locate();
+  // Parses every value that no call of elements() has parsed yet. false when one of them
+  // does not parse (nothing is then known about the rest).
+  bool checkRemaining();
 
   // An object holding only the top-level members named (the last of repeated keys), parsed on
   // its own. Meant for the few small values beside the arrays. Valid until the next call of
@@ -55,10 +62,13 @@ class HandbookPayloadReader {
     Span value;
     bool isArray = false;
     std::vector<Span> elements;  // arrays only
+    // Elements before this one were parsed by elements() (or the check); for a value that is
+    // not an array, 1 once it was parsed.
+    mutable std::size_t checkedUpTo = 0;
   };
 
   bool scan();
-  bool checkValues();
+  bool checkValues(std::size_t fromMember);
   const Member* find(std::string_view key) const;
   // Parses `prefix` + the text of `span` + `suffix` with `parser`, copied into `buffer` with
   // the padding the parser reads past the end.

@@ -229,14 +229,20 @@ void relinkIngredients(ManagedObjectContext& context, const EntityDescription& p
   }
 }
 
-// Response text made ready for a batch: read in windows when the fast parser takes all of
-// it, else parsed as a tree. No source when neither parser accepts the text.
+// Response text made ready for a batch: read in windows, each value checked as the batch reads
+// it, when the fast parser takes the text's structure; else (or once the fast parser refused a
+// value) parsed as a tree. No source when neither parser accepts the text.
 struct PayloadSource {
-  explicit PayloadSource(std::string_view text) : reader(text) {
-    if (reader.open()) {
+  explicit PayloadSource(std::string_view text) : text(text), reader(text) {
+    if (reader.locate()) {
       source = std::make_unique<HandbookTextUpdateSource>(reader);
       return;
     }
+    readAsTree();
+  }
+
+  void readAsTree() {
+    source.reset();
     // What the fast parser refuses (integers beyond 64 bits, ...) the tree parser may still
     // read; only text neither accepts is malformed. Nesting beyond the fast parser's own
     // limit is refused here too: the records copy such trees level by level.
@@ -252,10 +258,37 @@ struct PayloadSource {
     }
     source = std::make_unique<HandbookTreeUpdateSource>(tree);
   }
+
+  std::string_view text;
   HandbookPayloadReader reader;
   nlohmann::json tree;
   std::unique_ptr<HandbookUpdateSource> source;
 };
+
+// Builds the batch from the text; when the fast parser refuses a value half-way, the update
+// (rolled back with its bulk write, or refused before it changed anything) is built again
+// from the tree.
+template <typename Build>
+HandbookUpdateEntity* buildFromPayload(PayloadSource& parsed, const Build& build) {
+  if (!parsed.source) return nullptr;
+  try {
+    return build(*parsed.source);
+  } catch (const HandbookPayloadRefused& refused) {
+    logWarning(std::string("Handbook update read as a tree: the fast parser refused ") +
+               refused.what());
+  } catch (const std::exception& error) {
+    logWarning(std::string("Handbook update batch failed: ") + error.what());
+    return nullptr;
+  }
+  parsed.readAsTree();
+  if (!parsed.source) return nullptr;
+  try {
+    return build(*parsed.source);
+  } catch (const std::exception& error) {
+    logWarning(std::string("Handbook update batch failed: ") + error.what());
+    return nullptr;
+  }
+}
 
 }  // namespace
 
@@ -283,6 +316,10 @@ HandbookUpdateEntity* HandbookAdapter::buildUpdateBatch(ManagedObjectContext& co
   if (elements > chunkSize) {
     if (context.hasChanges()) context.save();  // the scope starts from a saved context
     bulk = context.beginBulkWrite();
+  } else {
+    // Without a scope to roll back, every value is checked before the first record changes.
+    // A larger update is checked as it is read and rolled back on the first bad value.
+    source.checkRemaining();
   }
 
   UpdateProgress progress;
@@ -330,7 +367,10 @@ HandbookUpdateEntity* HandbookAdapter::buildUpdateBatch(ManagedObjectContext& co
     auto relinks = applier.relinks();
     if (!relinks.empty()) relinkIngredients(context, *products->entity, products->items, relinks);
   }
-  if (bulk.isActive()) bulk.commit();
+  if (bulk.isActive()) {
+    source.checkRemaining();  // what the update did not read must parse too
+    bulk.commit();
+  }
   forgetCachedMisses();
   return batch;
 }
@@ -369,12 +409,13 @@ void HandbookAdapter::getHandbookUpdateEntityFromRequest(
 HandbookUpdateEntity* HandbookAdapter::getHandbookUpdateEntityFromPayload(
     std::string_view payload) {
   auto store = storage();
-  // Checked on the calling thread; only the record work holds the saving queue.
+  // Located on the calling thread; the values are parsed as the records are built.
   PayloadSource parsed(payload);
   if (!parsed.source) return nullptr;
   HandbookUpdateEntity* batch = nullptr;
   store->performOnSavingContextAndWait([&](ManagedObjectContext& context) {
-    batch = buildUpdateBatchLogged(context, *parsed.source);
+    batch = buildFromPayload(
+        parsed, [&](HandbookUpdateSource& source) { return buildUpdateBatch(context, source); });
   });
   return batch;
 }
@@ -382,14 +423,14 @@ HandbookUpdateEntity* HandbookAdapter::getHandbookUpdateEntityFromPayload(
 void HandbookAdapter::getHandbookUpdateEntityFromPayload(
     std::string payload, std::function<void(HandbookUpdateEntity*)> completion) {
   auto store = storage();
-  store->performOnSavingContext(
-      [this, payload = std::move(payload),
-       completion = std::move(completion)](ManagedObjectContext& context) {
-        PayloadSource parsed(payload);
-        HandbookUpdateEntity* batch =
-            parsed.source ? buildUpdateBatchLogged(context, *parsed.source) : nullptr;
-        if (completion) MainQueue::shared().async([completion, batch] { completion(batch); });
-      });
+  store->performOnSavingContext([this, payload = std::move(payload),
+                                 completion =
+                                     std::move(completion)](ManagedObjectContext& context) {
+    PayloadSource parsed(payload);
+    HandbookUpdateEntity* batch = buildFromPayload(
+        parsed, [&](HandbookUpdateSource& source) { return buildUpdateBatch(context, source); });
+    if (completion) MainQueue::shared().async([completion, batch] { completion(batch); });
+  });
 }
 
 void HandbookAdapter::setUpdateProgress(UpdateProgress progress) {

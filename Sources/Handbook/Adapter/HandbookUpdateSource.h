@@ -4,6 +4,7 @@
 #pragma once
 
 #include <cstddef>
+#include <stdexcept>
 #include <string_view>
 #include <vector>
 
@@ -13,6 +14,13 @@
 #include "Handbook/Entities/HandbookDictionaryValues.h"
 
 namespace dm {
+
+// Thrown by a source when part of its text turns out not to parse only once it is read. What
+// was applied from it is undone with the update; the text may still be read another way.
+class HandbookPayloadRefused : public std::runtime_error {
+ public:
+  using std::runtime_error::runtime_error;
+};
 
 // Threads: one thread at a time. Nodes handed out are non-owning (see each method).
 class HandbookUpdateSource {
@@ -27,6 +35,9 @@ class HandbookUpdateSource {
   // until the next call of elements(). A range outside the array gives none.
   virtual void elements(std::string_view key, std::size_t first, std::size_t count,
                         std::vector<handbook_dict::Node>& out) = 0;
+  // Checks every part of the dictionary that elements() has not handed out yet, so nothing
+  // the update did not read can hide a malformed value. Throws HandbookPayloadRefused.
+  virtual void checkRemaining() {}
 };
 
 // A parsed tree; it must outlive the source and stay unchanged.
@@ -43,17 +54,17 @@ class HandbookTreeUpdateSource final : public HandbookUpdateSource {
   const nlohmann::json& tree_;
 };
 
-// Response text that HandbookPayloadReader::open() accepted; the reader must outlive the
-// source.
+// Response text that HandbookPayloadReader::locate() (or open()) accepted; the reader must
+// outlive the source. Values are checked as they are read: header(), elements() and
+// checkRemaining() throw HandbookPayloadRefused on one the reader cannot parse.
 class HandbookTextUpdateSource final : public HandbookUpdateSource {
  public:
   explicit HandbookTextUpdateSource(HandbookPayloadReader& reader) : reader_(reader) {}
-  handbook_dict::Node header() override { return reader_.header({"status", "version"}); }
+  handbook_dict::Node header() override;
   std::size_t elementCount(std::string_view key) override { return reader_.elementCount(key); }
   void elements(std::string_view key, std::size_t first, std::size_t count,
-                std::vector<handbook_dict::Node>& out) override {
-    reader_.elements(key, first, count, out);
-  }
+                std::vector<handbook_dict::Node>& out) override;
+  void checkRemaining() override;
 
  private:
   HandbookPayloadReader& reader_;

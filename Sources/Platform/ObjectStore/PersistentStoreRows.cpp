@@ -289,6 +289,8 @@ void PersistentStore::writeObject(const ManagedObject& o, bool insert, std::size
 
 void PersistentStore::writeJoins(const ManagedObject& o, std::size_t& step) {
   const auto& relationships = o.entity_->relationships();
+  // A new row has no pairs yet (keys are never handed out twice), so nothing can have left.
+  const bool inserted = o.flags_ & ManagedObject::kInserted;
   for (std::size_t i = 0; i < relationships.size(); ++i) {
     const auto& rel = relationships[i];
     if (i >= o.toMany_.size() || !o.toMany_[i].loaded) continue;
@@ -297,18 +299,19 @@ void PersistentStore::writeJoins(const ManagedObject& o, std::size_t& step) {
       continue;
     }
     if (rel.joinTable.empty()) continue;
+    const auto& members = o.toMany_[i].members();
+    if (inserted && members.empty()) continue;
     const char* mine = rel.joinSourceIsFirst ? "a" : "b";
     const char* theirs = rel.joinSourceIsFirst ? "b" : "a";
-    const auto& members = o.toMany_[i].members();
-    // Only pairs that left go, so the pairs that stay keep the position the other side, if
-    // ordered, gave them.
-    std::vector<std::int64_t> keys;
-    keys.reserve(members.size());
-    for (const ManagedObject* other : members) keys.push_back(other->id_.key);
-    sqlite3_stmt* del =
-        statement("DELETE FROM " + quoteName(rel.joinTable) + " WHERE " + mine + " = ? AND " +
-                  theirs + " NOT IN (SELECT value FROM json_each(?))");
-    {
+    if (!inserted) {
+      // Only pairs that left go, so the pairs that stay keep the position the other side, if
+      // ordered, gave them.
+      std::vector<std::int64_t> keys;
+      keys.reserve(members.size());
+      for (const ManagedObject* other : members) keys.push_back(other->id_.key);
+      sqlite3_stmt* del =
+          statement("DELETE FROM " + quoteName(rel.joinTable) + " WHERE " + mine + " = ? AND " +
+                    theirs + " NOT IN (SELECT value FROM json_each(?))");
       StatementReset reset{del};
       const std::string json = keysJson(keys);
       sqlite3_bind_int64(del, 1, o.id_.key);
