@@ -43,7 +43,10 @@ std::string number(double value) {
 
 std::string statusTitle(const dm::TrainingCourseEntity& course) {
   if (!course.hasStatusString()) return text("TrainingCourse.Status.none");
-  return text("TrainingCourse.Status." + course.statusString());
+  // A code the status table does not know is shown as the server sent it.
+  const std::string key = "TrainingCourse.Status." + course.statusString();
+  const std::string title = text(key);
+  return title == key ? course.statusString() : title;
 }
 
 // "1 234,5 kg · 20 min · 135 s · 60 repeats", only the kinds the day has.
