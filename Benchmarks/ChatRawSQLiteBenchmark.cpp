@@ -17,19 +17,16 @@
 
 #include "BenchmarkArguments.h"
 #include "ChatPayload.h"
+#include "RawSQLite.h"
 
 namespace {
 
 using Clock = std::chrono::steady_clock;
 
-struct DbCloser {
-  void operator()(sqlite3* db) const { sqlite3_close_v2(db); }
-};
-struct StmtFinalizer {
-  void operator()(sqlite3_stmt* stmt) const { sqlite3_finalize(stmt); }
-};
-using Db = std::unique_ptr<sqlite3, DbCloser>;
-using Stmt = std::unique_ptr<sqlite3_stmt, StmtFinalizer>;
+using bench::raw::Db;
+using bench::raw::exec;
+using bench::raw::prepare;
+using bench::raw::Stmt;
 
 struct Result {
   std::int64_t records;
@@ -41,22 +38,8 @@ double secondsSince(Clock::time_point start) {
   return std::chrono::duration<double>(Clock::now() - start).count();
 }
 
-void exec(sqlite3* db, const char* sql) {
-  char* message = nullptr;
-  if (sqlite3_exec(db, sql, nullptr, nullptr, &message) != SQLITE_OK) {
-    std::string text = message ? message : "unknown error";
-    sqlite3_free(message);
-    throw std::runtime_error(std::string(sql) + ": " + text);
-  }
-}
-
 Db open(const std::string& dir) {
-  sqlite3* raw = nullptr;
-  int rc = sqlite3_open_v2((dir + "/chat.sqlite").c_str(), &raw,
-                           SQLITE_OPEN_READWRITE | SQLITE_OPEN_CREATE, nullptr);
-  Db db(raw);
-  if (rc != SQLITE_OK) throw std::runtime_error("cannot open the database");
-  exec(db.get(), "PRAGMA journal_mode=WAL; PRAGMA synchronous=NORMAL;");
+  Db db = bench::raw::open(dir + "/chat.sqlite");
   // The same columns and indexes the message entity has.
   exec(db.get(),
        "CREATE TABLE Message (pk INTEGER PRIMARY KEY, entityID INTEGER, guid TEXT, "
@@ -68,13 +51,6 @@ Db open(const std::string& dir) {
        "CREATE INDEX Message_sortingID ON Message(sortingID);"
        "CREATE INDEX Message_chat_sorting ON Message(chatID, sortingID);");
   return db;
-}
-
-Stmt prepare(sqlite3* db, const char* sql) {
-  sqlite3_stmt* raw = nullptr;
-  if (sqlite3_prepare_v3(db, sql, -1, SQLITE_PREPARE_PERSISTENT, &raw, nullptr) != SQLITE_OK)
-    throw std::runtime_error(std::string("prepare: ") + sqlite3_errmsg(db));
-  return Stmt(raw);
 }
 
 void step(sqlite3_stmt* stmt) {

@@ -15,34 +15,17 @@
 
 #include "BenchmarkArguments.h"
 #include "DietPlanPayload.h"
+#include "RawSQLite.h"
 
 namespace {
 
 using Clock = std::chrono::steady_clock;
 
-struct DbCloser {
-  void operator()(sqlite3* db) const { sqlite3_close_v2(db); }
-};
-struct StmtFinalizer {
-  void operator()(sqlite3_stmt* stmt) const { sqlite3_finalize(stmt); }
-};
-using Db = std::unique_ptr<sqlite3, DbCloser>;
-using Stmt = std::unique_ptr<sqlite3_stmt, StmtFinalizer>;
-
-[[noreturn]] void fail(sqlite3* db, const std::string& what) {
-  throw std::runtime_error(what + ": " + (db ? sqlite3_errmsg(db) : "no database"));
-}
-
-void exec(sqlite3* db, const char* sql) {
-  if (sqlite3_exec(db, sql, nullptr, nullptr, nullptr) != SQLITE_OK) fail(db, sql);
-}
-
-Stmt prepare(sqlite3* db, const char* sql) {
-  sqlite3_stmt* raw = nullptr;
-  if (sqlite3_prepare_v3(db, sql, -1, SQLITE_PREPARE_PERSISTENT, &raw, nullptr) != SQLITE_OK)
-    fail(db, sql);
-  return Stmt(raw);
-}
+using bench::raw::Db;
+using bench::raw::exec;
+using bench::raw::fail;
+using bench::raw::prepare;
+using bench::raw::Stmt;
 
 void step(sqlite3* db, sqlite3_stmt* stmt) {
   if (sqlite3_step(stmt) != SQLITE_DONE) fail(db, "step");
