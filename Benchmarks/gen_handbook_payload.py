@@ -37,15 +37,8 @@ import zlib
 HERE = os.path.dirname(os.path.abspath(__file__))
 
 
-def find_csv():
-    """$BENCH_DATA_DIR when set, else the seed sources inside this repository."""
-    rel = os.path.join("ifct2017", "compositions.csv")
-    if os.environ.get("BENCH_DATA_DIR"):
-        return os.path.join(os.environ["BENCH_DATA_DIR"], rel)
-    return os.path.join(HERE, os.pardir, "Resources", "Seeds", rel)
-
-
-DEFAULT_CSV = find_csv()
+# The food composition table the handbook seed is built from (licence beside it).
+DEFAULT_CSV = os.path.join(HERE, os.pardir, "Resources", "Seeds", "ifct2017", "compositions.csv")
 
 # output field -> CSV code (value copied as float)
 DIRECT = [
