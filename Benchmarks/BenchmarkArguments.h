@@ -2,7 +2,10 @@
 // `--list | --workload NAME --records N --data-dir DIR`.
 #pragma once
 
+#include <chrono>
 #include <cstdint>
+#include <cstdio>
+#include <exception>
 #include <iostream>
 #include <optional>
 #include <string>
@@ -46,6 +49,50 @@ inline std::optional<int> parseArguments(int argc, char** argv, const char* prog
       return usage(program, "unknown option " + arg);
   }
   return std::nullopt;
+}
+
+// What one run of a workload measured: the records handled in the timed section, its wall
+// time, and a check the runner compares across implementations.
+struct Result {
+  std::int64_t records = 0;
+  double seconds = 0;
+  std::string check;
+};
+
+inline double secondsSince(std::chrono::steady_clock::time_point start) {
+  return std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
+}
+
+struct Workload {
+  const char* name;
+  Result (*run)(const std::string& dataDir, std::int64_t records);
+};
+
+// The whole main of a program whose workloads take (data dir, records): parses the shared
+// options, runs the chosen workload once and prints its JSON line as implementation `impl`.
+inline int runProgram(int argc, char** argv, const char* program, const char* impl,
+                      std::int64_t defaultRecords, const std::vector<Workload>& workloads) {
+  std::vector<std::string> names;
+  for (const auto& w : workloads) names.push_back(w.name);
+  Arguments args;
+  args.records = defaultRecords;
+  if (auto status = parseArguments(argc, argv, program, names, args)) return *status;
+  if (args.dataDir.empty() || args.records < 1)
+    return usage(program, "--workload, --records and --data-dir needed");
+  for (const auto& w : workloads) {
+    if (args.workload != w.name) continue;
+    try {
+      Result r = w.run(args.dataDir, args.records);
+      std::printf(R"({"workload":"%s","impl":"%s","records":%lld,"seconds":%.6f,"check":"%s"})"
+                  "\n",
+                  w.name, impl, static_cast<long long>(r.records), r.seconds, r.check.c_str());
+      return 0;
+    } catch (const std::exception& error) {
+      std::cerr << program << ": " << error.what() << "\n";
+      return 1;
+    }
+  }
+  return usage(program, "unknown workload " + args.workload);
 }
 
 }  // namespace bench

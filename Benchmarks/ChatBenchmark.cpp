@@ -31,15 +31,8 @@ namespace {
 
 using Clock = std::chrono::steady_clock;
 
-struct Result {
-  std::int64_t records;
-  double seconds;
-  std::string check;
-};
-
-double secondsSince(Clock::time_point start) {
-  return std::chrono::duration<double>(Clock::now() - start).count();
-}
+using bench::Result;
+using bench::secondsSince;
 
 std::shared_ptr<dm::ManagedObjectContext> openStore(const std::string& dir) {
   dm::DataModelOptions options;
@@ -169,31 +162,6 @@ Result page(const std::string& dir, std::int64_t n) {
 }  // namespace
 
 int main(int argc, char** argv) {
-  struct Workload {
-    const char* name;
-    Result (*run)(const std::string&, std::int64_t);
-  };
-  const Workload workloads[] = {{"chat.map_messages", mapMessages}, {"chat.page", page}};
-  std::vector<std::string> names;
-  for (const auto& w : workloads) names.push_back(w.name);
-  bench::Arguments args;
-  args.records = 200000;
-  if (auto status = bench::parseArguments(argc, argv, "ChatBenchmark", names, args)) return *status;
-  if (args.dataDir.empty() || args.records < 1)
-    return bench::usage("ChatBenchmark", "--workload, --records and --data-dir needed");
-  for (const auto& w : workloads) {
-    if (args.workload != w.name) continue;
-    try {
-      Result r = w.run(args.dataDir, args.records);
-      std::printf(
-          R"({"workload":"%s","impl":"DataModel","records":%lld,"seconds":%.6f,"check":"%s"})"
-          "\n",
-          w.name, static_cast<long long>(r.records), r.seconds, r.check.c_str());
-      return 0;
-    } catch (const std::exception& error) {
-      std::cerr << "ChatBenchmark: " << error.what() << "\n";
-      return 1;
-    }
-  }
-  return bench::usage("ChatBenchmark", "unknown workload " + args.workload);
+  return bench::runProgram(argc, argv, "ChatBenchmark", "DataModel", 200000,
+                           {{"chat.map_messages", mapMessages}, {"chat.page", page}});
 }

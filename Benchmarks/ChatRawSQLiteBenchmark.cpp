@@ -28,15 +28,8 @@ using bench::raw::exec;
 using bench::raw::prepare;
 using bench::raw::Stmt;
 
-struct Result {
-  std::int64_t records;
-  double seconds;
-  std::string check;
-};
-
-double secondsSince(Clock::time_point start) {
-  return std::chrono::duration<double>(Clock::now() - start).count();
-}
+using bench::Result;
+using bench::secondsSince;
 
 Db open(const std::string& dir) {
   Db db = bench::raw::open(dir + "/chat.sqlite");
@@ -236,32 +229,6 @@ Result page(const std::string& dir, std::int64_t n) {
 }  // namespace
 
 int main(int argc, char** argv) {
-  struct Workload {
-    const char* name;
-    Result (*run)(const std::string&, std::int64_t);
-  };
-  const Workload workloads[] = {{"chat.map_messages", mapMessages}, {"chat.page", page}};
-  std::vector<std::string> names;
-  for (const auto& w : workloads) names.push_back(w.name);
-  bench::Arguments args;
-  args.records = 200000;
-  if (auto status = bench::parseArguments(argc, argv, "ChatRawSQLiteBenchmark", names, args))
-    return *status;
-  if (args.dataDir.empty() || args.records < 1)
-    return bench::usage("ChatRawSQLiteBenchmark", "--workload, --records and --data-dir needed");
-  for (const auto& w : workloads) {
-    if (args.workload != w.name) continue;
-    try {
-      Result r = w.run(args.dataDir, args.records);
-      std::printf(
-          R"({"workload":"%s","impl":"raw SQLite","records":%lld,"seconds":%.6f,"check":"%s"})"
-          "\n",
-          w.name, static_cast<long long>(r.records), r.seconds, r.check.c_str());
-      return 0;
-    } catch (const std::exception& error) {
-      std::cerr << "ChatRawSQLiteBenchmark: " << error.what() << "\n";
-      return 1;
-    }
-  }
-  return bench::usage("ChatRawSQLiteBenchmark", "unknown workload " + args.workload);
+  return bench::runProgram(argc, argv, "ChatRawSQLiteBenchmark", "raw SQLite", 200000,
+                           {{"chat.map_messages", mapMessages}, {"chat.page", page}});
 }

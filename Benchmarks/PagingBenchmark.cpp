@@ -87,15 +87,8 @@ void fill(const std::string& dir, std::int64_t n) {
   bulk.commit();
 }
 
-struct Result {
-  std::int64_t records;
-  double seconds;
-  std::string check;
-};
-
-double secondsSince(Clock::time_point start) {
-  return std::chrono::duration<double>(Clock::now() - start).count();
-}
+using bench::Result;
+using bench::secondsSince;
 
 // Every post by entityID, fetchOffset pages of 5,000, the context reset after each page.
 Result pageByOffset(const std::string& dir, std::int64_t n) {
@@ -151,43 +144,11 @@ Result dropContext(const std::string& dir, std::int64_t n) {
   return {held, secondsSince(start), std::to_string(std::llround(sum))};
 }
 
-int usage(const char* message) {
-  return bench::usage("PagingBenchmark", message);
-}
-
 }  // namespace
 
 int main(int argc, char** argv) {
-  struct Workload {
-    const char* name;
-    Result (*run)(const std::string&, std::int64_t);
-  };
-  const Workload workloads[] = {{"store.page_offset", pageByOffset},
-                                {"store.page_batch", pageByBatch},
-                                {"store.drop_context", dropContext}};
-  std::vector<std::string> names;
-  for (const auto& w : workloads) names.push_back(w.name);
-  bench::Arguments args;
-  args.records = 200000;
-  if (auto status = bench::parseArguments(argc, argv, "PagingBenchmark", names, args))
-    return *status;
-  const std::string& workload = args.workload;
-  const std::string& dir = args.dataDir;
-  const std::int64_t records = args.records;
-  if (dir.empty() || records < 1) return usage("--workload, --records and --data-dir needed");
-  for (const auto& w : workloads) {
-    if (workload != w.name) continue;
-    try {
-      Result r = w.run(dir, records);
-      std::printf(
-          R"({"workload":"%s","impl":"DataModel","records":%lld,"seconds":%.6f,"check":"%s"})"
-          "\n",
-          w.name, static_cast<long long>(r.records), r.seconds, r.check.c_str());
-      return 0;
-    } catch (const std::exception& error) {
-      std::cerr << "PagingBenchmark: " << error.what() << "\n";
-      return 1;
-    }
-  }
-  return usage(("unknown workload " + workload).c_str());
+  return bench::runProgram(argc, argv, "PagingBenchmark", "DataModel", 200000,
+                           {{"store.page_offset", pageByOffset},
+                            {"store.page_batch", pageByBatch},
+                            {"store.drop_context", dropContext}});
 }
