@@ -14,6 +14,7 @@
 
 #include <nlohmann/json.hpp>
 
+#include "Support/DmctlProcess.h"
 #include "Support/TempDir.h"
 
 extern char** environ;
@@ -24,16 +25,7 @@ namespace {
 namespace fs = std::filesystem;
 using nlohmann::json;
 
-fs::path dmctlBinary() {
-  std::error_code error;
-  fs::path binaryDir;
-  if (const char* dir = std::getenv("DM_BINARY_DIR"))
-    binaryDir = dir;
-  else
-    binaryDir = fs::read_symlink("/proc/self/exe", error).parent_path().parent_path();
-  auto path = binaryDir / "dmctl";
-  return fs::exists(path, error) ? path : fs::path();
-}
+using test::dmctlBinary;
 
 // One dmctl run with its output in files named after `name` under `dir`.
 class DmctlProcess {

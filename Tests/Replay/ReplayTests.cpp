@@ -2,12 +2,11 @@
 // print exactly the committed screens; the first failing step stops the replay with its exit
 // status; malformed recordings are refused before anything runs.
 #include <gtest/gtest.h>
-#include <sys/wait.h>
 
-#include <cstdio>
 #include <filesystem>
 #include <fstream>
 
+#include "Support/DmctlProcess.h"
 #include "Support/TempDir.h"
 
 namespace dm {
@@ -15,38 +14,14 @@ namespace {
 
 namespace fs = std::filesystem;
 
-fs::path dmctlBinary() {
-  std::error_code error;
-  fs::path binaryDir;
-  if (const char* dir = std::getenv("DM_BINARY_DIR"))
-    binaryDir = dir;
-  else
-    binaryDir = fs::read_symlink("/proc/self/exe", error).parent_path().parent_path();
-  auto path = binaryDir / "dmctl";
-  return fs::exists(path, error) ? path : fs::path();
-}
-
-struct ReplayRun {
-  int status = -1;
-  std::string out, err;
-};
-
 class ReplayTest : public ::testing::Test {
  protected:
   void SetUp() override {
-    if (dmctlBinary().empty()) GTEST_SKIP() << "dmctl is not built";
+    if (test::dmctlBinary().empty()) GTEST_SKIP() << "dmctl is not built";
   }
-  ReplayRun replay(const fs::path& recording) {
-    const auto out = dir / "out.txt", err = dir / "err.txt";
-    const std::string command = dmctlBinary().string() + " --data-dir " + (dir / "data").string() +
-                                " replay " + recording.string() + " > " + out.string() + " 2> " +
-                                err.string();
-    ReplayRun run;
-    const int raw = std::system(command.c_str());
-    run.status = WIFEXITED(raw) ? WEXITSTATUS(raw) : -1;
-    run.out = test::readFile(out);
-    run.err = test::readFile(err);
-    return run;
+  test::DmctlRun replay(const fs::path& recording) {
+    return test::runDmctl(dir.path(),
+                          {"--data-dir", (dir / "data").string(), "replay", recording.string()});
   }
   test::TempDir dir;
 };

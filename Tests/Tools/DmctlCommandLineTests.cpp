@@ -12,7 +12,7 @@
 
 #include <nlohmann/json.hpp>
 
-#include "DmctlProcess.h"
+#include "Support/DmctlProcess.h"
 #include "Support/TempDir.h"
 
 namespace dm::test {

@@ -12,6 +12,7 @@
 
 #include "Handbook/Entities/HandbookMedia.h"
 #include "SeedFixtures.h"
+#include "Support/DmctlProcess.h"
 #include "Support/TempDir.h"
 
 namespace dm {
@@ -339,22 +340,9 @@ TEST(HandbookSeedProjectDataTest, ShippedSeedsGiveAReadableDictionary) {
   }
 }
 
-// dmctl of this build: DM_BINARY_DIR when set, else beside the test binaries' directory.
-std::filesystem::path dmctlBinary() {
-  std::error_code error;
-  std::filesystem::path binaryDir;
-  if (const char* dir = std::getenv("DM_BINARY_DIR")) {
-    binaryDir = dir;
-  } else {
-    binaryDir = std::filesystem::read_symlink("/proc/self/exe", error).parent_path().parent_path();
-  }
-  auto path = binaryDir / "dmctl";
-  return std::filesystem::exists(path, error) ? path : std::filesystem::path();
-}
-
 // The command line writes exactly the dictionary the library builds.
 TEST(HandbookSeedCommandTest, WritesTheDictionary) {
-  auto dmctlPath = dmctlBinary();
+  auto dmctlPath = test::dmctlBinary();
   if (dmctlPath.empty()) GTEST_SKIP() << "dmctl is not built";
   test::TempDir dir;
   test::writeSeedSource(dir / "seeds");
@@ -389,7 +377,7 @@ TEST(HandbookSeedCommandTest, WritesTheDictionary) {
 // A pack built from the fixture, installed where the store looks for packs, read back by
 // `handbook post`: the addresses the entities derive from the seeded keys, and the indexes.
 TEST(HandbookSeedCommandTest, PostShowsImagesVideosAndIndexesOfTheSeededStore) {
-  auto dmctlPath = dmctlBinary();
+  auto dmctlPath = test::dmctlBinary();
   if (dmctlPath.empty()) GTEST_SKIP() << "dmctl is not built";
   test::TempDir dir;
   test::writeSeedSource(dir / "seeds");

@@ -1,5 +1,5 @@
 // Subprocess runs of dmctl: through files with posix_spawn, or on a pseudo-terminal.
-#include "DmctlProcess.h"
+#include "Support/DmctlProcess.h"
 
 #include <fcntl.h>
 #include <pty.h>
