@@ -113,18 +113,8 @@ TEST_F(DietScheduleTest, UploadFlagIsNeitherReadFromAnswersNorLostByThem) {
   EXPECT_EQ(mappings.at("caloriesTotal"), "total_energy_value");
 }
 
-TEST(DietValidObjectRecord, IsARootRecordWithTheValidityKeys) {
-  const RecordClass* cls = RecordClasses::classNamed("DietValidObject");
-  ASSERT_TRUE(cls);
-  EXPECT_FALSE(cls->isSubclassOfClass("BaseMappableObject"));
-  EXPECT_EQ(cls->attributeMappings(), (MappingDictionary{{"entityID", "id"},
-                                                         {"notValid", "not_valid"},
-                                                         {"date", "date"},
-                                                         {"status", "status"},
-                                                         {"courseId", "course_id"}}));
-  EXPECT_EQ(cls->rootKeyPath(), "diet");
-  EXPECT_EQ(cls->pluralRootKeyPath(), "diets");
-
+// Its keys are checked against the model with every other record's (ModelDeclarationsTests).
+TEST(DietValidObjectRecord, ShowsItsDateAsTheScreensDo) {
   DietValidObject valid;
   EXPECT_EQ(valid.dateString(), "");
   auto day = dateFromString("2024-03-05 10:00", "yyyy-MM-dd HH:mm");

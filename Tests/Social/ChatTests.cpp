@@ -76,16 +76,6 @@ TEST_F(ChatStoreTest, DeliveryStatesOnlyAdvanceAndMinusOneResets) {
   });
 }
 
-TEST_F(ChatStoreTest, DeliveryUpdatesArrivingOutOfOrderThroughMappingKeepTheHighest) {
-  perform([&] {
-    map("ChatMessageEntity", R"({"messages": [{"id": 1, "deliveryState": 2}]})", "messages");
-    map("ChatMessageEntity", R"({"messages": [{"id": 1, "deliveryState": 1}]})", "messages");
-    auto stored = all("ChatMessageEntity");
-    ASSERT_EQ(stored.size(), 1u);
-    EXPECT_EQ(message(stored[0])->deliveryState(), 2);
-  });
-}
-
 TEST_F(ChatStoreTest, SortKeyComesFromTheFirstServerIdentifier) {
   perform([&] {
     auto* m = insert<ChatMessageEntity>();

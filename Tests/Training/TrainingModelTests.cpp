@@ -85,22 +85,6 @@ TEST_F(TrainingStoreTest, CoursePayloadMapsWholeWithDaysExercisesAndPyramids) {
   });
 }
 
-TEST_F(TrainingStoreTest, WrongTypedFieldIsSkippedAndTheRestMapsWithoutLosingStoredDays) {
-  perform([&] {
-    map("TrainingCourseEntity", kCourse, "course");
-    auto mapped = map("TrainingDayEntity",
-                      R"({"training_day": {"id": 70, "title": ["not", "text"], "position": 5,
-                          "courseId": 7}})",
-                      "training_day");
-    ASSERT_EQ(mapped.size(), 1u);
-    auto* day = dynamic_cast<TrainingDayEntity*>(mapped.front());
-    EXPECT_EQ(day->position(), 5);
-    EXPECT_EQ(day->title(), "Legs");  // the wrong-typed title left the stored one alone
-    EXPECT_EQ(day->exercises().size(), 2u);
-    EXPECT_EQ(all("TrainingDayEntity").size(), 2u);
-  });
-}
-
 TEST_F(TrainingStoreTest, PyramidStepsRepeatModuloTheirCountAndReadTextNumbers) {
   perform([&] {
     map("TrainingCourseEntity", kCourse, "course");
