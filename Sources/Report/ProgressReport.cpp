@@ -8,13 +8,14 @@
 
 #include "Handbook/Adapter/HandbookAdapter.h"
 #include "Handbook/Entities/HandbookPostExerciseEntity.h"
+#include "Measurements/MeasurementEntity.h"
 #include "Nutrition/DietEntity.h"
 #include "Platform/Foundation/DateFormatting.h"
 #include "Platform/Foundation/LocaleServices.h"
 #include "Platform/Foundation/Localization.h"
 #include "Platform/ObjectStore/FetchRequest.h"
 #include "Platform/ObjectStore/ManagedObjectContext.h"
-#include "Measurements/MeasurementEntity.h"
+#include "Platform/ObjectStore/TypedFetch.h"
 #include "Training/ExerciseCompletedSetEntity.h"
 #include "Units/UnitsHelper.h"
 
@@ -29,16 +30,6 @@ std::string text(const char* key) {
 
 std::string withUnit(const std::string& label, const std::optional<std::string>& unit) {
   return unit && !unit->empty() ? label + ", " + *unit : label;
-}
-
-template <class T>
-std::vector<T*> fetchAll(ManagedObjectContext& context, const char* sortKey) {
-  FetchRequest request(context.model().entityNamed(T::kEntityName));
-  request.sortDescriptors = {{sortKey, true}};
-  std::vector<T*> records;
-  for (auto* object : context.executeFetchRequest(request))
-    if (auto* record = dynamic_cast<T*>(object)) records.push_back(record);
-  return records;
 }
 
 // The day (UTC midnight of the local calendar day) a moment falls on, for grouping.
@@ -65,7 +56,8 @@ ProgressReportSection exercisesSection(ManagedObjectContext& context) {
     double best = 0, volume = 0;
   };
   std::map<std::int64_t, std::map<double, Day>> byExercise;  // post exercise -> day -> values
-  for (auto* set : fetchAll<ExerciseCompletedSetEntity>(context, "executedAt")) {
+  for (auto* set :
+       fetchRecords<ExerciseCompletedSetEntity>(context, std::nullopt, {{"executedAt", true}})) {
     if (set->markedDeleted() || !set->hasExecutedAt() || set->deleteEntity()) continue;
     const double weight = set->updatedValue().value_or(0);
     const auto repeats = set->updatedRepeats().value_or(0);
@@ -105,7 +97,8 @@ ProgressReportSection bodySection(ManagedObjectContext& context) {
   ChartSeries weight{text("Report.BodyWeight"), {}};
   ChartSeries waist{text("Report.Waist"), {}}, chest{text("Report.Chest"), {}},
       thigh{text("Report.Thigh"), {}};
-  for (auto* measurement : fetchAll<MeasurementEntity>(context, "date")) {
+  for (auto* measurement :
+       fetchRecords<MeasurementEntity>(context, std::nullopt, {{"date", true}})) {
     if (!measurement->hasDate()) continue;
     const Date date = measurement->date();
     if (measurement->weight() > 0)
@@ -138,7 +131,7 @@ ProgressReportSection dietSection(ManagedObjectContext& context) {
     int days = 0;
   };
   std::map<double, Week> weeks;  // Monday of the week -> sums
-  for (auto* diet : fetchAll<DietEntity>(context, "date")) {
+  for (auto* diet : fetchRecords<DietEntity>(context, std::nullopt, {{"date", true}})) {
     if (!diet->hasDate()) continue;
     if (diet->caloriesTotal() == 0) diet->calculateTotals();  // totals from the handbook
     // Days counted at local noon, so any time zone lands on its own calendar day.

@@ -5,14 +5,15 @@
 #include <map>
 #include <set>
 
+#include "Measurements/MeasurementAddRequest.h"
+#include "Measurements/MeasurementEntity.h"
 #include "Measurements/ProgressPhotoAddRequest.h"
 #include "Platform/Foundation/DateFormatting.h"
 #include "Platform/ObjectMapping/ValueTransformer.h"
 #include "Platform/ObjectStore/FetchRequest.h"
 #include "Platform/ObjectStore/ManagedObjectContext.h"
 #include "Platform/ObjectStore/StoreError.h"
-#include "Measurements/MeasurementAddRequest.h"
-#include "Measurements/MeasurementEntity.h"
+#include "Platform/ObjectStore/TypedFetch.h"
 #include "Profile/ProfileCommonPhotoEntity.h"
 #include "Social/ChatMessageEntity.h"
 #include "Social/SendMessageRequest.h"
@@ -27,20 +28,8 @@ namespace dm {
 namespace {
 
 template <class T>
-std::vector<T*> fetchAll(ManagedObjectContext& context, std::optional<Predicate> predicate = {},
-                         std::vector<SortDescriptor> sort = {}) {
-  FetchRequest request(context.model().entityNamed(T::kEntityName));
-  request.predicate = std::move(predicate);
-  request.sortDescriptors = std::move(sort);
-  std::vector<T*> records;
-  for (auto* object : context.executeFetchRequest(request))
-    if (auto* record = dynamic_cast<T*>(object)) records.push_back(record);
-  return records;
-}
-
-template <class T>
 std::vector<T*> withGuid(ManagedObjectContext& context, const std::string& guid) {
-  return fetchAll<T>(context, Predicate::keyEquals("guid", Value(guid)));
+  return fetchRecords<T>(context, Predicate::keyEquals("guid", Value(guid)));
 }
 
 bool unconfirmed(const BaseMappableEntity& record) {
@@ -71,7 +60,7 @@ struct SetState {
 };
 
 void listResults(ManagedObjectContext& context, std::vector<OutboxItem>& items) {
-  for (auto* result : fetchAll<WorkoutResultsEntity>(context, {}, {{"startedAt", true}})) {
+  for (auto* result : fetchRecords<WorkoutResultsEntity>(context, {}, {{"startedAt", true}})) {
     if (!unconfirmed(*result) || result->guid().empty()) continue;
     items.push_back(
         {OutboxKind::WorkoutResultAdd,
@@ -86,15 +75,15 @@ void listResults(ManagedObjectContext& context, std::vector<OutboxItem>& items) 
 void listSets(ManagedObjectContext& context, std::vector<OutboxItem>& items) {
   std::map<std::string, SetState> byGuid;
   std::vector<std::string> order;  // guids by execution time
-  for (auto* set :
-       fetchAll<ExerciseCompletedSetEntity>(context, {}, {{"executedAt", true}, {"guid", true}})) {
+  for (auto* set : fetchRecords<ExerciseCompletedSetEntity>(
+           context, {}, {{"executedAt", true}, {"guid", true}})) {
     if (set->guid().empty()) continue;
     if (!byGuid.count(set->guid())) order.push_back(set->guid());
     byGuid[set->guid()].set = set;
   }
-  for (auto* removal : fetchAll<ExerciseCompletedSetDeleteEntity>(context))
+  for (auto* removal : fetchRecords<ExerciseCompletedSetDeleteEntity>(context))
     byGuid[removal->guid()].removed = true;
-  for (auto* correction : fetchAll<ExerciseCompletedSetUpdateEntity>(context))
+  for (auto* correction : fetchRecords<ExerciseCompletedSetUpdateEntity>(context))
     byGuid[correction->guid()].corrected = true;
 
   // Creations, one request per workout (the sets' result guid), in execution order.
@@ -141,7 +130,8 @@ void listSets(ManagedObjectContext& context, std::vector<OutboxItem>& items) {
 
   // Removals of sets the server knows; one of a set it never saw cancels everything.
   std::set<std::string> removals;
-  for (auto* removal : fetchAll<ExerciseCompletedSetDeleteEntity>(context, {}, {{"guid", true}})) {
+  for (auto* removal :
+       fetchRecords<ExerciseCompletedSetDeleteEntity>(context, {}, {{"guid", true}})) {
     const std::int64_t serverID = removal->updatedEntityID();
     if (serverID == 0 || !removals.insert(removal->guid()).second) continue;
     items.push_back(
@@ -155,7 +145,7 @@ void listSets(ManagedObjectContext& context, std::vector<OutboxItem>& items) {
 
 void listResultCorrections(ManagedObjectContext& context, std::vector<OutboxItem>& items) {
   std::set<std::string> seen;
-  for (auto* correction : fetchAll<WorkoutResultsUpdateEntity>(context, {}, {{"guid", true}})) {
+  for (auto* correction : fetchRecords<WorkoutResultsUpdateEntity>(context, {}, {{"guid", true}})) {
     if (correction->guid().empty() || !seen.insert(correction->guid()).second) continue;
     items.push_back({OutboxKind::WorkoutResultUpdate,
                      {correction->guid()},
@@ -182,7 +172,7 @@ bool isDeletedPhoto(const ProfileCommonPhotoEntity& photo) {
 
 void listMeasurements(ManagedObjectContext& context, std::vector<OutboxItem>& items) {
   std::vector<ProfileCommonPhotoEntity*> laterPhotos;  // new photos of confirmed measurements
-  for (auto* measurement : fetchAll<MeasurementEntity>(context, {}, {{"date", true}})) {
+  for (auto* measurement : fetchRecords<MeasurementEntity>(context, {}, {{"date", true}})) {
     if (!unconfirmed(*measurement)) {
       for (auto* photo : measurement->photos())
         if (unconfirmed(*photo) && !isDeletedPhoto(*photo) && !photo->guid().empty())
@@ -234,7 +224,8 @@ void listMeasurements(ManagedObjectContext& context, std::vector<OutboxItem>& it
 }
 
 void listMessages(ManagedObjectContext& context, std::vector<OutboxItem>& items) {
-  for (auto* message : fetchAll<ChatMessageEntity>(context, {}, {{"time", true}, {"guid", true}})) {
+  for (auto* message :
+       fetchRecords<ChatMessageEntity>(context, {}, {{"time", true}, {"guid", true}})) {
     if (!unconfirmed(*message) || message->guid().empty()) continue;
     auto request = std::make_shared<SendMessageRequest>();
     request->setText(message->text());
@@ -281,7 +272,7 @@ bool echoes(const nlohmann::json& record, const char* key, const Value& stored) 
 
 MeasurementEntity* measurementForKey(ManagedObjectContext& context, const std::string& key) {
   if (key.rfind(kMeasurementKeyPrefix, 0) == 0) {
-    for (auto* measurement : fetchAll<MeasurementEntity>(context, {}, {{"date", true}}))
+    for (auto* measurement : fetchRecords<MeasurementEntity>(context, {}, {{"date", true}}))
       if (unconfirmed(*measurement) && measurementKey(*measurement) == key) return measurement;
     return nullptr;
   }

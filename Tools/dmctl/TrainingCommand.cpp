@@ -13,6 +13,7 @@
 #include "Platform/ObjectStore/FetchRequest.h"
 #include "Platform/ObjectStore/ManagedObjectContext.h"
 #include "Platform/ObjectStore/StoreError.h"
+#include "Platform/ObjectStore/TypedFetch.h"
 #include "Training/ExerciseCompletedSetDeleteEntity.h"
 #include "Training/ExerciseCompletedSetEntity.h"
 #include "Training/ExerciseCompletedSetUpdateEntity.h"
@@ -39,26 +40,15 @@ struct SetArguments {
 };
 
 template <typename Record>
-std::vector<Record*> fetch(dm::ManagedObjectContext& context, std::optional<dm::Predicate> filter,
-                           std::vector<dm::SortDescriptor> order = {}) {
-  dm::FetchRequest request(context.model().entityNamed(Record::kEntityName));
-  request.predicate = std::move(filter);
-  request.sortDescriptors = std::move(order);
-  std::vector<Record*> records;
-  for (auto* object : context.executeFetchRequest(request))
-    if (auto* record = dynamic_cast<Record*>(object)) records.push_back(record);
-  return records;
-}
-
-template <typename Record>
 Record* byEntityID(dm::ManagedObjectContext& context, std::int64_t id) {
-  auto found = fetch<Record>(context, dm::Predicate::keyEquals("entityID", dm::Value(id)));
+  auto found =
+      dm::fetchRecords<Record>(context, dm::Predicate::keyEquals("entityID", dm::Value(id)));
   return found.empty() ? nullptr : found.front();
 }
 
 dm::ExerciseCompletedSetEntity* setWithGuid(dm::ManagedObjectContext& context,
                                             const std::string& guid) {
-  auto found = fetch<dm::ExerciseCompletedSetEntity>(
+  auto found = dm::fetchRecords<dm::ExerciseCompletedSetEntity>(
       context, dm::Predicate::keyEquals("guid", dm::Value(guid)));
   if (found.empty()) throw CommandError("no completed set has the guid \"" + guid + "\"");
   return found.front();
@@ -185,7 +175,7 @@ void showSets(const SetArguments& arguments, const GlobalOptions& options) {
   auto context = openForScreens(options);
   onQueue(*context, [&] {
     auto* exercise = byEntityID<dm::ExerciseEntity>(*context, arguments.id);
-    auto sets = fetch<dm::ExerciseCompletedSetEntity>(
+    auto sets = dm::fetchRecords<dm::ExerciseCompletedSetEntity>(
         *context, dm::Predicate::keyEquals("exerciseId", dm::Value(arguments.id)),
         {{"executedAt", true}});
     if (!exercise && sets.empty())
