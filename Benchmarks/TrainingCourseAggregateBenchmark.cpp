@@ -20,8 +20,8 @@ namespace {
 using Clock = std::chrono::steady_clock;
 constexpr int kRepetitions = 15;
 
-// Rows of one table shared by every entity (the store's layout): sets s, their exercise e,
-// its day d and the day's course c; the pending correction u joined by guid.
+// The store's tables: sets s, their exercise e, its day d and the day's course c; the
+// pending correction u joined by guid.
 constexpr const char* kQuery = R"(
 SELECT count(*),
   sum(CASE WHEN e.handbookTypeString = 'power'
@@ -31,13 +31,12 @@ SELECT count(*),
       THEN coalesce(u.value, s.value) ELSE 0 END),
   sum(CASE WHEN e.handbookTypeString IN ('power', 'functional_repeats')
       THEN coalesce(u.repeats, s.repeats) ELSE 0 END)
-FROM BaseMappableEntity s
-JOIN BaseMappableEntity e ON e._pk = s._fk_exersice
-JOIN BaseMappableEntity d ON d._pk = e._fk_trainingDay
-JOIN BaseMappableEntity c ON c._pk = d._fk_cource
-LEFT JOIN BaseMappableEntity u
-  ON u.guid = s.guid AND u._entity = 'ExerciseCompletedSetUpdateEntity'
-WHERE s._entity = 'ExerciseCompletedSetEntity' AND c.entityID = ?1
+FROM ExerciseCompletedSetEntity s
+JOIN Exercise e ON e._pk = s._fk_exersice
+JOIN TrainingDayEntity d ON d._pk = e._fk_trainingDay
+JOIN TrainingCourseEntity c ON c._pk = d._fk_cource
+LEFT JOIN ExerciseCompletedSetUpdateEntity u ON u.guid = s.guid
+WHERE c.entityID = ?1
   AND coalesce(s.markedDeleted, 0) = 0
   AND d.entityStatusString = 'published' AND coalesce(d.markDeleted, 0) = 0
 GROUP BY d._pk)";

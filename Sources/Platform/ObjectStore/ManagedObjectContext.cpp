@@ -1094,12 +1094,15 @@ std::vector<ManagedObject*> ManagedObjectContext::fetchLocked(const FetchRequest
     }
   }
 
+  // An entity without a table is read from its subentities' tables, one query each: the
+  // order and window then apply here.
+  const bool spansTables = !request.entity->hasTable();
   std::vector<ObjectSnapshot> rows;
   if (!inMemoryFilter) {
     const bool idsOnly = !request.includesPropertyValues || request.returnsObjectsAsFaults ||
                          request.fetchBatchSize > 0;
     try {
-      rows = store_->query(request, excluded, matches.empty(), idsOnly);
+      rows = store_->query(request, excluded, matches.empty() && !spansTables, idsOnly);
     } catch (const SqlNestingError&) {
       inMemoryFilter = true;
     }
@@ -1127,7 +1130,7 @@ std::vector<ManagedObject*> ManagedObjectContext::fetchLocked(const FetchRequest
     // Our copy is unchanged (else it would have been met first): refresh it.
     results.push_back(registerSnapshotLocked(owner->snapshotOfLocked(o), true));
   }
-  if (!matches.empty() || inMemoryFilter) {
+  if (!matches.empty() || inMemoryFilter || spansTables) {
     if (!request.sortDescriptors.empty()) {
       std::vector<std::pair<std::vector<Value>, ManagedObject*>> keyed;
       keyed.reserve(results.size());

@@ -177,6 +177,9 @@ std::shared_ptr<const ManagedObjectModel> ManagedObjectModel::fromJson(std::stri
     entity->className_ = stringMember(e, "class", where, entity->name_);
     if (e.contains("parent")) entity->parentName_ = stringMember(e, "parent", where);
     entity->abstract_ = boolMember(e, "abstract", false, where);
+    entity->tablePerSubentity_ = boolMember(e, "tablePerSubentity", false, where);
+    if (entity->tablePerSubentity_ && !entity->abstract_)
+      invalid(where + ": only an abstract entity can leave its rows to its subentities' tables");
     if (model->byName_.count(entity->name_)) invalid(where + ": declared twice");
     if (auto it = e.find("attributes"); it != e.end()) {
       if (!it->is_array()) invalid(where + ": \"attributes\" must be a list");
@@ -277,7 +280,17 @@ std::shared_ptr<const ManagedObjectModel> ManagedObjectModel::fromJson(std::stri
   // Flatten inherited properties (parents come first in `order`).
   for (const EntityDescription* c : order) {
     auto* e = const_cast<EntityDescription*>(c);
-    e->root_ = e->parent_ ? e->parent_->root_ : e;
+    // A hierarchy shares its root's table, except below an entity that has no table: there
+    // each subentity starts a table of its own.
+    if (e->tablePerSubentity_ && e->parent_ && !e->parent_->tablePerSubentity_)
+      invalid("entity " + e->name_ +
+              ": an entity without a table must descend only from "
+              "entities without a table");
+    e->root_ = e->tablePerSubentity_                          ? nullptr
+               : e->parent_ && e->parent_->tablePerSubentity_ ? e
+               : e->parent_                                   ? e->parent_->root_
+                                                              : e;
+    e->keySpace_ = e->parent_ ? e->parent_->keySpace_ : e;
     std::vector<AttributeDescription> attrs =
         e->parent_ ? e->parent_->attributes_ : std::vector<AttributeDescription>{};
     std::vector<RelationshipDescription> rels =
@@ -310,8 +323,11 @@ std::shared_ptr<const ManagedObjectModel> ManagedObjectModel::fromJson(std::stri
   }
   // Family lists (self and descendants), and class names.
   for (const EntityDescription* c : order) {
-    for (const EntityDescription* a = c; a; a = a->parent_)
+    for (const EntityDescription* a = c; a; a = a->parent_) {
       const_cast<EntityDescription*>(a)->family_.push_back(c);
+      if (c->root_ == c && !a->root_) const_cast<EntityDescription*>(a)->tableRoots_.push_back(c);
+    }
+    if (c->root_) const_cast<EntityDescription*>(c)->tableRoots_.push_back(c->root_);
     model->byClass_.emplace(c->className_, c);
   }
 
@@ -324,6 +340,10 @@ std::shared_ptr<const ManagedObjectModel> ManagedObjectModel::fromJson(std::stri
       if (dest == model->byName_.end())
         invalid(rw + ": unknown destination " + rel.destinationName);
       rel.destination = dest->second;
+      // A stored reference is a key in one table; an entity without a table has none.
+      if (!rel.destination->hasTable())
+        invalid(rw + ": the destination " + rel.destinationName +
+                " has no table of its own; point at one of its subentities");
       if (rel.inverseName.empty()) continue;
       rel.inverse = rel.destination->relationshipNamed(rel.inverseName);
       if (!rel.inverse) invalid(rw + ": unknown inverse " + rel.inverseName);
@@ -335,15 +355,16 @@ std::shared_ptr<const ManagedObjectModel> ManagedObjectModel::fromJson(std::stri
   }
   // Columns of one table are shared by the whole hierarchy: a name must keep one type.
   for (const EntityDescription* root : order) {
-    if (root->parent_) continue;
+    if (root->root_ != root) continue;
     std::unordered_map<std::string, AttributeType> columns;
     for (const EntityDescription* e : root->family_)
-      for (const auto& a : e->attributes_) {
-        auto [it, added] = columns.emplace(a.name, a.type);
-        if (!added && it->second != a.type)
-          invalid("entity " + e->name_ + ": attribute " + a.name +
-                  " has another type in a related entity");
-      }
+      if (e->root_ == root)
+        for (const auto& a : e->attributes_) {
+          auto [it, added] = columns.emplace(a.name, a.type);
+          if (!added && it->second != a.type)
+            invalid("entity " + e->name_ + ": attribute " + a.name +
+                    " has another type in a related entity");
+        }
   }
   return model;
 }

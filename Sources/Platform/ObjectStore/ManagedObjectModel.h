@@ -57,7 +57,18 @@ class EntityDescription {
   const std::string& className() const { return className_; }
   bool isAbstract() const { return abstract_; }
   const EntityDescription* parent() const { return parent_; }
+  // False for an abstract entity declared "tablePerSubentity": it has no table; each of its
+  // subentities holds its rows in a table of its own (or in a table of a nearer ancestor).
+  bool hasTable() const { return !tablePerSubentity_; }
+  // The entity whose table holds this entity's rows (itself for a table's root); nullptr
+  // for an entity without a table.
   const EntityDescription* rootEntity() const { return root_; }
+  // The entities whose tables hold this entity's rows: its table root when it has a table,
+  // else the table roots among its descendants.
+  const std::vector<const EntityDescription*>& tableRoots() const { return tableRoots_; }
+  // The topmost ancestor: the key space. Row keys are unique across every table under it,
+  // so a key names one row wherever in the hierarchy it is stored.
+  const EntityDescription* keySpace() const { return keySpace_; }
   // Direct sub-entities.
   const std::vector<const EntityDescription*>& subentities() const { return subentities_; }
   // This entity and every entity below it.
@@ -73,16 +84,19 @@ class EntityDescription {
   int attributeIndex(std::string_view name) const;
   // Extra indexes declared by the model (each a list of attribute names).
   const std::vector<std::vector<std::string>>& compoundIndexes() const { return indexes_; }
-  // The SQL table that holds the hierarchy's rows (the root entity's name).
+  // The SQL table that holds this entity's rows (its table root's name). Only for an
+  // entity that has a table.
   const std::string& tableName() const { return root_->name_; }
 
  private:
   friend class ManagedObjectModel;
   std::string name_, className_, parentName_;
   bool abstract_ = false;
+  bool tablePerSubentity_ = false;
   const EntityDescription* parent_ = nullptr;
   const EntityDescription* root_ = this;
-  std::vector<const EntityDescription*> subentities_, family_;
+  const EntityDescription* keySpace_ = this;
+  std::vector<const EntityDescription*> subentities_, family_, tableRoots_;
   std::vector<AttributeDescription> attributes_;
   std::vector<RelationshipDescription> relationships_;
   std::vector<std::vector<std::string>> indexes_;

@@ -153,14 +153,14 @@ void PersistentStore::setSaveHook(SaveHook hook) {
 
 std::int64_t PersistentStore::allocateKeys(const EntityDescription& entity, std::size_t count) {
   std::lock_guard lock(mutex_);
-  auto& layout = tables_.at(entity.rootEntity());
+  const EntityDescription* space = entity.keySpace();
+  KeyReservation& reservation = keys_[space];
   const auto wanted = static_cast<std::int64_t>(count);
-  if (layout.nextKey && *layout.nextKey + wanted <= layout.reservedEnd) {
-    std::int64_t first = *layout.nextKey;
-    *layout.nextKey += wanted;
+  if (reservation.nextKey && *reservation.nextKey + wanted <= reservation.reservedEnd) {
+    std::int64_t first = *reservation.nextKey;
+    *reservation.nextKey += wanted;
     return first;
   }
-  const std::string table = entity.tableName();
   auto readInteger = [&](const std::string& sql, const std::string& parameter) {
     sqlite3_stmt* stmt = statement(sql);
     StatementReset reset{stmt};
@@ -170,21 +170,25 @@ std::int64_t PersistentStore::allocateKeys(const EntityDescription& entity, std:
     if (rc != SQLITE_ROW) fail(StoreErrorCode::SaveFailed, "Cannot reserve keys");
     return static_cast<std::int64_t>(sqlite3_column_int64(stmt, 0));
   };
+  // The key space may span several tables; a key is new when no table of it has it.
+  std::string highestKey = "SELECT MAX(k) + 1 FROM (SELECT 0 AS k";
+  for (const EntityDescription* root : space->tableRoots())
+    highestKey += " UNION ALL SELECT MAX(_pk) FROM " + quoteName(root->tableName());
+  highestKey += ")";
   if (type_ == StoreType::InMemory) {
-    const std::int64_t first =
-        readInteger("SELECT COALESCE(MAX(_pk), 0) + 1 FROM " + quoteName(table), {});
-    layout.nextKey = first + wanted;
-    layout.reservedEnd = std::numeric_limits<std::int64_t>::max();
+    const std::int64_t first = readInteger(highestKey, {});
+    reservation.nextKey = first + wanted;
+    reservation.reservedEnd = std::numeric_limits<std::int64_t>::max();
     return first;
   }
   // Other processes insert into the same file: keys are reserved in the file itself, a block
   // at a time, under the write lock (the open bulk write's, or a short transaction's).
-  const std::string reservationKey = "nextKey." + table;
+  const std::string reservationKey = "nextKey." + space->name();
   const bool ownTransaction = bulkOwner_ == nullptr;
   if (ownTransaction) exec("BEGIN IMMEDIATE");
   std::int64_t first = 0, end = 0;
   try {
-    first = std::max(readInteger("SELECT COALESCE(MAX(_pk), 0) + 1 FROM " + quoteName(table), {}),
+    first = std::max(readInteger(highestKey, {}),
                      readInteger("SELECT value FROM _metadata WHERE key = ?", reservationKey));
     end = first + std::max(wanted, kReservedKeyBlock);
     sqlite3_stmt* stmt = statement("INSERT OR REPLACE INTO _metadata (key, value) VALUES (?, ?)");
@@ -197,16 +201,13 @@ std::int64_t PersistentStore::allocateKeys(const EntityDescription& entity, std:
     if (ownTransaction) sqlite3_exec(db_, "ROLLBACK", nullptr, nullptr, nullptr);
     throw;
   }
-  layout.nextKey = first + wanted;
-  layout.reservedEnd = end;
+  reservation.nextKey = first + wanted;
+  reservation.reservedEnd = end;
   return first;
 }
 
 void PersistentStore::forgetReservedKeys() {
-  for (auto& [root, layout] : tables_) {
-    layout.nextKey.reset();
-    layout.reservedEnd = 0;
-  }
+  keys_.clear();
 }
 
 void PersistentStore::beginWriteLocked(const void* writer) {

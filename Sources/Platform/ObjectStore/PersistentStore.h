@@ -157,6 +157,9 @@ class PersistentStore {
     std::unordered_map<std::string, int> columnByName;
     std::unordered_map<const EntityDescription*, EntityLayout> entities;
     std::string selectList;  // "t0._pk, t0._entity, t0.\"a\", ..."
+  };
+  // Keys handed out from one key space (every table under one topmost entity).
+  struct KeyReservation {
     std::optional<std::int64_t> nextKey;
     std::int64_t reservedEnd = 0;  // keys below this are reserved for this connection
   };
@@ -196,7 +199,8 @@ class PersistentStore {
   // Guarded by mutex_.
   sqlite3* db_ = nullptr;
   std::unordered_map<std::string, sqlite3_stmt*> statements_;
-  std::unordered_map<const EntityDescription*, TableLayout> tables_;  // by root entity
+  std::unordered_map<const EntityDescription*, TableLayout> tables_;   // by table root
+  std::unordered_map<const EntityDescription*, KeyReservation> keys_;  // by key space
   std::unordered_map<std::string, const EntityDescription*> entityByName_;
   SaveHook hook_;
   const void* bulkOwner_ = nullptr;  // the context whose bulk write is open

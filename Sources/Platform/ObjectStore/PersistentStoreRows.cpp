@@ -417,7 +417,8 @@ std::string PersistentStore::buildQuery(const FetchRequest& request,
   SqlResolver resolver(
       entity, [&](const EntityDescription& e) -> const auto& { return layoutFor(e).columnByName; });
   std::vector<std::string> conditions;
-  if (!(request.includesSubentities && !entity.parent())) {
+  // A table's root with its subentities is the whole table: no filter on the kind.
+  if (!(request.includesSubentities && entity.rootEntity() == &entity)) {
     std::string names;
     const auto& family = request.includesSubentities
                              ? entity.selfAndDescendants()
@@ -482,34 +483,51 @@ std::vector<ObjectSnapshot> PersistentStore::query(const FetchRequest& request,
                                                    const std::vector<std::int64_t>& excluded,
                                                    bool applyWindow, bool idsOnly) {
   std::lock_guard lock(mutex_);
-  std::vector<Value> parameters;
-  std::string sql = buildQuery(request, excluded, applyWindow, idsOnly, false, parameters);
-  sqlite3_stmt* stmt = statement(sql);
-  StatementReset reset{stmt};
-  for (std::size_t i = 0; i < parameters.size(); ++i)
-    bindValue(stmt, static_cast<int>(i + 1), parameters[i]);
-  const auto& layout = layoutFor(*request.entity);
   std::vector<ObjectSnapshot> rows;
-  int rc;
-  while ((rc = sqlite3_step(stmt)) == SQLITE_ROW) {
-    rows.emplace_back();
-    readRow(stmt, layout, idsOnly, rows.back());
+  // An entity without a table is read table by table; its caller orders and windows the
+  // rows (keys are unique across the tables, so `excluded` applies to each).
+  const bool split = !request.entity->hasTable();
+  if (split && !request.includesSubentities) return rows;
+  for (const EntityDescription* part : request.entity->tableRoots()) {
+    FetchRequest partRequest = request;
+    if (split) partRequest.entity = part;
+    std::vector<Value> parameters;
+    std::string sql =
+        buildQuery(partRequest, excluded, applyWindow && !split, idsOnly, false, parameters);
+    sqlite3_stmt* stmt = statement(sql);
+    StatementReset reset{stmt};
+    for (std::size_t i = 0; i < parameters.size(); ++i)
+      bindValue(stmt, static_cast<int>(i + 1), parameters[i]);
+    const auto& layout = layoutFor(*partRequest.entity);
+    int rc;
+    while ((rc = sqlite3_step(stmt)) == SQLITE_ROW) {
+      rows.emplace_back();
+      readRow(stmt, layout, idsOnly, rows.back());
+    }
+    if (rc != SQLITE_DONE) fail(StoreErrorCode::FetchFailed, "Query failed");
   }
-  if (rc != SQLITE_DONE) fail(StoreErrorCode::FetchFailed, "Query failed");
   return rows;
 }
 
 std::size_t PersistentStore::count(const FetchRequest& request,
                                    const std::vector<std::int64_t>& excluded) {
   std::lock_guard lock(mutex_);
-  std::vector<Value> parameters;
-  std::string sql = buildQuery(request, excluded, false, true, true, parameters);
-  sqlite3_stmt* stmt = statement(sql);
-  StatementReset reset{stmt};
-  for (std::size_t i = 0; i < parameters.size(); ++i)
-    bindValue(stmt, static_cast<int>(i + 1), parameters[i]);
-  if (sqlite3_step(stmt) != SQLITE_ROW) fail(StoreErrorCode::FetchFailed, "Count failed");
-  return static_cast<std::size_t>(sqlite3_column_int64(stmt, 0));
+  const bool split = !request.entity->hasTable();
+  if (split && !request.includesSubentities) return 0;
+  std::size_t total = 0;
+  for (const EntityDescription* part : request.entity->tableRoots()) {
+    FetchRequest partRequest = request;
+    if (split) partRequest.entity = part;
+    std::vector<Value> parameters;
+    std::string sql = buildQuery(partRequest, excluded, false, true, true, parameters);
+    sqlite3_stmt* stmt = statement(sql);
+    StatementReset reset{stmt};
+    for (std::size_t i = 0; i < parameters.size(); ++i)
+      bindValue(stmt, static_cast<int>(i + 1), parameters[i]);
+    if (sqlite3_step(stmt) != SQLITE_ROW) fail(StoreErrorCode::FetchFailed, "Count failed");
+    total += static_cast<std::size_t>(sqlite3_column_int64(stmt, 0));
+  }
+  return total;
 }
 
 std::vector<ObjectID> PersistentStore::batchDeleteExcept(const EntityDescription& entity,
@@ -523,15 +541,16 @@ std::vector<ObjectID> PersistentStore::batchDeleteExcept(const EntityDescription
   std::vector<ObjectID> deleted;
   beginWriteLocked(writer);
   try {
-    std::string names;
-    for (const EntityDescription* e : entity.selfAndDescendants())
-      names += (names.empty() ? "'" : ",'") + e->name() + "'";
-    std::string sql = "DELETE FROM " + quoteName(entity.tableName()) + " WHERE _entity IN (" +
-                      names + ") AND (" + quoteName(attribute) + " IS NULL OR " +
-                      quoteName(attribute) +
-                      " NOT IN (SELECT value FROM json_each(?))) RETURNING _pk, _entity";
-    sqlite3_stmt* stmt = statement(sql);
-    {
+    for (const EntityDescription* part : entity.tableRoots()) {
+      // Rows of the entity's kinds stored in this table.
+      std::string names;
+      for (const EntityDescription* e : entity.selfAndDescendants())
+        if (e->rootEntity() == part) names += (names.empty() ? "'" : ",'") + e->name() + "'";
+      std::string sql = "DELETE FROM " + quoteName(part->tableName()) + " WHERE _entity IN (" +
+                        names + ") AND (" + quoteName(attribute) + " IS NULL OR " +
+                        quoteName(attribute) +
+                        " NOT IN (SELECT value FROM json_each(?))) RETURNING _pk, _entity";
+      sqlite3_stmt* stmt = statement(sql);
       StatementReset reset{stmt};
       std::string json = valuesJson(kept);
       sqlite3_bind_text(stmt, 1, json.data(), static_cast<int>(json.size()), SQLITE_STATIC);
@@ -553,7 +572,10 @@ std::vector<ObjectID> PersistentStore::batchDeleteExcept(const EntityDescription
       std::unordered_set<std::string> done;
       for (const EntityDescription* e : model_->entities())
         for (const auto& r : e->relationships()) {
-          if (r.destination->rootEntity() != entity.rootEntity()) continue;
+          if (!e->hasTable()) continue;  // its subentities' tables hold the references
+          const auto& parts = entity.tableRoots();
+          if (std::find(parts.begin(), parts.end(), r.destination->rootEntity()) == parts.end())
+            continue;
           std::string update;
           if (!r.toMany) {
             update = "UPDATE " + quoteName(e->tableName()) + " SET " + quoteName(fkColumn(r.name)) +

@@ -48,7 +48,7 @@ const char* sqlType(AttributeType type) {
 void PersistentStore::buildLayouts() {
   for (const EntityDescription* e : model_->entities()) entityByName_[e->name()] = e;
   for (const EntityDescription* root : model_->entities()) {
-    if (root->parent()) continue;
+    if (root->rootEntity() != root) continue;
     TableLayout layout;
     layout.root = root;
     for (const EntityDescription* e : root->selfAndDescendants()) {
@@ -240,7 +240,9 @@ void PersistentStore::migrate() {
         }
       }
     }
-    // Tables of removed entities: dropped when empty, an error when they hold rows.
+    // Tables the model no longer has: rows of entities that now live in another table move
+    // there (keys are unique per key space, so they move unchanged and references stay
+    // valid); the emptied table is dropped. Rows left over belong to removed entities.
     std::vector<std::string> stale;
     {
       sqlite3_stmt* stmt = statement(
@@ -249,6 +251,22 @@ void PersistentStore::migrate() {
       while (sqlite3_step(stmt) == SQLITE_ROW) {
         std::string name = reinterpret_cast<const char*>(sqlite3_column_text(stmt, 0));
         if (!wanted.count(name)) stale.push_back(name);
+      }
+    }
+    for (const auto& name : stale) {
+      if (name.rfind("_J_", 0) == 0) continue;
+      auto oldColumns = existingColumns(name);
+      if (!oldColumns.count("_entity") || !oldColumns.count("_pk")) continue;
+      for (auto& [root, layout] : tables_) {
+        std::string names, columns = "_pk, _entity";
+        for (const EntityDescription* e : root->selfAndDescendants())
+          names += (names.empty() ? "'" : ",'") + e->name() + "'";
+        for (const auto& column : layout.columns)
+          if (oldColumns.count(column)) columns += ", " + quoteName(column);
+        const std::string where = " WHERE _entity IN (" + names + ")";
+        exec("INSERT INTO " + quoteName(root->name()) + " (" + columns + ") SELECT " + columns +
+             " FROM " + quoteName(name) + where);
+        exec("DELETE FROM " + quoteName(name) + where);
       }
     }
     for (const auto& name : stale) {
@@ -293,7 +311,7 @@ std::vector<std::pair<std::string, std::int64_t>> PersistentStore::rowCounts() {
   std::lock_guard lock(mutex_);
   std::vector<std::pair<std::string, std::int64_t>> out;
   for (const EntityDescription* e : model_->entities()) {
-    if (e->isAbstract()) continue;
+    if (e->isAbstract() || !e->hasTable()) continue;
     sqlite3_stmt* stmt =
         statement("SELECT count(*) FROM " + quoteName(e->tableName()) + " WHERE _entity = ?");
     StatementReset reset{stmt};
