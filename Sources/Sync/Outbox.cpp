@@ -5,8 +5,10 @@
 #include <map>
 #include <set>
 
+#include "Mapping/Records/EntitySyncState.h"
 #include "Measurements/MeasurementAddRequest.h"
 #include "Measurements/MeasurementEntity.h"
+#include "Measurements/MeasurementUpdateRequest.h"
 #include "Measurements/ProgressPhotoAddRequest.h"
 #include "Platform/Foundation/DateFormatting.h"
 #include "Platform/ObjectMapping/ValueTransformer.h"
@@ -33,7 +35,7 @@ std::vector<T*> withGuid(ManagedObjectContext& context, const std::string& guid)
 }
 
 bool unconfirmed(const BaseMappableEntity& record) {
-  return !record.hasEntityID() || record.entityID() == 0;
+  return !isKnownToServer(record);
 }
 
 nlohmann::json bodyOf(const BaseMappableObject& request) {
@@ -59,9 +61,18 @@ struct SetState {
   bool corrected = false;  // a correction record exists
 };
 
-void listResults(ManagedObjectContext& context, std::vector<OutboxItem>& items) {
+// A result recorded for a user it must not be uploaded for (userIdForNotSend): the signed-in
+// user, or any user while nobody is signed in.
+bool heldBack(const WorkoutResultsEntity& result, std::optional<std::int64_t> signedInUserID) {
+  if (!result.hasUserIdForNotSend() || result.userIdForNotSend() == 0) return false;
+  return !signedInUserID || result.userIdForNotSend() == *signedInUserID;
+}
+
+void listResults(ManagedObjectContext& context, std::optional<std::int64_t> signedInUserID,
+                 std::vector<OutboxItem>& items) {
   for (auto* result : fetchRecords<WorkoutResultsEntity>(context, {}, {{"startedAt", true}})) {
-    if (!unconfirmed(*result) || result->guid().empty()) continue;
+    if (!needsCreation(*result) || result->guid().empty() || heldBack(*result, signedInUserID))
+      continue;
     items.push_back(
         {OutboxKind::WorkoutResultAdd,
          {result->guid()},
@@ -91,7 +102,7 @@ void listSets(ManagedObjectContext& context, std::vector<OutboxItem>& items) {
   std::map<std::string, std::vector<ExerciseCompletedSetEntity*>> setsByWorkout;
   for (const auto& guid : order) {
     const auto& state = byGuid[guid];
-    if (!unconfirmed(*state.set) || state.removed) continue;
+    if (!needsCreation(*state.set) || state.removed || state.set->markedDeleted()) continue;
     const std::string workout = state.set->resultGuid();
     if (!setsByWorkout.count(workout)) workouts.push_back(workout);
     setsByWorkout[workout].push_back(state.set);
@@ -170,44 +181,70 @@ bool isDeletedPhoto(const ProfileCommonPhotoEntity& photo) {
   return photo.entityStatusString() == "deleted";
 }
 
+std::string measurementDay(const MeasurementEntity& measurement) {
+  return measurement.hasDate() ? stringFromDate(measurement.date(), "yyyy-MM-dd")
+                               : std::string("an unknown day");
+}
+
+// A filled measurement request as the server reads it: the day as text, the photos as their
+// upload trees in display order, those the server has not seen yet without an id.
+nlohmann::json measurementBody(MeasurementAddRequest& request,
+                               const MeasurementEntity& measurement) {
+  if (measurement.hasDate())
+    request.setDateString(stringFromDate(measurement.date(), "yyyy-MM-dd"));
+  request.serializePhotos();
+  request.clearPhotos();  // the upload trees travel as serializedPhotos
+  request.clearDate();    // the text above is what the server reads
+  auto body = bodyOf(request);
+  if (body.contains("measurement") && body["measurement"].contains("photos") &&
+      body["measurement"]["photos"].is_array()) {
+    auto& photos = body["measurement"]["photos"];
+    std::stable_sort(photos.begin(), photos.end(), [](const auto& a, const auto& b) {
+      return a.value("sequence", 0) < b.value("sequence", 0);
+    });
+    for (auto& photo : photos)
+      if (photo.is_object() && photo.value("id", 0) == 0) photo.erase("id");
+  }
+  return body;
+}
+
+// The update of a confirmed measurement changed here: every value as stored (metric).
+nlohmann::json measurementUpdateBody(const MeasurementEntity& measurement) {
+  auto request = MeasurementUpdateRequest::requestWithEntity(measurement);
+  return measurementBody(*request, measurement);
+}
+
 void listMeasurements(ManagedObjectContext& context, std::vector<OutboxItem>& items) {
   std::vector<ProfileCommonPhotoEntity*> laterPhotos;  // new photos of confirmed measurements
+  std::vector<MeasurementEntity*> updates;             // confirmed, changed here since
   for (auto* measurement : fetchRecords<MeasurementEntity>(context, {}, {{"date", true}})) {
-    if (!unconfirmed(*measurement)) {
+    if (!needsCreation(*measurement)) {
+      if (needsUpdate(*measurement)) updates.push_back(measurement);
       for (auto* photo : measurement->photos())
-        if (unconfirmed(*photo) && !isDeletedPhoto(*photo) && !photo->guid().empty())
+        if (needsCreation(*photo) && !isDeletedPhoto(*photo) && !photo->guid().empty())
           laterPhotos.push_back(photo);
       continue;
     }
     auto request = std::make_shared<MeasurementAddRequest>();
     request->fillDataWith(measurement);
-    if (measurement->hasDate())
-      request->setDateString(stringFromDate(measurement->date(), "yyyy-MM-dd"));
-    request->serializePhotos();
-    request->clearPhotos();  // the upload trees travel as serializedPhotos
-    request->clearDate();    // the text above is what the server reads
-    auto body = bodyOf(*request);
-    // Photos go in their display order; those the server has not seen yet travel without an id.
-    if (body.contains("measurement") && body["measurement"].contains("photos") &&
-        body["measurement"]["photos"].is_array()) {
-      auto& photos = body["measurement"]["photos"];
-      std::stable_sort(photos.begin(), photos.end(), [](const auto& a, const auto& b) {
-        return a.value("sequence", 0) < b.value("sequence", 0);
-      });
-      for (auto& photo : photos)
-        if (photo.is_object() && photo.value("id", 0) == 0) photo.erase("id");
-    }
+    auto body = measurementBody(*request, *measurement);
     const auto photos = measurement->photosOrdered().size();
     items.push_back(
         {OutboxKind::MeasurementAdd,
          {measurementKey(*measurement)},
-         "measurement of " +
-             (measurement->hasDate() ? stringFromDate(measurement->date(), "yyyy-MM-dd")
-                                     : std::string("an unknown day")) +
+         "measurement of " + measurementDay(*measurement) +
              (photos ? " with " + std::to_string(photos) + (photos == 1 ? " photo" : " photos")
                      : std::string()),
          std::move(body),
          nlohmann::json::object()});
+  }
+  for (auto* measurement : updates) {
+    items.push_back({OutboxKind::MeasurementUpdate,
+                     {measurementKey(*measurement)},
+                     "changes of measurement " + std::to_string(measurement->entityID()) + " of " +
+                         measurementDay(*measurement),
+                     measurementUpdateBody(*measurement),
+                     nlohmann::json::object()});
   }
   for (auto* photo : laterPhotos) {
     auto request = std::make_shared<ProgressPhotoAddRequest>();
@@ -226,7 +263,7 @@ void listMeasurements(ManagedObjectContext& context, std::vector<OutboxItem>& it
 void listMessages(ManagedObjectContext& context, std::vector<OutboxItem>& items) {
   for (auto* message :
        fetchRecords<ChatMessageEntity>(context, {}, {{"time", true}, {"guid", true}})) {
-    if (!unconfirmed(*message) || message->guid().empty()) continue;
+    if (!needsCreation(*message) || message->guid().empty()) continue;
     auto request = std::make_shared<SendMessageRequest>();
     request->setText(message->text());
     request->setGuid(message->guid());
@@ -270,10 +307,13 @@ bool echoes(const nlohmann::json& record, const char* key, const Value& stored) 
   return false;
 }
 
-MeasurementEntity* measurementForKey(ManagedObjectContext& context, const std::string& key) {
+// The measurement `key` names among those `pending` accepts (waiting for their creation or
+// for their update); nullptr when none.
+MeasurementEntity* measurementForKey(ManagedObjectContext& context, const std::string& key,
+                                     bool (*pending)(const BaseMappableEntity&)) {
   if (key.rfind(kMeasurementKeyPrefix, 0) == 0) {
     for (auto* measurement : fetchRecords<MeasurementEntity>(context, {}, {{"date", true}}))
-      if (unconfirmed(*measurement) && measurementKey(*measurement) == key) return measurement;
+      if (pending(*measurement) && measurementKey(*measurement) == key) return measurement;
     return nullptr;
   }
   const std::string prefix = std::string(MeasurementEntity::kEntityName) + "/p";
@@ -287,21 +327,17 @@ MeasurementEntity* measurementForKey(ManagedObjectContext& context, const std::s
     return nullptr;
   }
   ObjectID id{context.model().entityNamed(MeasurementEntity::kEntityName), row, false};
-  return dynamic_cast<MeasurementEntity*>(context.existingObjectWithID(id));
+  auto* measurement = dynamic_cast<MeasurementEntity*>(context.existingObjectWithID(id));
+  return measurement && pending(*measurement) ? measurement : nullptr;
 }
 
 // The answer's lists by key, checked before anything is applied.
 std::map<std::string, std::vector<AnswerRecord>> readAnswer(const nlohmann::json& answer) {
   if (!answer.is_object()) throw OutboxError("an acknowledgement is a JSON object");
-  static const std::set<std::string> known = {"results",
-                                              "completed_sets",
-                                              "completed_update_sets",
-                                              "completed_delete_sets",
-                                              "results_update",
-                                              "measurements",
-                                              "photos",
-                                              "messages",
-                                              "failed"};
+  static const std::set<std::string> known = {
+      "results",        "completed_sets", "completed_update_sets", "completed_delete_sets",
+      "results_update", "measurements",   "measurements_update",   "photos",
+      "messages",       "failed"};
   std::map<std::string, std::vector<AnswerRecord>> lists;
   for (const auto& [name, value] : answer.items()) {
     if (!known.count(name)) throw OutboxError("unknown answer key \"" + name + "\"");
@@ -350,6 +386,8 @@ const char* outboxAnswerKey(OutboxKind kind) {
       return "results_update";
     case OutboxKind::MeasurementAdd:
       return "measurements";
+    case OutboxKind::MeasurementUpdate:
+      return "measurements_update";
     case OutboxKind::ProgressPhotoAdd:
       return "photos";
     case OutboxKind::MessageSend:
@@ -360,7 +398,7 @@ const char* outboxAnswerKey(OutboxKind kind) {
 
 std::vector<OutboxItem> Outbox::pending() const {
   std::vector<OutboxItem> items;
-  listResults(context_, items);
+  listResults(context_, signedInUserID_, items);
   listSets(context_, items);
   listResultCorrections(context_, items);
   listMeasurements(context_, items);
@@ -391,6 +429,7 @@ OutboxAcknowledgement Outbox::acknowledge(const nlohmann::json& answer) {
     for (auto* result : withGuid<WorkoutResultsEntity>(context, guid)) {
       if (!unconfirmed(*result)) continue;
       result->setEntityID(record["id"].get<std::int64_t>());
+      confirmCreation(*result);
       any = true;
     }
     return any;
@@ -400,6 +439,7 @@ OutboxAcknowledgement Outbox::acknowledge(const nlohmann::json& answer) {
     for (auto* set : withGuid<ExerciseCompletedSetEntity>(context, guid)) {
       if (!unconfirmed(*set)) continue;
       set->setEntityID(record["id"].get<std::int64_t>());
+      confirmCreation(*set);
       any = true;
     }
     return any;
@@ -421,8 +461,12 @@ OutboxAcknowledgement Outbox::acknowledge(const nlohmann::json& answer) {
     return corrections.empty() ? 0 : 1;
   };
   each("completed_update_sets", [&](const std::string& guid, const nlohmann::json& record) {
-    return clearCorrections(withGuid<ExerciseCompletedSetUpdateEntity>(context, guid), guid, record,
-                            {{"repeats", "repeats"}, {"value", "value"}, {"comment", "comment"}});
+    const int outcome =
+        clearCorrections(withGuid<ExerciseCompletedSetUpdateEntity>(context, guid), guid, record,
+                         {{"repeats", "repeats"}, {"value", "value"}, {"comment", "comment"}});
+    if (outcome > 0)
+      for (auto* set : withGuid<ExerciseCompletedSetEntity>(context, guid)) confirmChanges(*set);
+    return outcome;
   });
   each("completed_delete_sets", [&](const std::string& guid, const nlohmann::json&) {
     auto removals = withGuid<ExerciseCompletedSetDeleteEntity>(context, guid);
@@ -435,29 +479,59 @@ OutboxAcknowledgement Outbox::acknowledge(const nlohmann::json& answer) {
     return true;
   });
   each("results_update", [&](const std::string& guid, const nlohmann::json& record) {
-    return clearCorrections(
+    const int outcome = clearCorrections(
         withGuid<WorkoutResultsUpdateEntity>(context, guid), guid, record,
         {{"steps", "steps"}, {"calories", "calories"}, {"heartRateAverage", "heartRateAverage"}});
+    if (outcome > 0)
+      for (auto* result : withGuid<WorkoutResultsEntity>(context, guid)) confirmChanges(*result);
+    return outcome;
   });
   each("measurements", [&](const std::string& key, const nlohmann::json& record) {
-    auto* measurement = measurementForKey(context, key);
-    if (!measurement || !unconfirmed(*measurement)) return false;
+    auto* measurement = measurementForKey(context, key, &needsCreation);
+    if (!measurement) return false;
     measurement->setEntityID(record["id"].get<std::int64_t>());
+    confirmCreation(*measurement);
     if (record.contains("photos")) {
       for (const auto& answered : record["photos"]) {
         for (auto* photo : measurement->photos()) {
-          if (unconfirmed(*photo) && photo->sequence() == answered["sequence"].get<std::int64_t>())
+          if (unconfirmed(*photo) &&
+              photo->sequence() == answered["sequence"].get<std::int64_t>()) {
             photo->setEntityID(answered["id"].get<std::int64_t>());
+            confirmCreation(*photo);
+          }
         }
       }
     }
     return true;
+  });
+  // An update is confirmed only when the answer's echo (if any) still matches what would be
+  // sent now: a measurement edited again while the update was on its way stays to be sent.
+  each("measurements_update", [&](const std::string& key, const nlohmann::json& record) -> int {
+    auto* measurement = measurementForKey(context, key, &needsUpdate);
+    if (!measurement) return 0;
+    const auto body = measurementUpdateBody(*measurement);
+    const auto& sent = body.contains("measurement") ? body["measurement"] : body;
+    for (const auto& [field, echoed] : record.items()) {
+      if (field == "guid" || field == "id") continue;
+      auto now = sent.find(field);
+      const bool same = now == sent.end() ? echoed.is_null()
+                                          : (now->is_number() && echoed.is_number()
+                                                 ? now->get<double>() == echoed.get<double>()
+                                                 : *now == echoed);
+      if (!same) {
+        summary.superseded.push_back(key);
+        return -1;
+      }
+    }
+    confirmChanges(*measurement);
+    return 1;
   });
   each("photos", [&](const std::string& guid, const nlohmann::json& record) {
     bool any = false;
     for (auto* photo : withGuid<ProfileCommonPhotoEntity>(context, guid)) {
       if (!unconfirmed(*photo)) continue;
       photo->setEntityID(record["id"].get<std::int64_t>());
+      confirmCreation(*photo);
       any = true;
     }
     return any;
@@ -467,6 +541,7 @@ OutboxAcknowledgement Outbox::acknowledge(const nlohmann::json& answer) {
     for (auto* message : withGuid<ChatMessageEntity>(context, guid)) {
       if (!unconfirmed(*message)) continue;
       message->setEntityID(record["id"].get<std::int64_t>());
+      confirmCreation(*message);
       if (record.contains("created_at"))
         message->setTime(*parseServerDate(record["created_at"].get_ref<const std::string&>()));
       message->setDeliveryState(kMessageDeliverySent);

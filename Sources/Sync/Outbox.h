@@ -1,11 +1,13 @@
 // What the device still has to tell the server: every record created or changed here that the
 // server has not confirmed, as the ordered request bodies to send, and the mapping of the
 // server's acknowledgements back onto the records. Nothing is kept besides the records
-// themselves (client guids, entityID 0 until confirmed, the pending correction and removal
-// records), so the list survives a restart or a kill at any moment.
+// themselves (client guids, entityID 0 until confirmed, each record's device-side sync state,
+// the pending correction and removal records), so the list survives a restart or a kill at any
+// moment.
 #pragma once
 
 #include <cstdint>
+#include <optional>
 #include <stdexcept>
 #include <string>
 #include <vector>
@@ -25,6 +27,7 @@ enum class OutboxKind {
   CompletedSetDelete,
   WorkoutResultUpdate,
   MeasurementAdd,
+  MeasurementUpdate,
   ProgressPhotoAdd,
   MessageSend,
 };
@@ -66,7 +69,12 @@ constexpr std::int16_t kMessageDeliverySent = 1;
 // Reads and writes the records of one context; call it on that context's queue.
 class Outbox {
  public:
-  explicit Outbox(ManagedObjectContext& context) : context_(context) {}
+  // `signedInUserID`: the user signed in on this device (SignedInUser.h). A workout result
+  // whose userIdForNotSend names that user is never sent; without a signed-in user, results
+  // naming any user are held back, since they may be that user's.
+  explicit Outbox(ManagedObjectContext& context,
+                  std::optional<std::int64_t> signedInUserID = std::nullopt)
+      : context_(context), signedInUserID_(signedInUserID) {}
 
   // The requests still to send, in order. A removal of a record the server never saw cancels
   // its creation and correction; a removal of a confirmed set supersedes its correction.
@@ -74,9 +82,10 @@ class Outbox {
 
   // Maps the server's answer back and saves the context once (all or nothing). The answer is
   // an object of answer keys ("completed_sets", "results", "completed_update_sets",
-  // "completed_delete_sets", "results_update", "measurements", "photos", "messages"), each a
-  // list of records naming their "guid" and, for creations, the server's "id". A correction's
-  // answer may echo its values; it then clears only a correction still equal to them. "failed"
+  // "completed_delete_sets", "results_update", "measurements", "measurements_update",
+  // "photos", "messages"), each a list of records naming their "guid" and, for creations, the
+  // server's "id". A correction's or update's answer may echo its values; it then clears only
+  // a change still equal to them. "failed"
   // lists {"guid", "error"} the server refused. Throws OutboxError for a malformed answer and
   // StoreError when the save fails; either way no record changes (the context is reset to
   // what is stored).
@@ -84,6 +93,7 @@ class Outbox {
 
  private:
   ManagedObjectContext& context_;
+  std::optional<std::int64_t> signedInUserID_;
 };
 
 }  // namespace dm

@@ -1,10 +1,14 @@
 // The outbox over a real main store: request order, cancellation by an early removal, partial
-// and refused acknowledgements, malformed answers changing nothing, and a reopened store
-// listing the same requests.
+// and refused acknowledgements, malformed answers changing nothing, a reopened store listing
+// the same requests, records changed after the server confirmed them, and results held back
+// for the signed-in user.
 #include <gtest/gtest.h>
 
-#include "Platform/Foundation/DateFormatting.h"
+#include "Mapping/Records/EntitySyncState.h"
+#include "Measurements/MeasurementEdit.h"
 #include "Measurements/MeasurementEntity.h"
+#include "Platform/Foundation/DateFormatting.h"
+#include "Platform/Foundation/SettingsStore.h"
 #include "Profile/ProfileCommonPhotoEntity.h"
 #include "Profile/ProfileTestSupport.h"
 #include "Social/ChatMessageEntity.h"
@@ -14,6 +18,7 @@
 #include "Training/ExerciseCompletedSetUpdateEntity.h"
 #include "Training/WorkoutResultsEntity.h"
 #include "Training/WorkoutResultsUpdateEntity.h"
+#include "Units/UnitsHelper.h"
 
 namespace dm::test {
 namespace {
@@ -54,10 +59,10 @@ class OutboxTest : public ProfileStoreTest {
     return message;
   }
   // Kind and keys of each pending request, in order.
-  std::vector<std::string> summary() {
+  std::vector<std::string> summary(std::optional<std::int64_t> signedIn = std::nullopt) {
     std::vector<std::string> lines;
     perform([&] {
-      for (const auto& item : Outbox(*context).pending()) {
+      for (const auto& item : Outbox(*context, signedIn).pending()) {
         std::string line = outboxAnswerKey(item.kind);
         for (const auto& key : item.keys) line += " " + key;
         lines.push_back(line);
@@ -288,6 +293,123 @@ TEST_F(OutboxTest, MeasurementWithPhotosIsKeyedByItsTimeAndSurvivesAReopen) {
           R"({"measurements": [{"guid": "measurement@2020-01-01T00:00:00.000+00:00", "id": 1}]})")
           .unknown,
       (Lines{"measurement@2020-01-01T00:00:00.000+00:00"}));
+}
+
+TEST_F(OutboxTest, AMeasurementEditedAfterItWasConfirmedIsSentAsItsUpdateInMetric) {
+  UnitsHelper& units = UnitsHelper::sharedInstance();
+  units.setPrefs(SettingsStore::inMemory());
+  units.setWeightUnitsValue(1);  // pounds
+  units.setHeightUnitsValue(1);  // inches
+  const std::string key = "measurement@2026-11-10T00:00:00.000+00:00";
+  MeasurementEntity* confirmed = nullptr;
+  perform([&] {
+    confirmed = insert<MeasurementEntity>();
+    confirmed->setDate(*dateFromString("2026-11-10", "yyyy-MM-dd"));
+    confirmed->setEntityID(702);
+    confirmed->setWeight(84.7);
+    confirmed->setWaist(90.5);
+    context->save();
+  });
+  EXPECT_EQ(summary(), Lines{});  // as the server sent it
+
+  perform([&] {
+    editMeasurementInUnits(*confirmed, "waist", 36);    // inches
+    editMeasurementInUnits(*confirmed, "weight", 185);  // pounds
+    EXPECT_THROW(editMeasurementInUnits(*confirmed, "mission", 1), std::invalid_argument);
+    EXPECT_THROW(editMeasurementInUnits(*confirmed, "waist", -1), std::invalid_argument);
+    context->save();
+  });
+  EXPECT_EQ(summary(), (Lines{"measurements_update " + key}));
+  perform([&] {
+    const auto body = Outbox(*context).pending().at(0).body;
+    EXPECT_EQ(body["measurement"]["id"], 702);
+    EXPECT_EQ(body["measurement"]["measured_at"], "2026-11-10");
+    EXPECT_NEAR(body["measurement"]["waist"].get<double>(), 91.44, 0.001);
+    EXPECT_NEAR(body["measurement"]["weight"].get<double>(), 83.91, 0.01);
+  });
+  units.setPrefs(nullptr);
+
+  // The answer echoes a waist that is no longer stored: edited again while on its way.
+  auto ack = acknowledge(
+      ("{\"measurements_update\": [{\"guid\": \"" + key + "\", \"waist\": 90.0}]}").c_str());
+  EXPECT_EQ(ack.superseded, Lines{key});
+  EXPECT_EQ(summary(), (Lines{"measurements_update " + key}));
+  ack = acknowledge(("{\"measurements_update\": [{\"guid\": \"" + key + "\"}]}").c_str());
+  EXPECT_EQ(ack.confirmed, 1);
+  EXPECT_EQ(summary(), Lines{});
+  perform([&] { EXPECT_EQ(syncStateOf(*confirmed), EntitySyncState::Synced); });
+  EXPECT_EQ(
+      acknowledge(("{\"measurements_update\": [{\"guid\": \"" + key + "\"}]}").c_str()).unknown,
+      Lines{key});
+}
+
+TEST_F(OutboxTest, AChangeMadeWhileTheCreationWasOnItsWayFollowsAsAnUpdate) {
+  const std::string key = "measurement@2026-11-24T00:00:00.000+00:00";
+  MeasurementEntity* measurement = nullptr;
+  perform([&] {
+    measurement = insert<MeasurementEntity>();
+    measurement->setDate(*dateFromString("2026-11-24", "yyyy-MM-dd"));
+    measurement->setWeight(84.1);
+    markCreatedOnDevice(*measurement);
+    context->save();
+  });
+  EXPECT_EQ(summary(), (Lines{"measurements " + key}));
+  perform([&] {
+    editMeasurementInUnits(*measurement, "weight", 83.9);  // kilograms
+    context->save();
+  });
+  // Still one creation, now with the new weight...
+  EXPECT_EQ(summary(), (Lines{"measurements " + key}));
+  // ...but the creation the server confirms may have carried the old one.
+  acknowledge(("{\"measurements\": [{\"guid\": \"" + key + "\", \"id\": 703}]}").c_str());
+  EXPECT_EQ(summary(), (Lines{"measurements_update " + key}));
+}
+
+TEST_F(OutboxTest, SetsCarryTheirStateFromRecordingToConfirmedCorrection) {
+  ExerciseCompletedSetEntity* recorded = nullptr;
+  perform([&] {
+    recorded = set("s-1", 1'764'000'100, 60, 10);
+    markCreatedOnDevice(*recorded);
+    context->save();
+  });
+  acknowledge(R"({"completed_sets": [{"guid": "s-1", "id": 9001}]})");
+  perform([&] {
+    EXPECT_EQ(syncStateOf(*recorded), EntitySyncState::Synced);
+    correct("s-1", 9);
+    markChangedOnDevice(*recorded);
+    context->save();
+    EXPECT_TRUE(needsUpdate(*recorded));
+  });
+  EXPECT_EQ(summary(), (Lines{"completed_update_sets s-1"}));
+  acknowledge(R"({"completed_update_sets": [{"guid": "s-1", "repeats": 9}]})");
+  perform([&] { EXPECT_EQ(syncStateOf(*recorded), EntitySyncState::Synced); });
+  // Removed after it was confirmed: a removal, and the state says so.
+  perform([&] {
+    remove(recorded);
+    markRemovalPending(*recorded);
+    markChangedOnDevice(*recorded);  // a removal pending stays pending
+    context->save();
+    EXPECT_TRUE(needsRemoval(*recorded));
+  });
+  EXPECT_EQ(summary(), (Lines{"completed_delete_sets s-1"}));
+}
+
+TEST_F(OutboxTest, ResultsNotToBeUploadedForTheSignedInUserAreHeldBack) {
+  perform([&] {
+    for (auto [guid, notFor] :
+         {std::pair<const char*, std::int64_t>{"r-1", 0}, {"r-2", 5120}, {"r-3", 4211}}) {
+      auto* result = insert<WorkoutResultsEntity>();
+      result->setGuid(guid);
+      result->setStartedAt(Date(1'764'000'000));
+      if (notFor) result->setUserIdForNotSend(notFor);
+    }
+    set("s-1", 1'764'000'100, 60, 10, "r-2");  // sets carry no such mark: they go
+    context->save();
+  });
+  EXPECT_EQ(summary(5120), (Lines{"results r-1", "results r-3", "completed_sets s-1"}));
+  EXPECT_EQ(summary(4211), (Lines{"results r-1", "results r-2", "completed_sets s-1"}));
+  // Nobody signed in: a result marked for any user may be that user's.
+  EXPECT_EQ(summary(), (Lines{"results r-1", "completed_sets s-1"}));
 }
 
 }  // namespace

@@ -6,11 +6,14 @@
 #include <nlohmann/json.hpp>
 
 #include "DataModel.h"
+#include "Mapping/Records/EntitySyncState.h"
 #include "Platform/Foundation/Clock.h"
 #include "Platform/Foundation/DateFormatting.h"
 #include "Platform/Foundation/Guid.h"
+#include "Platform/Foundation/SettingsStore.h"
 #include "Platform/ObjectStore/FetchRequest.h"
 #include "Platform/ObjectStore/ManagedObjectContext.h"
+#include "Profile/SignedInUser.h"
 #include "Social/ChatMessageEntity.h"
 #include "UserData/CoreData/ManagedObjectStore.h"
 #include "dmctl/Command.h"
@@ -79,11 +82,17 @@ void run(long long conversationId, const GlobalOptions& options) {
   });
 }
 
-// A message written on the device: known by its guid, no server id and no sort key until the
-// server accepts it (the outbox sends it). Saved before the conversation is shown.
+// A message written on the device by the signed-in user: known by its guid, no server id and
+// no sort key until the server accepts it (the outbox sends it). Saved before the
+// conversation is shown.
 void write(long long conversationId, const std::string& text, const std::string& guid,
            const GlobalOptions& options) {
   auto context = openMainStoreForReading(options);
+  const auto author = dm::signedInUserId(*dm::SettingsStore::standard());
+  if (!author)
+    throw CommandError(
+        "no profile is signed in, so the message would have no author; map the profile "
+        "answer first (dmctl map UserEntity FILE --key-path user --save)");
   std::string failure;
   context->performAndWait([&] {
     auto* message = dynamic_cast<dm::ChatMessageEntity*>(
@@ -98,6 +107,8 @@ void write(long long conversationId, const std::string& text, const std::string&
     message->setText(text);
     message->setTime(dm::Clock::shared()->now());
     message->setDeliveryState(0);
+    message->setAuthorID(*author);
+    dm::markCreatedOnDevice(*message);
     try {
       context->save();
     } catch (const dm::StoreError& error) {

@@ -16,11 +16,13 @@
 #include "Mapping/Records/ModelMetadata.h"
 #include "Platform/Foundation/Directories.h"
 #include "Platform/Foundation/Injector.h"
+#include "Platform/Foundation/SettingsStore.h"
 #include "Platform/ObjectMapping/KeyPath.h"
 #include "Platform/ObjectMapping/ManagedObjectDestination.h"
 #include "Platform/ObjectMapping/MappingOperation.h"
 #include "Platform/ObjectMapping/ValueTransformer.h"
 #include "Platform/ObjectStore/StructuredValue.h"
+#include "Profile/SignedInUser.h"
 #include "UserData/CoreData/ManagedObjectStore.h"
 #include "dmctl/Command.h"
 #include "dmctl/JsonOutput.h"
@@ -234,6 +236,10 @@ void run(const MapArguments& arguments, const GlobalOptions& options) {
 
   std::optional<CommandError> failure;
   MapSummary summary;
+  // The profile answer ("user" holding one UserEntity) names the signed-in user.
+  const bool profileAnswer =
+      arguments.model.empty() && arguments.className == "UserEntity" && arguments.keyPath == "user";
+  std::int64_t profileUserID = 0;
   nlohmann::json records = nlohmann::json::array();
   nlohmann::json skipped = nlohmann::json::array();
   progress.setPhase("mapping");
@@ -260,6 +266,9 @@ void run(const MapArguments& arguments, const GlobalOptions& options) {
           ++summary.updated;
         else
           ++summary.unchanged;
+        if (profileAnswer && summary.mapped == 1)
+          if (auto* user = dynamic_cast<dm::BaseMappableEntity*>(object))
+            profileUserID = user->entityID();
         if (arguments.print)
           records.push_back({{"status", status},
                              {"entity", object->entity().name()},
@@ -288,6 +297,11 @@ void run(const MapArguments& arguments, const GlobalOptions& options) {
   });
   progress.finish();
   if (failure) throw *failure;
+  if (arguments.save && profileUserID > 0 &&
+      !dm::signIn(*dm::SettingsStore::standard(), profileUserID))
+    throw NotWrittenError(
+        "the profile was saved but the signed-in user could not be written to "
+        "the settings");
 
   const double seconds =
       std::chrono::duration<double>(std::chrono::steady_clock::now() - started).count();

@@ -1,5 +1,7 @@
 // `dmctl measurements [--since DATE]`: the stored body measurements in the current units, each
 // with the change since the previous record, as `dmctl map` stored them; --json for scripts.
+// `dmctl measurements edit MEASUREMENT --set FIELD=VALUE...`: values edited on the device, in
+// the current units; the outbox sends the change.
 #include <cstdio>
 #include <map>
 #include <optional>
@@ -7,10 +9,13 @@
 #include <nlohmann/json.hpp>
 
 #include "DataModel.h"
+#include "Measurements/MeasurementEdit.h"
 #include "Measurements/MeasurementEntity.h"
 #include "Platform/Foundation/DateFormatting.h"
 #include "Platform/ObjectStore/FetchRequest.h"
 #include "Platform/ObjectStore/ManagedObjectContext.h"
+#include "Platform/ObjectStore/StoreError.h"
+#include "Platform/ObjectStore/TypedFetch.h"
 #include "Units/UnitsHelper.h"
 #include "UserData/CoreData/ManagedObjectStore.h"
 #include "dmctl/Command.h"
@@ -130,12 +135,88 @@ void run(const std::string& since, const GlobalOptions& options) {
   });
 }
 
+// The measurement a command names: its server id, or the day it was taken (yyyy-MM-dd) when
+// exactly one was taken that day.
+dm::MeasurementEntity* measurementNamed(dm::ManagedObjectContext& context,
+                                        const std::string& name) {
+  const bool isID = !name.empty() && name.find_first_not_of("0123456789") == std::string::npos;
+  if (isID) {
+    for (auto* m : dm::fetchRecords<dm::MeasurementEntity>(context))
+      if (std::to_string(m->entityID()) == name) return m;
+    throw CommandError("no measurement has the id " + name, ErrorCode::NotFound);
+  }
+  auto day = dm::dateFromString(name, "yyyy-MM-dd");
+  if (!day) throw CommandError("name a measurement by its id or its day (yyyy-MM-dd): " + name);
+  std::vector<dm::MeasurementEntity*> found;
+  for (auto* m : dm::fetchRecords<dm::MeasurementEntity>(context))
+    if (m->hasDate() && dm::isSameDay(m->date(), *day)) found.push_back(m);
+  if (found.empty()) throw CommandError("no measurement was taken on " + name, ErrorCode::NotFound);
+  if (found.size() > 1)
+    throw CommandError("several measurements were taken on " + name + "; name one by its id");
+  return found.front();
+}
+
+void edit(const std::string& name, const std::vector<std::string>& changes,
+          const GlobalOptions& options) {
+  if (changes.empty()) throw CommandError("an edit needs at least one --set FIELD=VALUE");
+  auto context = openMainStoreForReading(options);
+  std::string failure;
+  context->performAndWait([&] {
+    auto* measurement = measurementNamed(*context, name);
+    for (const auto& change : changes) {
+      const auto equals = change.find('=');
+      std::optional<double> value;
+      if (equals != std::string::npos) {
+        try {
+          std::size_t used = 0;
+          value = std::stod(change.substr(equals + 1), &used);
+          if (used != change.size() - equals - 1) value.reset();
+        } catch (const std::exception&) {
+          value.reset();
+        }
+      }
+      if (!value) {
+        context->reset();
+        throw CommandError("--set takes FIELD=NUMBER, e.g. waist=91: " + change);
+      }
+      try {
+        dm::editMeasurementInUnits(*measurement, change.substr(0, equals), *value);
+      } catch (const std::invalid_argument& error) {
+        context->reset();
+        throw CommandError(change + ": " + error.what());
+      }
+    }
+    try {
+      context->save();
+    } catch (const dm::StoreError& error) {
+      failure = error.what();
+    }
+  });
+  if (!failure.empty()) throw NotWrittenError("the edit was not saved (" + failure + ")");
+  run("", options);
+}
+
 void setup(CLI::App& app, const GlobalOptions& options) {
   static std::string since;
+  static std::string name;
+  static std::vector<std::string> changes;
   auto* command =
       app.add_subcommand("measurements", "Show stored body measurements in the current units");
   command->add_option("--since", since, "Only records from this day on (yyyy-MM-dd)");
-  command->callback([&options] { run(since, options); });
+  command->require_subcommand(0, 1);
+  command->callback([command, &options] {
+    if (command->get_subcommands().empty()) run(since, options);
+  });
+  auto* editCommand = command->add_subcommand(
+      "edit", "Change values of a stored measurement, in the current units, to be sent");
+  editCommand
+      ->add_option("MEASUREMENT", name,
+                   "The measurement's id, or the day it was taken (yyyy-MM-dd)")
+      ->required();
+  editCommand->add_option("--set", changes,
+                          "FIELD=VALUE: weight, height, a girth (e.g. waist, leftBiceps) or "
+                          "bodyFatPercentage, in the current units");
+  editCommand->callback([&options] { edit(name, changes, options); });
 }
 
 const CommandRegistration registration("measurements", &setup);

@@ -4,13 +4,20 @@
 #include <fstream>
 #include <sstream>
 
+#include "Platform/Foundation/SettingsStore.h"
 #include "Platform/ObjectStore/ManagedObjectContext.h"
 #include "Platform/ObjectStore/StoreError.h"
+#include "Profile/SignedInUser.h"
 #include "Sync/Outbox.h"
 #include "dmctl/Command.h"
 
 namespace dmctl {
 namespace {
+
+// The outbox of the opened main store, for the signed-in user.
+dm::Outbox outboxOf(dm::ManagedObjectContext& context) {
+  return dm::Outbox(context, dm::signedInUserId(*dm::SettingsStore::standard()));
+}
 
 nlohmann::json itemJson(std::size_t number, const dm::OutboxItem& item) {
   return {{"number", number},
@@ -24,7 +31,7 @@ nlohmann::json itemJson(std::size_t number, const dm::OutboxItem& item) {
 void list(const GlobalOptions& options) {
   auto context = openMainStoreForReading(options);
   context->performAndWait([&] {
-    auto items = dm::Outbox(*context).pending();
+    auto items = outboxOf(*context).pending();
     if (options.json) {
       auto all = nlohmann::json::array();
       for (std::size_t i = 0; i < items.size(); ++i) all.push_back(itemJson(i + 1, items[i]));
@@ -44,7 +51,7 @@ void list(const GlobalOptions& options) {
 void body(std::size_t number, const GlobalOptions& options) {
   auto context = openMainStoreForReading(options);
   context->performAndWait([&] {
-    auto items = dm::Outbox(*context).pending();
+    auto items = outboxOf(*context).pending();
     if (number < 1 || number > items.size())
       throw CommandError("there is no request " + std::to_string(number) + " (the outbox holds " +
                          std::to_string(items.size()) + ")");
@@ -65,14 +72,14 @@ void acknowledge(const std::string& file, const GlobalOptions& options) {
   std::size_t left = 0;
   context->performAndWait([&] {
     try {
-      result = dm::Outbox(*context).acknowledge(answer);
+      result = outboxOf(*context).acknowledge(answer);
     } catch (const dm::OutboxError& error) {
       throw CommandError(file + ": " + error.what() + "; nothing was applied");
     } catch (const dm::StoreError& error) {
       throw NotWrittenError(std::string("the acknowledgement was not saved (") + error.what() +
                             "); nothing was applied");
     }
-    left = dm::Outbox(*context).pending().size();
+    left = outboxOf(*context).pending().size();
   });
   if (options.json) {
     std::printf("%s\n", nlohmann::json({{"confirmed", result.confirmed},

@@ -7,6 +7,7 @@
 #include <vector>
 
 #include "Handbook/Entities/HandbookPostExerciseEntity.h"
+#include "Mapping/Records/EntitySyncState.h"
 #include "Platform/Foundation/DateFormatting.h"
 #include "Platform/Foundation/Guid.h"
 #include "Platform/Foundation/LocaleServices.h"
@@ -257,6 +258,7 @@ void completeSet(const SetArguments& arguments, const GlobalOptions& options) {
     if (!arguments.resultGuid.empty()) set->setResultGuid(arguments.resultGuid);
     set->setExecutedAt(*executedAt);
     set->setMarkedDeleted(false);
+    dm::markCreatedOnDevice(*set);
     auto body =
         dm::training_requests::requestWithCompletedSets({set}, false)->serialized().description();
     auto title = set->titleForExerciseType(titleType(*exercise));
@@ -294,6 +296,7 @@ void correctSet(const SetArguments& arguments, const GlobalOptions& options) {
     if (value) update->setValue(*value);
     if (repeats) update->setRepeats(*repeats);
     if (comment) update->setComment(*comment);
+    dm::markChangedOnDevice(*set);
     auto body = dm::training_requests::requestWithUpdate(*update)->serialized().description();
     auto* exercise = set->exersice();
     auto title = set->titleForExerciseType(exercise ? titleType(*exercise) : 0);
@@ -309,6 +312,7 @@ void removeSet(const SetArguments& arguments, const GlobalOptions& options) {
   onQueue(*context, [&] {
     auto* set = setWithGuid(*context, arguments.guid);
     set->setMarkedDeleted(true);
+    dm::markRemovalPending(*set);
     auto* removal = set->deleteEntity();
     if (!removal) {
       removal = dynamic_cast<dm::ExerciseCompletedSetDeleteEntity*>(
