@@ -38,7 +38,8 @@ TEST_F(ReplayTest, OfflineSetsPrintTheCommittedScreens) {
   EXPECT_EQ(run.out,
             "$ dmctl outbox list\n"
             "  1  completed_sets        1 completed set of workout w-1\n"
-            "  2  completed_update_sets correction of set set-2: 9 repeats\n\n");
+            "  2  completed_update_sets correction of set set-2: 9 repeats\n"
+            "  3  measurements_update   changes of measurement 31 of 2026-11-10\n\n");
 }
 
 TEST_F(ReplayTest, TheFirstFailingStepStopsTheReplayWithItsStatus) {

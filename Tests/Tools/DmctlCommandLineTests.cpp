@@ -110,6 +110,7 @@ TEST_F(DmctlCommandLineTest, EveryCommandAnswersInJsonWithTheDocumentedFields) {
       {"units height", {"180"}, 0, {"centimetres", "shown"}},
       {"units reset", {}, 0, {"reset"}},
       {"measurements", {}, 0, {}},
+      {"measurements edit", {"999", "--set", "waist=90"}, 1, {}, "not_found"},
       {"feed", {}, 0, {}},
       {"chat", {"1"}, 0, {}},
       {"finance", {"wallet"}, 0, {}},
@@ -169,6 +170,21 @@ TEST_F(DmctlCommandLineTest, EveryCommandAnswersInJsonWithTheDocumentedFields) {
     EXPECT_TRUE(covered.count(path)) << "dmctl " << path << " has no row in the table";
   for (const auto& path : covered)
     EXPECT_TRUE(paths.count(path)) << "dmctl " << path << " is not in the command tree";
+}
+
+TEST_F(DmctlCommandLineTest, OnlyTheSignedInProfileWritesMessages) {
+  auto refused = run({"chat", "12", "--write", "Done", "--guid", "m-1"});
+  EXPECT_EQ(refused.status, 1);
+  EXPECT_NE(refused.err.find("no profile is signed in"), std::string::npos) << refused.err;
+  EXPECT_EQ(run({"outbox", "list"}).out, "nothing to send\n");  // nothing was stored
+
+  ASSERT_EQ(run({"map", "UserEntity", file("user.json"), "--key-path", "user", "--save"}).status,
+            0);
+  ASSERT_EQ(run({"chat", "12", "--write", "Done", "--guid", "m-1"}).status, 0);
+  auto messages = json::parse(run({"chat", "12", "--json"}).out);
+  ASSERT_EQ(messages.size(), 1u);
+  EXPECT_EQ(messages[0]["authorId"], 42);
+  EXPECT_EQ(messages[0]["guid"], "m-1");
 }
 
 TEST_F(DmctlCommandLineTest, ExitStatusesFollowTheTableInTheHelp) {
