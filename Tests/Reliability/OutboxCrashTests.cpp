@@ -1,7 +1,8 @@
 // The outbox under SIGKILL: a writer records completed sets, corrects and removes some, and
 // maps acknowledgements of the first pending requests (some partial), each step in one save.
 // After every kill the reopened store's outbox must be exactly what an uninterrupted run
-// leaves after the last step on disk: nothing acknowledged comes back, nothing unsent is gone.
+// leaves after the last step on disk: nothing acknowledged comes back, nothing unsent is gone,
+// and every set's sync state says what is still to send about it.
 #include <gtest/gtest.h>
 
 #include <cstdio>
@@ -9,6 +10,7 @@
 #include <string>
 #include <vector>
 
+#include "Mapping/Records/EntitySyncState.h"
 #include "Platform/Foundation/Directories.h"
 #include "Platform/Foundation/WorkQueue.h"
 #include "Platform/ObjectStore/FetchRequest.h"
@@ -139,6 +141,7 @@ TEST(CrashWriter, Outbox) {
       set->setValue(40 + static_cast<double>(step % 30));
       set->setRepeats(step % 12 + 1);
       set->setResultGuid("w");
+      markCreatedOnDevice(*set);
       if (step % 3 == 1) {
         for (auto* previous : setsWithGuid(*context, setGuid(step - 1))) {
           if (previous->markedDeleted()) continue;
@@ -147,11 +150,13 @@ TEST(CrashWriter, Outbox) {
               context->insertNewObject(ExerciseCompletedSetUpdateEntity::kEntityName));
           update->setGuid(previous->guid());
           update->setRepeats(99);
+          markChangedOnDevice(*previous);
         }
       }
       if (step % 5 == 2) {
         for (auto* removed : setsWithGuid(*context, setGuid(step - 3))) {
           removed->setMarkedDeleted(true);
+          markRemovalPending(*removed);
           dynamic_cast<ExerciseCompletedSetDeleteEntity*>(
               context->insertNewObject(ExerciseCompletedSetDeleteEntity::kEntityName))
               ->setGuid(removed->guid());
@@ -209,6 +214,17 @@ test::CrashCheck checkOutbox(const std::filesystem::path& root) {
       if (set->entityID() != it->second.id) {
         check.error = "set " + set->guid() + " has server id " + std::to_string(set->entityID()) +
                       ", expected " + std::to_string(it->second.id);
+        return;
+      }
+      const auto& wanted = it->second;
+      const EntitySyncState state = wanted.removed     ? EntitySyncState::RemovalPending
+                                    : wanted.corrected ? EntitySyncState::ChangedOnDevice
+                                    : wanted.id == 0   ? EntitySyncState::CreatedOnDevice
+                                                       : EntitySyncState::Synced;
+      if (syncStateOf(*set) != state) {
+        check.error = "set " + set->guid() + " has sync state " +
+                      std::to_string(static_cast<int>(syncStateOf(*set))) + ", expected " +
+                      std::to_string(static_cast<int>(state));
         return;
       }
       ++count;

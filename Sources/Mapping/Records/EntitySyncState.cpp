@@ -54,8 +54,10 @@ void confirmCreation(BaseMappableEntity& record) {
 }
 
 void confirmChanges(BaseMappableEntity& record) {
+  // Changes answered before the creation itself still leave the creation to confirm.
   if (syncStateOf(record) == EntitySyncState::ChangedOnDevice)
-    store(record, EntitySyncState::Synced);
+    store(record,
+          isKnownToServer(record) ? EntitySyncState::Synced : EntitySyncState::CreatedOnDevice);
 }
 
 bool needsCreation(const BaseMappableEntity& record) {

@@ -36,7 +36,8 @@ void markRemovalPending(BaseMappableEntity& record);
 // was recorded stays changed: the creation may have carried older values, so an update with
 // the current ones follows; a removal pending stays pending.
 void confirmCreation(BaseMappableEntity& record);
-// The server confirmed the changes it was sent: the record is synced again.
+// The server confirmed the changes it was sent: the record is synced again (still created on
+// the device when its creation is not confirmed yet).
 void confirmChanges(BaseMappableEntity& record);
 
 // What the outbox sends for a record, from its state and whether the server knows it:
