@@ -328,6 +328,13 @@ TEST_F(OutboxTest, AMeasurementEditedAfterItWasConfirmedIsSentAsItsUpdateInMetri
     EXPECT_NEAR(body["measurement"]["weight"].get<double>(), 83.91, 0.01);
   });
   units.setPrefs(nullptr);
+  // The state is the device's own: a payload naming it changes nothing.
+  perform([&] {
+    map(MeasurementEntity::kEntityName, R"({"measurement": {"id": 702, "entitySyncState": 0}})",
+        "measurement");
+    EXPECT_EQ(all(MeasurementEntity::kEntityName).size(), 1u);  // the same record
+  });
+  EXPECT_EQ(summary(), (Lines{"measurements_update " + key}));
 
   // The answer echoes a waist that is no longer stored: edited again while on its way.
   auto ack = acknowledge(
