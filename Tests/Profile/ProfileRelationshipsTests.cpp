@@ -14,18 +14,6 @@ namespace {
 
 class ProfileRelationshipsTest : public ProfileStoreTest {
  protected:
-  // Drops every reference to the open store and opens the file again.
-  void reopen() {
-    Injector::reset();
-    context.reset();
-    store.reset();
-    ManagedObjectStore::resetSharedInstance();
-    store = ManagedObjectStore::initWithModelName(ManagedObjectStore::modelName);
-    ASSERT_NE(store, nullptr);
-    ASSERT_FALSE(store->isInMemory());
-    context = store->persistentStoreManagedObjectContext();
-    installProfileStoreServices(store, *Injector::defaultInjector(), units, context);
-  }
   template <class T>
   T* only() {
     auto objects = all(T::kEntityName);

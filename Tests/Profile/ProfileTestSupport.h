@@ -38,6 +38,19 @@ class ProfileStoreTest : public ::testing::Test {
     ManagedObjectStore::resetSharedInstance();
     Directories::setShared(nullptr);
   }
+  // Drops every reference to the open store and opens its file again, so what follows reads
+  // what was written.
+  void reopen() {
+    Injector::reset();
+    context.reset();
+    store.reset();
+    ManagedObjectStore::resetSharedInstance();
+    store = ManagedObjectStore::initWithModelName(ManagedObjectStore::modelName);
+    ASSERT_NE(store, nullptr);
+    ASSERT_FALSE(store->isInMemory());
+    context = store->persistentStoreManagedObjectContext();
+    installProfileStoreServices(store, *Injector::defaultInjector(), units, context);
+  }
 
   // Maps `json` (under `keyPath`) with `className`'s response mapping and saves; on the
   // context's queue.

@@ -142,14 +142,7 @@ TEST_F(CourseDietsTest, DeletionFromTodayReachesTheFileAndSparesThePast) {
     EXPECT_EQ(ids(c->diets()), (std::set<std::int64_t>{1}));
   });
   // The file, opened again, holds only yesterday's diet.
-  Injector::reset();
-  context.reset();
-  store.reset();
-  ManagedObjectStore::resetSharedInstance();
-  store = ManagedObjectStore::initWithModelName(ManagedObjectStore::modelName);
-  ASSERT_NE(store, nullptr);
-  ASSERT_FALSE(store->isInMemory());
-  context = store->persistentStoreManagedObjectContext();
+  reopen();
   perform([&] {
     auto diets = all(DietEntity::kEntityName);
     ASSERT_EQ(diets.size(), 1u);
