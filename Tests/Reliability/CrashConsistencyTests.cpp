@@ -110,17 +110,16 @@ TEST(CrashWriter, MainStore) {
   auto context = store->mainQueueManagedObjectContext();
   for (std::int64_t batch = test::crashLastStep() + 1;; ++batch) {
     const int count = 1 + static_cast<int>(batch % 7);
-    std::string names;
+    std::vector<std::string> names;
     for (int i = 0; i < count; ++i) {
       ManagedObject* owner = context->insertNewObject("Owner");
       owner->setValueForKey("entityID", batch * 100 + i);
       owner->setValueForKey("name", ownerName(batch, i));
-      names += ownerName(batch, i);
+      names.push_back(ownerName(batch, i));
     }
     ManagedObject* marker = context->insertNewObject("Owner");
     marker->setValueForKey("entityID", -batch);
-    marker->setValueForKey(
-        "name", std::to_string(count) + ":" + std::to_string(test::crashChecksum(batch, names)));
+    marker->setValueForKey("name", test::batchMarker(batch, names));
     ObjectStoreHelpers::saveToPersistentStoreAndWait(*context);
     test::reportDurable(batch);
   }
@@ -154,20 +153,7 @@ test::CrashCheck checkMainStore(const std::filesystem::path& root) {
       !error.empty()) {
     return {0, "integrity check: " + error};
   }
-  std::int64_t last = 0;
-  for (const auto& [batch, marker] : markers) {
-    if (batch != last + 1) return {0, "batch " + std::to_string(last + 1) + " is missing"};
-    std::string names;
-    for (const auto& name : owners[batch]) names += name;
-    std::string expected = std::to_string(owners[batch].size()) + ":" +
-                           std::to_string(test::crashChecksum(batch, names));
-    if (marker != expected)
-      return {0, "batch " + std::to_string(batch) + " is torn: marker " + marker + ", found " +
-                     expected};
-    last = batch;
-  }
-  if (owners.size() != markers.size()) return {0, "owners saved without their batch marker"};
-  return {last, ""};
+  return test::checkWholeBatches(markers, owners, "batch");
 }
 
 TEST(CrashConsistencyTest, MainStoreHoldsWholeBatchesOnly) {
@@ -266,14 +252,12 @@ TEST(CrashWriter, HandbookStore) {
   for (std::int64_t batch = test::crashLastStep() + 1;; ++batch) {
     const int count = 1 + static_cast<int>(batch % 5);
     nlohmann::json products = nlohmann::json::array();
-    std::string titles;
+    std::vector<std::string> titles;
     for (int i = 0; i < count; ++i) {
       products.push_back({{"id", batch * 100 + i}, {"title", productTitle(batch, i)}});
-      titles += productTitle(batch, i);
+      titles.push_back(productTitle(batch, i));
     }
-    products.push_back({{"id", batch * 100 + 99},
-                        {"title", std::to_string(count) + ":" +
-                                      std::to_string(test::crashChecksum(batch, titles))}});
+    products.push_back({{"id", batch * 100 + 99}, {"title", test::batchMarker(batch, titles)}});
     nlohmann::json update{{"status", "changed"}, {"version", batch}, {"post_products", products}};
     if (!adapter.getHandbookUpdateEntityFromPayload(update.dump())) {
       ADD_FAILURE() << "update " << batch << " was refused";
@@ -311,20 +295,7 @@ test::CrashCheck checkHandbookStore(const std::filesystem::path& root) {
       !error.empty()) {
     return {0, "integrity check: " + error};
   }
-  std::int64_t last = 0;
-  for (const auto& [batch, marker] : markers) {
-    if (batch != last + 1) return {0, "update " + std::to_string(last + 1) + " is missing"};
-    std::string titles;
-    for (const auto& title : products[batch]) titles += title;
-    std::string expected = std::to_string(products[batch].size()) + ":" +
-                           std::to_string(test::crashChecksum(batch, titles));
-    if (marker != expected)
-      return {0, "update " + std::to_string(batch) + " is torn: marker " + marker + ", found " +
-                     expected};
-    last = batch;
-  }
-  if (products.size() != markers.size()) return {0, "products saved without their marker"};
-  return {last, ""};
+  return test::checkWholeBatches(markers, products, "update");
 }
 
 TEST(CrashConsistencyTest, HandbookStoreHoldsWholeUpdatesOnly) {
