@@ -13,8 +13,6 @@
 
 #include "Handbook/Adapter/HandbookAdapter.h"
 #include "Handbook/Entities/HandbookPostProductEntity.h"
-#include "Handbook/Storage/SeedPackSource.h"
-#include "Handbook/Storage/SeedStorage.h"
 #include "Platform/Foundation/Directories.h"
 #include "Platform/Foundation/SettingsStore.h"
 #include "Platform/Foundation/WorkQueue.h"
@@ -22,6 +20,7 @@
 #include "Platform/ObjectStore/ManagedObjectContext.h"
 #include "Platform/ObjectStore/ObjectStoreHelpers.h"
 #include "Reliability/CrashHarness.h"
+#include "Support/HandbookStorageOptions.h"
 #include "Support/TempDir.h"
 #include "UserData/CoreData/ManagedObjectStore.h"
 
@@ -226,18 +225,6 @@ TEST(CrashConsistencyTest, MainStoreKillsBesideAReaderProcessLoseNothing) {
 // n*100 + 99) titled "<count>:<checksum of the batch's titles>", applied and saved through
 // the adapter's update path.
 
-HandbookStorage::Options handbookOptions(const std::filesystem::path& root) {
-  SeedStorage::Options seed;
-  seed.settings = SettingsStore::inMemory();
-  seed.currentLocalization = "en";
-  seed.currentVersion = "1.0";
-  seed.packSource = std::make_shared<DirectorySeedPackSource>(root / "packs");
-  HandbookStorage::Options options;
-  options.applicationSupportDirectory = root / "support";
-  options.seedStorage = SeedStorage::create(seed);
-  return options;
-}
-
 std::string productTitle(std::int64_t batch, int i) {
   return "product " + std::to_string(batch) + "." + std::to_string(i) + " " +
          std::string(static_cast<std::size_t>(batch % 11) * 60, 'p');
@@ -248,7 +235,7 @@ TEST(CrashWriter, HandbookStore) {
   MainQueue::shared().adoptCurrentThread();
   const std::filesystem::path root = test::crashDirectory();
   std::filesystem::create_directories(root / "packs");
-  HandbookAdapter adapter(handbookOptions(root));
+  HandbookAdapter adapter(test::handbookStorageOptions(root, SettingsStore::inMemory()));
   for (std::int64_t batch = test::crashLastStep() + 1;; ++batch) {
     const int count = 1 + static_cast<int>(batch % 5);
     nlohmann::json products = nlohmann::json::array();
@@ -272,7 +259,8 @@ test::CrashCheck checkHandbookStore(const std::filesystem::path& root) {
   std::map<std::int64_t, std::string> markers;
   std::map<std::int64_t, std::vector<std::string>> products;  // by batch, in id order
   {
-    auto storage = HandbookStorage::create(handbookOptions(root));
+    auto storage =
+        HandbookStorage::create(test::handbookStorageOptions(root, SettingsStore::inMemory()));
     if (storage->isInMemory()) return {0, "the handbook store could not be opened"};
     storage->performOnSavingContextAndWait([&](ManagedObjectContext& context) {
       FetchRequest request(storage->entityNamed("HandbookPostProductEntity"));
