@@ -116,6 +116,8 @@ TEST_F(HostilePayloadTest, RefusedPayloadsLeaveTheStoreUnchanged) {
            std::string(R"([{"id":1,"name":"changed"},{"id":{"x":1}}])"),
            std::string(R"([{"id":1,"name":"changed"},{"id":2,"weight":"heavy"}])"),
            std::string(R"([{"id":1,"name":"changed"},{"id":2,"day":[1,2]}])"),
+           std::string(R"([{"id":1,"name":"changed"},)"),  // not JSON
+           std::string(R"("just text")"),                  // not a record or a list
            std::string("[{\"id\":1,\"name\":\"caf\xe9\"}]"),
            std::string("[{\"id\":1,\"name\":\"changed\"},{\"id\":2,\"name\":\"\xff\xfe\"}]"),
        }) {

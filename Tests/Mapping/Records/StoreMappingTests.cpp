@@ -104,24 +104,6 @@ TEST_F(StoreMappingTest, ForeignKeysConnectRecordsMappedOnTheirOwn) {
   });
 }
 
-TEST_F(StoreMappingTest, MalformedPayloadsLeaveTheStoreUnchanged) {
-  fixture.perform([&] {
-    mapWorkouts(R"([{"id": 1, "name": "Legs", "items": [{"id": 10, "name": "Squat"}]}])");
-    for (const char* payload : {
-             R"([{"id": 1, "name": "changed"}, 2])",  // not a record
-             R"([{"id": 1, "name": "changed")",       // not JSON
-             R"("just text")",                        // wrong shape
-         }) {
-      EXPECT_THROW(mapWorkouts(payload), MappingError) << payload;
-      EXPECT_FALSE(fixture.context().hasChanges()) << payload;
-    }
-    auto workouts = all("RecordsWorkout");
-    ASSERT_EQ(workouts.size(), 1u);
-    EXPECT_EQ(workouts[0]->valueForKey("title").asString(), "Legs");
-    EXPECT_EQ(all("RecordsItem").size(), 1u);
-  });
-}
-
 TEST_F(StoreMappingTest, AClassIdentifiedByEitherAttributeMatchesByIdOrGuid) {
   fixture.perform([&] {
     ManagedObject* local = fixture.context().insertNewObject("RecordsMessage");
