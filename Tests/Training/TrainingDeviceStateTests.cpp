@@ -72,8 +72,6 @@ TEST_F(ExercisesUtilsTest, ChartStateAndResetAll) {
   for (const char* key : {"exercisesPostExercisesDict", "exercisesSidesExercisesDict",
                           "chartTabSelectedIndexDict", "chartDataLoadedFromInternetDict"})
     EXPECT_FALSE(settings->contains(key)) << key;
-  EXPECT_EQ(ExercisesUtils::stringFromNumber(42), "42");
-  EXPECT_EQ(ExercisesUtils::stringFromNumber(std::nullopt), std::nullopt);
 }
 
 using TrainingRequestsTest = TrainingStoreTest;
