@@ -1,7 +1,7 @@
 // Stored data survives everything that is not corruption: another connection's write lock
 // during open, a full file system, a read-only mount, a refused seed pack after a version
-// change, refused settings files and two settings writers on one file. Corruption itself is
-// recovered with the damaged file kept aside.
+// change and two settings writers on one file (refused settings files: SettingsStoreTests).
+// Corruption itself is recovered with the damaged file kept aside.
 #include <gtest/gtest.h>
 #include <sqlite3.h>
 #include <sys/mount.h>
@@ -374,34 +374,6 @@ TEST_F(StoreSafetyTest, HandbookUpdatesNestedTooDeepAreRefusedOrReadEmptyNotCras
 }
 
 // ---- Settings ----
-
-TEST_F(StoreSafetyTest, RefusedSettingsFilesAreKeptAsideBeforeTheNextWrite) {
-  const fs::path file = dir / SettingsStore::kFileName;
-  const std::string deep = std::string(600, '[') + std::string(600, ']');
-  const std::vector<std::pair<std::string, std::string>> refused = {
-      {"format 2", R"({"format": 2, "values": {"a": {"kind": "integer", "value": 1}}})"},
-      {"600 deep", R"({"format": 1, "values": {"a": {"kind": "list", "value": )" + deep + "}}}"},
-      {"1e400", R"({"format": 1, "values": {"a": {"kind": "real", "value": 1e400}}})"},
-      {"bad UTF-8",
-       "{\"format\": 1, \"values\": {\"a\": {\"kind\": \"text\", \"value\": \"\xff\"}}}"},
-  };
-  for (const auto& [name, contents] : refused) {
-    SCOPED_TRACE(name);
-    fs::remove(file.string() + ".refused");
-    test::writeFile(file, contents);
-    events->clear();
-    SettingsStore store(file);
-    EXPECT_FALSE(store.contains("a"));
-    store.setInteger("new", 7);
-    EXPECT_EQ(test::readFile(file.string() + ".refused"), contents);
-    bool keptAside = false;
-    for (const auto& event : events->events())
-      keptAside = keptAside || event.description == "Settings file kept aside";
-    EXPECT_TRUE(keptAside);
-    SettingsStore reopened(file);
-    EXPECT_EQ(reopened.integerForKey("new"), 7);
-  }
-}
 
 TEST_F(StoreSafetyTest, TwoSettingsStoresOnOneFileKeepEachOthersKeys) {
   const fs::path file = dir / SettingsStore::kFileName;
