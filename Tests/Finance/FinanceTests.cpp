@@ -6,7 +6,6 @@
 #include <nlohmann/json.hpp>
 
 #include "Finance/AddCardResponse.h"
-#include "Finance/CreateInvoiceRequest.h"
 #include "Finance/FilterInvoicesRequest.h"
 #include "Finance/FinanceValues.h"
 #include "Finance/InvoiceEntity.h"
@@ -56,20 +55,6 @@ TEST_F(FinanceStoreTest, PayoutsKeepOneRecordPerCurrencySortedLargestFirst) {
     EXPECT_TRUE(PayoutEntity::payouts(*context).empty());
   });
   EXPECT_NE(PayoutEntity::newEntityID(), PayoutEntity::newEntityID());
-}
-
-TEST(FinanceRequests, CreateInvoiceSendsThePickedServiceById) {
-  auto request = std::make_shared<CreateInvoiceRequest>();
-  request->setClientID(7);
-  request->setCourseID(3);
-  request->setLength(1);
-  request->setPaymentSystem(InvoiceEntity::kPaymentSystem);
-  request->setCurrency("EUR");
-  request->setPickedServiceId(12);
-  request->setServiceType(ServiceType::OneTime);  // not sent
-  EXPECT_EQ(request->serialized().toJson(), nlohmann::json::parse(R"({"clientID": 7,
-      "courseID": 3, "length": 1, "paymentSystem": "external", "currency": "EUR",
-      "service.id": 12})"));
 }
 
 TEST_F(FinanceStoreTest, PaymentDetailsNotYetAcceptedAndTheirRequest) {
