@@ -9,6 +9,7 @@
 #include <gtest/gtest.h>
 
 #include "Mapping/Records/ModelMapper.h"
+#include "Platform/Foundation/Clock.h"
 #include "Platform/Foundation/Directories.h"
 #include "Platform/Foundation/Injector.h"
 #include "Platform/Foundation/SettingsStore.h"
@@ -33,7 +34,9 @@ class ProfileStoreTest : public ::testing::Test {
     context = store->persistentStoreManagedObjectContext();
     installProfileStoreServices(store, *Injector::defaultInjector(), units, context);
   }
+  // Also puts back the shared clock a test may have replaced.
   void TearDown() override {
+    Clock::setShared(nullptr);
     Injector::reset();
     ManagedObjectStore::resetSharedInstance();
     Directories::setShared(nullptr);
@@ -53,15 +56,19 @@ class ProfileStoreTest : public ::testing::Test {
   }
 
   // Maps `json` (under `keyPath`) with `className`'s response mapping and saves; on the
-  // context's queue.
-  std::vector<ManagedObject*> map(const std::string& className, const std::string& json,
-                                  const std::string& keyPath = "") {
+  // context's queue. The result also tells what was skipped.
+  MappingResult mapReporting(const std::string& className, const std::string& json,
+                             const std::string& keyPath = "") {
     auto mapping =
         ModelMapper::shared()->responseMappingForClass(*RecordClasses::classNamed(className));
     ManagedObjectDestination destination(*context);
     auto result = MappingOperation(destination).map(std::string_view(json), keyPath, mapping);
     context->save();
-    return ManagedObjectDestination::objects(result.objects);
+    return result;
+  }
+  std::vector<ManagedObject*> map(const std::string& className, const std::string& json,
+                                  const std::string& keyPath = "") {
+    return ManagedObjectDestination::objects(mapReporting(className, json, keyPath).objects);
   }
   std::vector<ManagedObject*> all(const char* entity, const char* sortKey = "entityID") {
     FetchRequest request(context->model().entityNamed(entity));

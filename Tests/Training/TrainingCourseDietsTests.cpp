@@ -24,7 +24,6 @@ class CourseDietsTest : public TrainingStoreTest {
   }
   void TearDown() override {
     setCurrentTimeZoneIdentifier(savedZone);
-    Clock::setShared(nullptr);
     TrainingStoreTest::TearDown();
   }
   // Local time in the current zone.
