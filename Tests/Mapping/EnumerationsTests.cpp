@@ -137,29 +137,6 @@ TEST_F(EnumerationsTest, LocalisedTableBuilderKeepsKeysWithoutTranslation) {
   EXPECT_EQ(table.at(1), Localization::string("Signup.Client", "ru"));
 }
 
-TEST_F(EnumerationsTest, RowsThatDifferFromTheUsualShape) {
-  // Values out of code order.
-  EXPECT_EQ(PaymentStatusMappings().enumForCode<PaymentStatus>("paid"), PaymentStatus::Paid);
-  EXPECT_EQ(PaymentStatusMappings().valueForCode("paid"), 3);
-  EXPECT_EQ(PaymentStatusMappings().codeForValue(2), "pending");
-
-  // A code without a title, and a title without a code.
-  EXPECT_EQ(GenderTypeMappings().valueForCode("na"), 0);
-  EXPECT_EQ(TitleForGenderType(0), "");
-  EXPECT_EQ(CourseStatusMappings().codeForValue(4), "received");
-  EXPECT_EQ(TitleForCourseStatus(4), "");
-  EXPECT_EQ(TitleForCourseStatus(5), "Deleted");
-  EXPECT_EQ(HandbookPostTypeMappings().codeForValue(0), std::nullopt);
-  EXPECT_EQ(TitleForHandbookPostType(0), "Undefined");
-
-  // Equal rows, separate tables.
-  EXPECT_NE(&ExerciseTypeMappings(), &ExerciseHandbookTypeMappings());
-  EXPECT_EQ(ExerciseTypeMappings().codesByValue(), ExerciseHandbookTypeMappings().codesByValue());
-
-  EXPECT_EQ(SocialMediaTypeMappings().enumForCode<SocialMediaType>("appleid"),
-            SocialMediaType::AppleID);
-}
-
 TEST_F(EnumerationsTest, AbuseCopyrightCodeKeepsItsCyrillicFirstLetter) {
   const std::string code = AbuseTypeMappings().codeForValue(4).value();
   ASSERT_GE(code.size(), 2u);
