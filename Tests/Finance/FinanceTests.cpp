@@ -1,12 +1,11 @@
-// Finance records: a user payload with its invoices, card and payment details, invoice titles,
-// payouts by currency, and the finance request bodies.
+// Finance records: invoice titles, payouts by currency, wallet, payment details, bad amounts
+// and currencies, and the finance request bodies. A user payload carrying invoices, card and
+// payment details is read back in PeopleFixturesTests.
 #include <gtest/gtest.h>
 
 #include <nlohmann/json.hpp>
 
 #include "Finance/AddCardResponse.h"
-#include "Finance/CardEntity.h"
-#include "Finance/CreateInvoiceRequest.h"
 #include "Finance/FilterInvoicesRequest.h"
 #include "Finance/FinanceValues.h"
 #include "Finance/InvoiceEntity.h"
@@ -15,48 +14,11 @@
 #include "Finance/PayoutEntity.h"
 #include "Finance/WalletEntity.h"
 #include "Profile/ProfileTestSupport.h"
-#include "Profile/UserEntity.h"
-#include "Social/FeedPostCommentEntity.h"
-#include "Social/FeedPostEntity.h"
 
 namespace dm::test {
 namespace {
 
 using FinanceStoreTest = ProfileStoreTest;
-
-TEST_F(FinanceStoreTest, UserPayloadWithFeedInvoicesCardAndPaymentMethodsMapsWhole) {
-  perform([&] {
-    auto mapped = map("UserEntity", R"({"user": {"id": 1, "first_name": "Anna",
-        "feedPosts": [{"guid": "p-1", "id": 100, "body": "Day one", "likesCount": 2},
-                      {"guid": "p-2", "id": 101, "body": "Day two"}],
-        "feedPostComment": [{"guid": "c-1", "id": 300, "body": "Nice"}],
-        "invoiceClient": [{"id": 50, "number": "A-17", "status": "paid_by_client",
-                           "service_type": "monthly", "serviceName": "Coaching",
-                           "fee": 1.5, "payout": 8.5, "price": 10, "currency": "EUR",
-                           "trainerId": 2, "trainer": {"id": 2, "first_name": "Coach"}}],
-        "card": {"id": 9, "type": "Visa", "number": "**** 4242"},
-        "paymentMethods": [{"id": 4, "guid": "pm-1", "title": "Bank", "details": "IBAN"}]}})",
-                      "user");
-    ASSERT_EQ(mapped.size(), 1u);
-    auto* user = dynamic_cast<UserEntity*>(mapped[0]);
-    ASSERT_NE(user, nullptr);
-    EXPECT_EQ(user->feedPosts().size(), 2u);
-    EXPECT_EQ(user->feedPostComment().size(), 1u);
-    ASSERT_EQ(user->invoiceClient().size(), 1u);
-    InvoiceEntity* invoice = user->invoiceClient()[0];
-    EXPECT_EQ(invoice->status(), PaymentStatus::PaidByClient);
-    EXPECT_EQ(invoice->serviceType(), ServiceType::Monthly);
-    EXPECT_DOUBLE_EQ(invoice->comission(), 1.5);
-    EXPECT_DOUBLE_EQ(invoice->trainerPayout(), 8.5);
-    ASSERT_NE(invoice->coach(), nullptr);
-    EXPECT_EQ(invoice->coach()->entityID(), 2);
-    EXPECT_EQ(invoice->coach()->invoiceCoach().size(), 1u);
-    ASSERT_NE(user->card(), nullptr);
-    EXPECT_EQ(user->card()->cardType(), CardType::Visa);
-    ASSERT_EQ(user->paymentMethods().size(), 1u);
-    EXPECT_EQ(user->paymentMethods()[0]->details(), "IBAN");
-  });
-}
 
 TEST_F(FinanceStoreTest, InvoiceTitles) {
   perform([&] {
@@ -93,20 +55,6 @@ TEST_F(FinanceStoreTest, PayoutsKeepOneRecordPerCurrencySortedLargestFirst) {
     EXPECT_TRUE(PayoutEntity::payouts(*context).empty());
   });
   EXPECT_NE(PayoutEntity::newEntityID(), PayoutEntity::newEntityID());
-}
-
-TEST(FinanceRequests, CreateInvoiceSendsThePickedServiceById) {
-  auto request = std::make_shared<CreateInvoiceRequest>();
-  request->setClientID(7);
-  request->setCourseID(3);
-  request->setLength(1);
-  request->setPaymentSystem(InvoiceEntity::kPaymentSystem);
-  request->setCurrency("EUR");
-  request->setPickedServiceId(12);
-  request->setServiceType(ServiceType::OneTime);  // not sent
-  EXPECT_EQ(request->serialized().toJson(), nlohmann::json::parse(R"({"clientID": 7,
-      "courseID": 3, "length": 1, "paymentSystem": "external", "currency": "EUR",
-      "service.id": 12})"));
 }
 
 TEST_F(FinanceStoreTest, PaymentDetailsNotYetAcceptedAndTheirRequest) {

@@ -52,15 +52,9 @@ TEST(HandbookStorageTest, FirstStartWithoutSeedOpensAnEmptyStore) {
 TEST(HandbookStorageTest, FirstStartUnpacksTheBuiltInSeedAndRecordsIt) {
   HandbookEnvironment env;
   env.writeSeedPack("en", test::smallUpdateDictionary());
-  auto options = env.storageOptions("en", "2.0");
   auto packs = std::make_shared<RecordingPackSource>(env.packs);
-  SeedStorage::Options seedOptions;
-  seedOptions.settings = env.settings;
-  seedOptions.currentLocalization = "en";
-  seedOptions.currentVersion = "2.0";
-  seedOptions.packSource = packs;
-  options.seedStorage = SeedStorage::create(seedOptions);
-  auto storage = HandbookStorage::create(options);
+  auto storage = HandbookStorage::create(
+      test::handbookStorageOptions(env.dir.path(), env.settings, "en", "2.0", packs));
   EXPECT_EQ(productCount(*storage), 3u);
   EXPECT_EQ(env.settings->stringForKey(SeedStorage::kAppVersionWithSavedHandbookKey), "2.0");
   EXPECT_EQ(env.settings->stringForKey(SeedStorage::kLocalizationWithSavedHandbookKey), "en");
@@ -199,16 +193,9 @@ TEST(HandbookStorageTest, FirstStartInGermanFetchesAndInstallsTheGermanSeed) {
   auto german = test::smallUpdateDictionary("de");
   german["post_products"].push_back({{"id", 43}, {"title", "Brot"}});
   env.writeSeedPack("de", german);
-  auto options = env.storageOptions("de");
   auto packs = std::make_shared<RecordingPackSource>(env.packs);
-  SeedStorage::Options seedOptions;
-  seedOptions.settings = env.settings;
-  seedOptions.currentLocalization = "de";
-  seedOptions.currentVersion = "1.0";
-  seedOptions.packSource = packs;
-  options.seedStorage = SeedStorage::create(seedOptions);
-
-  auto storage = HandbookStorage::create(options);
+  auto storage = HandbookStorage::create(
+      test::handbookStorageOptions(env.dir.path(), env.settings, "de", "1.0", packs));
   int completions = 0;
   storage->setLocalizationWasLoadedCompletion([&] { ++completions; });
   auto observer = std::make_shared<CountingObserver>();

@@ -65,10 +65,7 @@ std::shared_ptr<SeedStorage> HandbookEnvironment::seedStorage(const std::string&
 
 HandbookStorage::Options HandbookEnvironment::storageOptions(const std::string& language,
                                                              const std::string& version) const {
-  HandbookStorage::Options options;
-  options.applicationSupportDirectory = support;
-  options.seedStorage = seedStorage(language, version);
-  return options;
+  return handbookStorageOptions(dir.path(), settings, language, version);
 }
 
 std::filesystem::path HandbookEnvironment::writeSeedPack(const std::string& code,

@@ -13,6 +13,7 @@
 #include <nlohmann/json.hpp>
 
 #include "Handbook/Adapter/HandbookAdapter.h"
+#include "Support/HandbookStorageOptions.h"
 #include "Support/TempDir.h"
 
 namespace dm::test {

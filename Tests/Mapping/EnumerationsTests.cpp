@@ -137,29 +137,6 @@ TEST_F(EnumerationsTest, LocalisedTableBuilderKeepsKeysWithoutTranslation) {
   EXPECT_EQ(table.at(1), Localization::string("Signup.Client", "ru"));
 }
 
-TEST_F(EnumerationsTest, RowsThatDifferFromTheUsualShape) {
-  // Values out of code order.
-  EXPECT_EQ(PaymentStatusMappings().enumForCode<PaymentStatus>("paid"), PaymentStatus::Paid);
-  EXPECT_EQ(PaymentStatusMappings().valueForCode("paid"), 3);
-  EXPECT_EQ(PaymentStatusMappings().codeForValue(2), "pending");
-
-  // A code without a title, and a title without a code.
-  EXPECT_EQ(GenderTypeMappings().valueForCode("na"), 0);
-  EXPECT_EQ(TitleForGenderType(0), "");
-  EXPECT_EQ(CourseStatusMappings().codeForValue(4), "received");
-  EXPECT_EQ(TitleForCourseStatus(4), "");
-  EXPECT_EQ(TitleForCourseStatus(5), "Deleted");
-  EXPECT_EQ(HandbookPostTypeMappings().codeForValue(0), std::nullopt);
-  EXPECT_EQ(TitleForHandbookPostType(0), "Undefined");
-
-  // Equal rows, separate tables.
-  EXPECT_NE(&ExerciseTypeMappings(), &ExerciseHandbookTypeMappings());
-  EXPECT_EQ(ExerciseTypeMappings().codesByValue(), ExerciseHandbookTypeMappings().codesByValue());
-
-  EXPECT_EQ(SocialMediaTypeMappings().enumForCode<SocialMediaType>("appleid"),
-            SocialMediaType::AppleID);
-}
-
 TEST_F(EnumerationsTest, AbuseCopyrightCodeKeepsItsCyrillicFirstLetter) {
   const std::string code = AbuseTypeMappings().codeForValue(4).value();
   ASSERT_GE(code.size(), 2u);
@@ -169,16 +146,6 @@ TEST_F(EnumerationsTest, AbuseCopyrightCodeKeepsItsCyrillicFirstLetter) {
 
   EXPECT_EQ(AbuseTypeMappings().enumForCode<AbuseType>(code), AbuseType::CopyrightInfringement);
   EXPECT_EQ(AbuseTypeMappings().valueForCode("copyright_infringement"), std::nullopt);
-}
-
-TEST_F(EnumerationsTest, EntityStatusCodesAndTitles) {
-  EXPECT_EQ(entityStatusForCode("deleted"), EntityStatus::Deleted);
-  EXPECT_EQ(entityStatusForCode("none"), EntityStatus::None);
-  EXPECT_EQ(entityStatusForCode(""), std::nullopt);
-  EXPECT_EQ(entityStatusForCode("Deleted"), std::nullopt);
-  EXPECT_EQ(codeForEntityStatus(EntityStatus::Draft), "draft");
-  EXPECT_EQ(codeForEntityStatus(static_cast<EntityStatus>(4)), std::nullopt);
-  EXPECT_EQ(TitleForEntityStatus(EntityStatus::Published), "Published");
 }
 
 // Resolves names to "assets/<name>.png" for the names it has, and records every request.
@@ -203,13 +170,6 @@ class ImageForCardTypeTest : public ::testing::Test {
   void TearDown() override { ImageProvider::setShared(nullptr); }
 };
 
-TEST_F(ImageForCardTypeTest, DefaultProviderHandsBackTheAssetName) {
-  EXPECT_EQ(ImageForCardType(0), "Visa");
-  EXPECT_EQ(ImageForCardType(1), "Mastercard");
-  EXPECT_EQ(ImageForCardType(2), std::nullopt);
-  EXPECT_EQ(ImageForCardType(-1), std::nullopt);
-}
-
 TEST_F(ImageForCardTypeTest, ReplacedProviderResolvesTheNamesAndMayHaveNone) {
   auto provider = std::make_shared<RecordingImageProvider>(std::vector<std::string>{"Visa"});
   ImageProvider::setShared(provider);
@@ -219,8 +179,10 @@ TEST_F(ImageForCardTypeTest, ReplacedProviderResolvesTheNamesAndMayHaveNone) {
   EXPECT_EQ(ImageForCardType(7), std::nullopt);  // not a card type: the host is not asked
   EXPECT_EQ(provider->requested, (std::vector<std::string>{"Visa", "Mastercard"}));
 
+  // Without a host provider the asset name itself is the answer.
   ImageProvider::setShared(nullptr);
   EXPECT_EQ(ImageForCardType(1), "Mastercard");
+  EXPECT_EQ(ImageForCardType(-1), std::nullopt);
 }
 
 }  // namespace

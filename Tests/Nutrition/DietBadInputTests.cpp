@@ -1,6 +1,6 @@
 // Damaged diet answers and stored data: wrong-typed nutrient values, products the handbook
-// does not know, duplicate positions and corrupt alternatives give the documented empty
-// values, and nothing already stored is lost (checked after reopening the store).
+// does not know and corrupt alternatives give the documented empty values, and nothing already
+// stored is lost (checked after reopening the store).
 #include <gtest/gtest.h>
 
 #include "Handbook/Entities/HandbookPostProductEntity.h"
@@ -24,13 +24,6 @@ constexpr const char* kStoredDiet = R"({"diet": {
 
 class DietBadInputTest : public test::NutritionStoreTest {
  protected:
-  void reopen() {
-    context.reset();
-    store.reset();
-    ManagedObjectStore::resetSharedInstance();
-    store = ManagedObjectStore::initWithModelName(ManagedObjectStore::modelName);
-    context = store->persistentStoreManagedObjectContext();
-  }
   DietEntity* diet(std::int64_t id) {
     for (auto* object : all("DietEntity"))
       if (auto* d = dynamic_cast<DietEntity*>(object); d && d->entityID() == id) return d;
@@ -102,27 +95,6 @@ TEST_F(DietBadInputTest, WrongTypedHandbookValuesAndUnknownProductsCountAsZero) 
       EXPECT_EQ(line->handbookPost(), nullptr);
       EXPECT_FLOAT_EQ(line->calories(), 0.0f);
     }
-  });
-}
-
-TEST_F(DietBadInputTest, DuplicatePositionsKeepEveryLineInAStableOrder) {
-  perform([&] {
-    auto mapped = map("DietEntity", R"({"diet": {"id": 9, "meals": [{"id": 90, "products": [
-      {"id": 905, "post_product_id": 10, "product_portion": 10, "number": 2},
-      {"id": 903, "post_product_id": 11, "product_portion": 10, "number": 2},
-      {"id": 904, "post_product_id": 12, "product_portion": 10, "number": 1},
-      {"id": 906, "post_product_id": 13, "product_portion": 10}]}]}})",
-                      "diet");
-    ASSERT_EQ(mapped.size(), 1u);
-  });
-  reopen();
-  perform([&] {
-    DietMealEntity* meal = diet(9)->meals().at(0);
-    // Unset position reads 0 and leads; equal positions by id; the payload order is kept too.
-    EXPECT_EQ(lineIds(meal), (std::vector<std::int64_t>{906, 904, 903, 905}));
-    std::vector<std::int64_t> stored;
-    for (auto* product : meal->productsInStoredOrder()) stored.push_back(product->entityID());
-    EXPECT_EQ(stored, (std::vector<std::int64_t>{905, 903, 904, 906}));
   });
 }
 

@@ -130,26 +130,26 @@ TEST_F(DietRecordsTest, DietWithoutHandbookRelationOrMealsTotalsZero) {
 
 TEST_F(DietRecordsTest, MealProductsKeepTheirOrderAcrossReopening) {
   perform([&] { mapDiet(); });
-  context.reset();
-  store.reset();
-  ManagedObjectStore::resetSharedInstance();
-  store = ManagedObjectStore::initWithModelName(ManagedObjectStore::modelName);
-  context = store->persistentStoreManagedObjectContext();
+  reopen();
   perform([&] {
     DietMealEntity* breakfast = nullptr;
     for (auto* object : all("DietMealEntity"))
       if (auto* m = dynamic_cast<DietMealEntity*>(object); m && m->entityID() == 70) breakfast = m;
     ASSERT_TRUE(breakfast);
     EXPECT_EQ(ids(breakfast->productsInStoredOrder()), (std::vector<std::int64_t>{503, 501, 502}));
-    // Equal positions fall back to the identifier.
+    // Equal positions fall back to the identifier; an unset position reads 0 and leads.
     EXPECT_EQ(ids(breakfast->orderedProducts()), (std::vector<std::int64_t>{503, 501, 502}));
     auto* late = insert<DietProductEntity>();
     late->setEntityID(500);
     late->setPosition(2);
     breakfast->addProductsObject(late);
+    auto* unplaced = insert<DietProductEntity>();
+    unplaced->setEntityID(504);
+    breakfast->addProductsObject(unplaced);
     EXPECT_EQ(ids(breakfast->productsInStoredOrder()),
-              (std::vector<std::int64_t>{503, 501, 502, 500}));
-    EXPECT_EQ(ids(breakfast->orderedProducts()), (std::vector<std::int64_t>{503, 500, 501, 502}));
+              (std::vector<std::int64_t>{503, 501, 502, 500, 504}));
+    EXPECT_EQ(ids(breakfast->orderedProducts()),
+              (std::vector<std::int64_t>{504, 503, 500, 501, 502}));
   });
 }
 

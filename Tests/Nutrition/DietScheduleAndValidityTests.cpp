@@ -2,7 +2,6 @@
 // the device-only upload flag and the validity record.
 #include <gtest/gtest.h>
 
-#include "Mapping/Records/RecordClass.h"
 #include "Nutrition/DietEntity.h"
 #include "Nutrition/DietMealEntity.h"
 #include "Nutrition/DietMealSchedule.h"
@@ -108,9 +107,6 @@ TEST_F(DietScheduleTest, UploadFlagIsNeitherReadFromAnswersNorLostByThem) {
     EXPECT_TRUE(diet->needUploadToServer());
     EXPECT_EQ(diet->status(), "edited");
   });
-  auto mappings = RecordClasses::classNamed("DietEntity")->attributeMappings();
-  EXPECT_FALSE(mappings.count("needUploadToServer"));
-  EXPECT_EQ(mappings.at("caloriesTotal"), "total_energy_value");
 }
 
 // Its keys are checked against the model with every other record's (ModelDeclarationsTests).

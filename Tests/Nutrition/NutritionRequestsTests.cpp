@@ -1,5 +1,5 @@
-// Request bodies of the nutrition screens, compared with bodies written out by hand, and the
-// month grouping of pharmacy items.
+// Request bodies the nutrition screens build from stored diets and meals, compared with bodies
+// written out by hand, and the month grouping of pharmacy items.
 #include <gtest/gtest.h>
 
 #include "Nutrition/DietEntity.h"
@@ -12,8 +12,6 @@
 #include "Nutrition/NutritionTestSupport.h"
 #include "Nutrition/PharmacyAddRequest.h"
 #include "Nutrition/PharmacyEntity.h"
-#include "Nutrition/PharmacyUpdateRequest.h"
-#include "Nutrition/SportFoodUpdateRequest.h"
 #include "Platform/Foundation/DateFormatting.h"
 
 namespace dm {
@@ -86,19 +84,6 @@ TEST_F(NutritionRequestsTest, DietAndMealRequestsCarryTheirKeys) {
               {"product": {"post_product_id": 13, "comment": "warm"}}]}})"));
   EXPECT_EQ(requestWithConsumeTime("07:00")->serialized().toJson(),
             json::parse(R"({"meal": {"time": "07:00", "products": []}})"));
-}
-
-TEST_F(NutritionRequestsTest, PharmacyAndSportFoodRequests) {
-  auto pharmacy = std::make_shared<PharmacyUpdateRequest>();
-  pharmacy->setPost_pharmacy_id(5);
-  pharmacy->setComment("after meals");
-  auto body = pharmacy->serialized().toJson();
-  EXPECT_EQ((*body)["pharmacy"]["post_pharmacy_id"], 5);
-  EXPECT_EQ((*body)["pharmacy"]["comment"], "after meals");
-  auto sport = std::make_shared<SportFoodUpdateRequest>();
-  sport->setPost_sport_food_id(8);
-  EXPECT_EQ(sport->serialized().toJson(),
-            json::parse(R"({"sport_food": {"post_sport_food_id": 8}})"));
 }
 
 TEST(PharmacyMonthKey, GroupsByMonthAndSortsUndatedFirst) {

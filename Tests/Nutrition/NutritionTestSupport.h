@@ -8,10 +8,9 @@
 #include <nlohmann/json.hpp>
 
 #include "Handbook/Adapter/HandbookAdapter.h"
-#include "Handbook/Storage/SeedPackSource.h"
-#include "Handbook/Storage/SeedStorage.h"
 #include "Platform/Foundation/WorkQueue.h"
 #include "Profile/ProfileTestSupport.h"
+#include "Support/HandbookStorageOptions.h"
 
 namespace dm::test {
 
@@ -43,15 +42,8 @@ class NutritionStoreTest : public ProfileStoreTest {
     ProfileStoreTest::SetUp();
     MainQueue::shared();  // the test thread is the main thread
     std::filesystem::create_directories(dir / "packs");
-    SeedStorage::Options seed;
-    seed.settings = SettingsStore::inMemory();
-    seed.currentLocalization = "en";
-    seed.currentVersion = "1.0";
-    seed.packSource = std::make_shared<DirectorySeedPackSource>(dir / "packs");
-    HandbookStorage::Options options;
-    options.applicationSupportDirectory = dir / "support";
-    options.seedStorage = SeedStorage::create(seed);
-    HandbookAdapter::setShared(std::make_unique<HandbookAdapter>(options));
+    HandbookAdapter::setShared(std::make_unique<HandbookAdapter>(
+        handbookStorageOptions(dir.path(), SettingsStore::inMemory())));
     HandbookAdapter::shared().getHandbookUpdateEntityFromRequest(nutritionFoods());
     settleHandbook();
   }

@@ -14,17 +14,19 @@ namespace {
 
 class ProfileRelationshipsTest : public ProfileStoreTest {
  protected:
-  // Drops every reference to the open store and opens the file again.
-  void reopen() {
-    Injector::reset();
-    context.reset();
-    store.reset();
-    ManagedObjectStore::resetSharedInstance();
-    store = ManagedObjectStore::initWithModelName(ManagedObjectStore::modelName);
-    ASSERT_NE(store, nullptr);
-    ASSERT_FALSE(store->isInMemory());
-    context = store->persistentStoreManagedObjectContext();
-    installProfileStoreServices(store, *Injector::defaultInjector(), units, context);
+  // Saves a trainer, deletes what `remove` picks and saves again; `check` runs then and again
+  // after the store is reopened.
+  template <class Remove, class Check>
+  void deleteAndCheck(Remove remove, Check check) {
+    perform([&] {
+      insertTrainer();
+      context->save();
+      remove();
+      context->save();
+      check();
+    });
+    reopen();
+    perform(check);
   }
   template <class T>
   T* only() {
@@ -146,68 +148,47 @@ TEST_F(ProfileRelationshipsTest, DeleteAllUsersExceptTheListedCascadesOnSave) {
 }
 
 TEST_F(ProfileRelationshipsTest, DeletingAUserTakesItsOwnRecordsAndKeepsSharedOnes) {
-  perform([&] {
-    insertTrainer();
-    context->save();
-    context->deleteObject(only<UserEntity>());
-    context->save();
-    EXPECT_TRUE(all("UserEntity").empty());
-    EXPECT_TRUE(all("TrainerRecallStatsEntity").empty());
-    EXPECT_TRUE(all("TrainerServiceEntity").empty());
-    EXPECT_TRUE(all("ProfileCommonPhotoEntity").empty());
-    // Countries, cities and recalls are not the user's: they stay, without the user.
-    EXPECT_EQ(all("CountryEntity").size(), 1u);
-    EXPECT_EQ(all("CityEntity").size(), 1u);
-    auto* recall = only<TrainerRecallEntity>();
-    ASSERT_NE(recall, nullptr);
-    EXPECT_EQ(recall->user(), nullptr);
-  });
-  reopen();
-  perform([&] {
-    EXPECT_TRUE(all("TrainerServiceEntity").empty());
-    auto* recall = only<TrainerRecallEntity>();
-    ASSERT_NE(recall, nullptr);
-    EXPECT_EQ(recall->user(), nullptr);
-  });
+  deleteAndCheck([&] { context->deleteObject(only<UserEntity>()); },
+                 [&] {
+                   EXPECT_TRUE(all("UserEntity").empty());
+                   EXPECT_TRUE(all("TrainerRecallStatsEntity").empty());
+                   EXPECT_TRUE(all("TrainerServiceEntity").empty());
+                   EXPECT_TRUE(all("ProfileCommonPhotoEntity").empty());
+                   // Countries, cities and recalls are not the user's: they stay, without it.
+                   EXPECT_EQ(all("CountryEntity").size(), 1u);
+                   EXPECT_EQ(all("CityEntity").size(), 1u);
+                   auto* recall = only<TrainerRecallEntity>();
+                   ASSERT_NE(recall, nullptr);
+                   EXPECT_EQ(recall->user(), nullptr);
+                 });
 }
 
 TEST_F(ProfileRelationshipsTest, DeletingACountryTakesItsCitiesAndClearsTheUsersLinks) {
-  perform([&] {
-    insertTrainer();
-    context->save();
-    context->deleteObject(only<CountryEntity>());
-    context->save();
-    EXPECT_TRUE(all("CityEntity").empty());
-    auto* user = only<UserEntity>();
-    ASSERT_NE(user, nullptr);
-    EXPECT_EQ(user->country(), nullptr);
-    EXPECT_EQ(user->city(), nullptr);
-  });
-  reopen();
-  perform([&] {
-    auto* user = only<UserEntity>();
-    ASSERT_NE(user, nullptr);
-    EXPECT_EQ(user->country(), nullptr);
-    EXPECT_EQ(user->city(), nullptr);
-    EXPECT_TRUE(all("CityEntity").empty());
-  });
+  deleteAndCheck([&] { context->deleteObject(only<CountryEntity>()); },
+                 [&] {
+                   EXPECT_TRUE(all("CityEntity").empty());
+                   auto* user = only<UserEntity>();
+                   ASSERT_NE(user, nullptr);
+                   EXPECT_EQ(user->country(), nullptr);
+                   EXPECT_EQ(user->city(), nullptr);
+                 });
 }
 
 TEST_F(ProfileRelationshipsTest, DeletingOwnedRecordsLeavesTheUserWithoutThem) {
-  perform([&] {
-    insertTrainer();
-    context->save();
-    context->deleteObject(only<TrainerRecallStatsEntity>());
-    context->deleteObject(only<TrainerServiceEntity>());
-    context->deleteObject(only<CityEntity>());
-    context->save();
-    auto* user = only<UserEntity>();
-    ASSERT_NE(user, nullptr);
-    EXPECT_EQ(user->trainerRecallStats(), nullptr);
-    EXPECT_TRUE(user->services().empty());
-    EXPECT_EQ(user->city(), nullptr);
-    EXPECT_TRUE(user->country()->cities().empty());
-  });
+  deleteAndCheck(
+      [&] {
+        context->deleteObject(only<TrainerRecallStatsEntity>());
+        context->deleteObject(only<TrainerServiceEntity>());
+        context->deleteObject(only<CityEntity>());
+      },
+      [&] {
+        auto* user = only<UserEntity>();
+        ASSERT_NE(user, nullptr);
+        EXPECT_EQ(user->trainerRecallStats(), nullptr);
+        EXPECT_TRUE(user->services().empty());
+        EXPECT_EQ(user->city(), nullptr);
+        EXPECT_TRUE(user->country()->cities().empty());
+      });
 }
 
 TEST_F(ProfileRelationshipsTest, MappedUserIsReachableFromItsRecords) {

@@ -9,6 +9,7 @@
 #include <gtest/gtest.h>
 
 #include "Mapping/Records/ModelMapper.h"
+#include "Platform/Foundation/Clock.h"
 #include "Platform/Foundation/Directories.h"
 #include "Platform/Foundation/Injector.h"
 #include "Platform/Foundation/SettingsStore.h"
@@ -33,22 +34,41 @@ class ProfileStoreTest : public ::testing::Test {
     context = store->persistentStoreManagedObjectContext();
     installProfileStoreServices(store, *Injector::defaultInjector(), units, context);
   }
+  // Also puts back the shared clock a test may have replaced.
   void TearDown() override {
+    Clock::setShared(nullptr);
     Injector::reset();
     ManagedObjectStore::resetSharedInstance();
     Directories::setShared(nullptr);
   }
+  // Drops every reference to the open store and opens its file again, so what follows reads
+  // what was written.
+  void reopen() {
+    Injector::reset();
+    context.reset();
+    store.reset();
+    ManagedObjectStore::resetSharedInstance();
+    store = ManagedObjectStore::initWithModelName(ManagedObjectStore::modelName);
+    ASSERT_NE(store, nullptr);
+    ASSERT_FALSE(store->isInMemory());
+    context = store->persistentStoreManagedObjectContext();
+    installProfileStoreServices(store, *Injector::defaultInjector(), units, context);
+  }
 
   // Maps `json` (under `keyPath`) with `className`'s response mapping and saves; on the
-  // context's queue.
-  std::vector<ManagedObject*> map(const std::string& className, const std::string& json,
-                                  const std::string& keyPath = "") {
+  // context's queue. The result also tells what was skipped.
+  MappingResult mapReporting(const std::string& className, const std::string& json,
+                             const std::string& keyPath = "") {
     auto mapping =
         ModelMapper::shared()->responseMappingForClass(*RecordClasses::classNamed(className));
     ManagedObjectDestination destination(*context);
     auto result = MappingOperation(destination).map(std::string_view(json), keyPath, mapping);
     context->save();
-    return ManagedObjectDestination::objects(result.objects);
+    return result;
+  }
+  std::vector<ManagedObject*> map(const std::string& className, const std::string& json,
+                                  const std::string& keyPath = "") {
+    return ManagedObjectDestination::objects(mapReporting(className, json, keyPath).objects);
   }
   std::vector<ManagedObject*> all(const char* entity, const char* sortKey = "entityID") {
     FetchRequest request(context->model().entityNamed(entity));

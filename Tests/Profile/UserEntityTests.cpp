@@ -24,7 +24,6 @@ class UserEntityTest : public ProfileStoreTest {
     Clock::setShared(clock);
   }
   void TearDown() override {
-    Clock::setShared(nullptr);
     MediaAddresses::setShared(nullptr);
     setCurrentTimeZoneIdentifier("");
     setCurrentLocaleIdentifier("");

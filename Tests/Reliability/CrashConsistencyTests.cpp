@@ -13,8 +13,6 @@
 
 #include "Handbook/Adapter/HandbookAdapter.h"
 #include "Handbook/Entities/HandbookPostProductEntity.h"
-#include "Handbook/Storage/SeedPackSource.h"
-#include "Handbook/Storage/SeedStorage.h"
 #include "Platform/Foundation/Directories.h"
 #include "Platform/Foundation/SettingsStore.h"
 #include "Platform/Foundation/WorkQueue.h"
@@ -22,6 +20,7 @@
 #include "Platform/ObjectStore/ManagedObjectContext.h"
 #include "Platform/ObjectStore/ObjectStoreHelpers.h"
 #include "Reliability/CrashHarness.h"
+#include "Support/HandbookStorageOptions.h"
 #include "Support/TempDir.h"
 #include "UserData/CoreData/ManagedObjectStore.h"
 
@@ -110,17 +109,16 @@ TEST(CrashWriter, MainStore) {
   auto context = store->mainQueueManagedObjectContext();
   for (std::int64_t batch = test::crashLastStep() + 1;; ++batch) {
     const int count = 1 + static_cast<int>(batch % 7);
-    std::string names;
+    std::vector<std::string> names;
     for (int i = 0; i < count; ++i) {
       ManagedObject* owner = context->insertNewObject("Owner");
       owner->setValueForKey("entityID", batch * 100 + i);
       owner->setValueForKey("name", ownerName(batch, i));
-      names += ownerName(batch, i);
+      names.push_back(ownerName(batch, i));
     }
     ManagedObject* marker = context->insertNewObject("Owner");
     marker->setValueForKey("entityID", -batch);
-    marker->setValueForKey(
-        "name", std::to_string(count) + ":" + std::to_string(test::crashChecksum(batch, names)));
+    marker->setValueForKey("name", test::batchMarker(batch, names));
     ObjectStoreHelpers::saveToPersistentStoreAndWait(*context);
     test::reportDurable(batch);
   }
@@ -154,20 +152,7 @@ test::CrashCheck checkMainStore(const std::filesystem::path& root) {
       !error.empty()) {
     return {0, "integrity check: " + error};
   }
-  std::int64_t last = 0;
-  for (const auto& [batch, marker] : markers) {
-    if (batch != last + 1) return {0, "batch " + std::to_string(last + 1) + " is missing"};
-    std::string names;
-    for (const auto& name : owners[batch]) names += name;
-    std::string expected = std::to_string(owners[batch].size()) + ":" +
-                           std::to_string(test::crashChecksum(batch, names));
-    if (marker != expected)
-      return {0, "batch " + std::to_string(batch) + " is torn: marker " + marker + ", found " +
-                     expected};
-    last = batch;
-  }
-  if (owners.size() != markers.size()) return {0, "owners saved without their batch marker"};
-  return {last, ""};
+  return test::checkWholeBatches(markers, owners, "batch");
 }
 
 TEST(CrashConsistencyTest, MainStoreHoldsWholeBatchesOnly) {
@@ -240,18 +225,6 @@ TEST(CrashConsistencyTest, MainStoreKillsBesideAReaderProcessLoseNothing) {
 // n*100 + 99) titled "<count>:<checksum of the batch's titles>", applied and saved through
 // the adapter's update path.
 
-HandbookStorage::Options handbookOptions(const std::filesystem::path& root) {
-  SeedStorage::Options seed;
-  seed.settings = SettingsStore::inMemory();
-  seed.currentLocalization = "en";
-  seed.currentVersion = "1.0";
-  seed.packSource = std::make_shared<DirectorySeedPackSource>(root / "packs");
-  HandbookStorage::Options options;
-  options.applicationSupportDirectory = root / "support";
-  options.seedStorage = SeedStorage::create(seed);
-  return options;
-}
-
 std::string productTitle(std::int64_t batch, int i) {
   return "product " + std::to_string(batch) + "." + std::to_string(i) + " " +
          std::string(static_cast<std::size_t>(batch % 11) * 60, 'p');
@@ -262,18 +235,16 @@ TEST(CrashWriter, HandbookStore) {
   MainQueue::shared().adoptCurrentThread();
   const std::filesystem::path root = test::crashDirectory();
   std::filesystem::create_directories(root / "packs");
-  HandbookAdapter adapter(handbookOptions(root));
+  HandbookAdapter adapter(test::handbookStorageOptions(root, SettingsStore::inMemory()));
   for (std::int64_t batch = test::crashLastStep() + 1;; ++batch) {
     const int count = 1 + static_cast<int>(batch % 5);
     nlohmann::json products = nlohmann::json::array();
-    std::string titles;
+    std::vector<std::string> titles;
     for (int i = 0; i < count; ++i) {
       products.push_back({{"id", batch * 100 + i}, {"title", productTitle(batch, i)}});
-      titles += productTitle(batch, i);
+      titles.push_back(productTitle(batch, i));
     }
-    products.push_back({{"id", batch * 100 + 99},
-                        {"title", std::to_string(count) + ":" +
-                                      std::to_string(test::crashChecksum(batch, titles))}});
+    products.push_back({{"id", batch * 100 + 99}, {"title", test::batchMarker(batch, titles)}});
     nlohmann::json update{{"status", "changed"}, {"version", batch}, {"post_products", products}};
     if (!adapter.getHandbookUpdateEntityFromPayload(update.dump())) {
       ADD_FAILURE() << "update " << batch << " was refused";
@@ -288,7 +259,8 @@ test::CrashCheck checkHandbookStore(const std::filesystem::path& root) {
   std::map<std::int64_t, std::string> markers;
   std::map<std::int64_t, std::vector<std::string>> products;  // by batch, in id order
   {
-    auto storage = HandbookStorage::create(handbookOptions(root));
+    auto storage =
+        HandbookStorage::create(test::handbookStorageOptions(root, SettingsStore::inMemory()));
     if (storage->isInMemory()) return {0, "the handbook store could not be opened"};
     storage->performOnSavingContextAndWait([&](ManagedObjectContext& context) {
       FetchRequest request(storage->entityNamed("HandbookPostProductEntity"));
@@ -311,20 +283,7 @@ test::CrashCheck checkHandbookStore(const std::filesystem::path& root) {
       !error.empty()) {
     return {0, "integrity check: " + error};
   }
-  std::int64_t last = 0;
-  for (const auto& [batch, marker] : markers) {
-    if (batch != last + 1) return {0, "update " + std::to_string(last + 1) + " is missing"};
-    std::string titles;
-    for (const auto& title : products[batch]) titles += title;
-    std::string expected = std::to_string(products[batch].size()) + ":" +
-                           std::to_string(test::crashChecksum(batch, titles));
-    if (marker != expected)
-      return {0, "update " + std::to_string(batch) + " is torn: marker " + marker + ", found " +
-                     expected};
-    last = batch;
-  }
-  if (products.size() != markers.size()) return {0, "products saved without their marker"};
-  return {last, ""};
+  return test::checkWholeBatches(markers, products, "update");
 }
 
 TEST(CrashConsistencyTest, HandbookStoreHoldsWholeUpdatesOnly) {

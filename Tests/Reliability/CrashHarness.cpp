@@ -118,6 +118,30 @@ std::uint64_t crashChecksum(std::int64_t step, const std::string& payload) {
   return hash;
 }
 
+std::string batchMarker(std::int64_t batch, const std::vector<std::string>& texts) {
+  std::string joined;
+  for (const auto& text : texts) joined += text;
+  return std::to_string(texts.size()) + ":" + std::to_string(crashChecksum(batch, joined));
+}
+
+CrashCheck checkWholeBatches(const std::map<std::int64_t, std::string>& markers,
+                             const std::map<std::int64_t, std::vector<std::string>>& texts,
+                             const std::string& unit) {
+  std::int64_t last = 0;
+  for (const auto& [batch, marker] : markers) {
+    if (batch != last + 1) return {0, unit + " " + std::to_string(last + 1) + " is missing"};
+    auto found = texts.find(batch);
+    const std::string expected =
+        batchMarker(batch, found == texts.end() ? std::vector<std::string>{} : found->second);
+    if (marker != expected)
+      return {0, unit + " " + std::to_string(batch) + " is torn: marker " + marker + ", found " +
+                     expected};
+    last = batch;
+  }
+  if (texts.size() != markers.size()) return {0, unit + " texts saved without their marker"};
+  return {last, ""};
+}
+
 CrashReport runCrashLoop(const std::string& writerTest, const std::string& directory,
                          const CrashChecker& checker, int kills, std::uint32_t seed) {
   std::mt19937 random(seed);

@@ -7,7 +7,9 @@
 
 #include <cstdint>
 #include <functional>
+#include <map>
 #include <string>
+#include <vector>
 
 namespace dm::test {
 
@@ -59,5 +61,14 @@ std::string sqliteIntegrityError(const std::string& file);
 
 // A checksum over a counter and a payload, for writers to store beside their data.
 std::uint64_t crashChecksum(std::int64_t step, const std::string& payload);
+
+// For writers that save numbered batches of texts: the marker saved with batch `batch`,
+// "<count>:<checksum of the texts>".
+std::string batchMarker(std::int64_t batch, const std::vector<std::string>& texts);
+// What a checker found: batches 1..n each whole (its marker matches its texts), none missing
+// and no texts without their marker. `unit` names a batch in the error ("batch", "update").
+CrashCheck checkWholeBatches(const std::map<std::int64_t, std::string>& markers,
+                             const std::map<std::int64_t, std::vector<std::string>>& texts,
+                             const std::string& unit);
 
 }  // namespace dm::test

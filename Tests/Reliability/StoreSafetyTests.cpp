@@ -1,7 +1,7 @@
 // Stored data survives everything that is not corruption: another connection's write lock
 // during open, a full file system, a read-only mount, a refused seed pack after a version
-// change, refused settings files and two settings writers on one file. Corruption itself is
-// recovered with the damaged file kept aside.
+// change and two settings writers on one file (refused settings files: SettingsStoreTests).
+// Corruption itself is recovered with the damaged file kept aside.
 #include <gtest/gtest.h>
 #include <sqlite3.h>
 #include <sys/mount.h>
@@ -16,8 +16,6 @@
 #include <nlohmann/json.hpp>
 
 #include "Handbook/Adapter/HandbookAdapter.h"
-#include "Handbook/Storage/SeedPackSource.h"
-#include "Handbook/Storage/SeedStorage.h"
 #include "Platform/Foundation/DiagnosticEvents.h"
 #include "Platform/Foundation/Directories.h"
 #include "Platform/Foundation/Logger.h"
@@ -26,6 +24,7 @@
 #include "Platform/Foundation/ZipArchive.h"
 #include "Platform/ObjectStore/FetchRequest.h"
 #include "Platform/ObjectStore/ObjectStoreHelpers.h"
+#include "Support/HandbookStorageOptions.h"
 #include "Support/TempDir.h"
 #include "UserData/CoreData/ManagedObjectStore.h"
 
@@ -300,20 +299,6 @@ TEST_F(StoreSafetyTest, ReadOnlyStoreIsReportedAndNotRecovered) {
 
 // ---- Handbook seed on a version change ----
 
-HandbookStorage::Options handbookOptions(const fs::path& root,
-                                         const std::shared_ptr<SettingsStore>& settings,
-                                         const std::string& version) {
-  SeedStorage::Options seed;
-  seed.settings = settings;
-  seed.currentLocalization = "en";
-  seed.currentVersion = version;
-  seed.packSource = std::make_shared<DirectorySeedPackSource>(root / "packs");
-  HandbookStorage::Options options;
-  options.applicationSupportDirectory = root / "support";
-  options.seedStorage = SeedStorage::create(seed);
-  return options;
-}
-
 std::size_t productCount(HandbookStorage& storage) {
   return storage.count(FetchRequest(storage.entityNamed("HandbookPostProductEntity")));
 }
@@ -322,7 +307,7 @@ TEST_F(StoreSafetyTest, RefusedSeedPackOnAVersionChangeKeepsTheHandbookAndItsUpd
   auto settings = SettingsStore::inMemory();
   fs::create_directories(dir / "packs");
   {
-    HandbookAdapter adapter(handbookOptions(dir.path(), settings, "1.0"));
+    HandbookAdapter adapter(test::handbookStorageOptions(dir.path(), settings, "en", "1.0"));
     json update{{"status", "changed"},
                 {"version", 4},
                 {"post_products", {{{"id", 1}, {"title", "a"}}, {{"id", 2}, {"title", "b"}}}}};
@@ -349,7 +334,8 @@ TEST_F(StoreSafetyTest, RefusedSeedPackOnAVersionChangeKeepsTheHandbookAndItsUpd
   for (const auto& [name, write] : badPacks) {
     SCOPED_TRACE(name);
     write();
-    auto storage = HandbookStorage::create(handbookOptions(dir.path(), settings, "2.0"));
+    auto storage =
+        HandbookStorage::create(test::handbookStorageOptions(dir.path(), settings, "en", "2.0"));
     ASSERT_FALSE(storage->isInMemory());
     EXPECT_EQ(productCount(*storage), 2u);
     EXPECT_EQ(settings->stringForKey(SeedStorage::kAppVersionWithSavedHandbookKey), "1.0");
@@ -363,7 +349,7 @@ TEST_F(StoreSafetyTest, RefusedSeedPackOnAVersionChangeKeepsTheHandbookAndItsUpd
 TEST_F(StoreSafetyTest, HandbookUpdatesNestedTooDeepAreRefusedOrReadEmptyNotCrashed) {
   auto settings = SettingsStore::inMemory();
   fs::create_directories(dir / "packs");
-  HandbookAdapter adapter(handbookOptions(dir.path(), settings, "1.0"));
+  HandbookAdapter adapter(test::handbookStorageOptions(dir.path(), settings, "en", "1.0"));
   constexpr int kDepth = 100000;
   // Built as text: copying or printing such a tree would itself recurse 100k levels.
   const std::string text = R"({"status":"changed","version":5,"post_exercises":[{"id":1,)"
@@ -388,34 +374,6 @@ TEST_F(StoreSafetyTest, HandbookUpdatesNestedTooDeepAreRefusedOrReadEmptyNotCras
 }
 
 // ---- Settings ----
-
-TEST_F(StoreSafetyTest, RefusedSettingsFilesAreKeptAsideBeforeTheNextWrite) {
-  const fs::path file = dir / SettingsStore::kFileName;
-  const std::string deep = std::string(600, '[') + std::string(600, ']');
-  const std::vector<std::pair<std::string, std::string>> refused = {
-      {"format 2", R"({"format": 2, "values": {"a": {"kind": "integer", "value": 1}}})"},
-      {"600 deep", R"({"format": 1, "values": {"a": {"kind": "list", "value": )" + deep + "}}}"},
-      {"1e400", R"({"format": 1, "values": {"a": {"kind": "real", "value": 1e400}}})"},
-      {"bad UTF-8",
-       "{\"format\": 1, \"values\": {\"a\": {\"kind\": \"text\", \"value\": \"\xff\"}}}"},
-  };
-  for (const auto& [name, contents] : refused) {
-    SCOPED_TRACE(name);
-    fs::remove(file.string() + ".refused");
-    test::writeFile(file, contents);
-    events->clear();
-    SettingsStore store(file);
-    EXPECT_FALSE(store.contains("a"));
-    store.setInteger("new", 7);
-    EXPECT_EQ(test::readFile(file.string() + ".refused"), contents);
-    bool keptAside = false;
-    for (const auto& event : events->events())
-      keptAside = keptAside || event.description == "Settings file kept aside";
-    EXPECT_TRUE(keptAside);
-    SettingsStore reopened(file);
-    EXPECT_EQ(reopened.integerForKey("new"), 7);
-  }
-}
 
 TEST_F(StoreSafetyTest, TwoSettingsStoresOnOneFileKeepEachOthersKeys) {
   const fs::path file = dir / SettingsStore::kFileName;

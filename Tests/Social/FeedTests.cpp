@@ -1,4 +1,5 @@
-// Feed posts: ordered live media, preview proportions and addresses, controls, like names.
+// Feed posts: live media, preview proportions and addresses, controls, like names (a feed
+// page mapped and read back: PeopleFixturesTests).
 #include <gtest/gtest.h>
 
 #include <filesystem>
@@ -29,32 +30,6 @@ class FeedStoreTest : public ProfileStoreTest {
   }
 };
 
-TEST_F(FeedStoreTest, PayloadMediaComeOrderedWithoutDeletedOnes) {
-  perform([&] {
-    auto mapped = map("FeedPostEntity", R"({"posts": [{"guid": "p1", "id": 10, "body": "Run",
-        "likesCount": 1, "medias": [
-          {"guid": "m2", "id": 2, "mediaUrl": "f/2.jpg", "mediaType": "photo", "sequence": 2,
-           "width": 1920, "height": 1080},
-          {"guid": "m1", "id": 1, "mediaUrl": "f/1.mp4", "mediaType": "video", "sequence": 1},
-          {"guid": "m0", "id": 3, "mediaUrl": "f/0.jpg", "mediaType": "photo", "sequence": 0,
-           "status": "deleted"}]}]})",
-                      "posts");
-    ASSERT_EQ(mapped.size(), 1u);
-    auto* post = dynamic_cast<FeedPostEntity*>(mapped[0]);
-    ASSERT_NE(post, nullptr);
-    auto ordered = post->mediasOrdered();
-    ASSERT_EQ(ordered.size(), 2u);
-    EXPECT_EQ(ordered[0]->mediaUrl(), "f/1.mp4");
-    EXPECT_EQ(ordered[1]->mediaUrl(), "f/2.jpg");
-    EXPECT_TRUE(post->hasVideo());
-    EXPECT_EQ(post->previewAspectRatio(), FeedPostEntity::kUnknownVideoAspectRatio);
-    EXPECT_EQ(post->videoURL(), "f/1.mp4");
-    EXPECT_EQ(post->videoPreviewURL(), "f/1.jpg");
-    EXPECT_DOUBLE_EQ(ordered[1]->aspectRatio(), 0.5625);
-    EXPECT_FALSE(post->showLikes()) << "one like but no first like to show";
-  });
-}
-
 TEST_F(FeedStoreTest, PreviewAspectRatioRules) {
   perform([&] {
     auto* post = insert<FeedPostEntity>();
@@ -63,6 +38,7 @@ TEST_F(FeedStoreTest, PreviewAspectRatioRules) {
     auto* only = addMedia(post, kFeedPostMediaEntityTypePhoto, 0, 0, 0);
     EXPECT_EQ(post->previewAspectRatio(), 0.0) << "a photo of unknown size";
     only->setEntityStatus(EntityStatus::Deleted);
+    EXPECT_TRUE(post->mediasOrdered().empty()) << "deleted media are not shown";
     EXPECT_FALSE(post->hasAttachment());
     EXPECT_EQ(post->previewAspectRatio(), std::nullopt);
     addMedia(post, kFeedPostMediaEntityTypePhoto, 1920, 1080, 1);

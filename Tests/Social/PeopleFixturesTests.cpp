@@ -33,16 +33,6 @@ class PeopleFixturesTest : public ProfileStoreTest {
     return text;
   }
   nlohmann::json parsed(const std::string& name) { return nlohmann::json::parse(fixture(name)); }
-  // Closes the store and opens its file again, so what follows reads what was written.
-  void reopen() {
-    context.reset();
-    store.reset();
-    ManagedObjectStore::resetSharedInstance();
-    store = ManagedObjectStore::initWithModelName(ManagedObjectStore::modelName);
-    ASSERT_NE(store, nullptr);
-    context = store->persistentStoreManagedObjectContext();
-    installProfileStoreServices(store, *Injector::defaultInjector(), units, context);
-  }
 };
 
 TEST_F(PeopleFixturesTest, WeeklyMeasurementsKeepLivePhotosAndUnmeasuredGirthsEmpty) {

@@ -106,13 +106,9 @@ class TrainingCourseTest : public TrainingStoreTest {
     TrainingStoreTest::SetUp();
     Clock::setShared(clock);
   }
-  void TearDown() override {
-    Clock::setShared(nullptr);
-    TrainingStoreTest::TearDown();
-  }
   TrainingCourseEntity* mapCourse() {
-    auto mapped =
-        map("TrainingCourseEntity", readFile(fixturePath("Training/course-history-plan.json")), "course");
+    auto mapped = map("TrainingCourseEntity",
+                      readFile(fixturePath("Training/course-history-plan.json")), "course");
     return mapped.empty() ? nullptr : dynamic_cast<TrainingCourseEntity*>(mapped.front());
   }
   std::shared_ptr<FixedClock> clock = std::make_shared<FixedClock>(kNow);

@@ -5,8 +5,6 @@
 
 #include <set>
 
-#include "Platform/ObjectMapping/ManagedObjectDestination.h"
-#include "Platform/ObjectMapping/MappingOperation.h"
 #include "Training/ExerciseCompletedSetEntity.h"
 #include "Training/ExerciseEntity.h"
 #include "Training/TrainingCourseEntity.h"
@@ -18,16 +16,6 @@ namespace {
 
 class CoursePayloadTest : public TrainingStoreTest {
  protected:
-  // Maps leniently and keeps what was skipped.
-  MappingResult mapReporting(const std::string& className, const std::string& json,
-                             const std::string& keyPath) {
-    auto mapping =
-        ModelMapper::shared()->responseMappingForClass(*RecordClasses::classNamed(className));
-    ManagedObjectDestination destination(*context);
-    auto result = MappingOperation(destination).map(std::string_view(json), keyPath, mapping);
-    context->save();
-    return result;
-  }
   ExerciseEntity* exercise(std::int64_t id) {
     for (auto* object : all("Exercise"))
       if (auto* e = dynamic_cast<ExerciseEntity*>(object); e && e->entityID() == id) return e;

@@ -1,6 +1,7 @@
-// The recommendation sentence with its equipment wording, the repeats and weight
-// explanations, the per-side comments and the completed-set titles, in English and Russian,
-// metric and imperial, left to right and right to left.
+// The one-line recommendation of each exercise kind, the recommendation sentence with its
+// equipment wording, the repeats and weight explanations, the per-side comments and the
+// completed-set titles, in English and Russian, metric and imperial, left to right and right
+// to left.
 #include <gtest/gtest.h>
 
 #include "Handbook/Entities/HandbookPostExerciseEntity.h"
@@ -265,6 +266,78 @@ TEST_F(ExerciseSentenceTest, CompletedSetTitlesPerKindUnitAndLanguage) {
     EXPECT_EQ(set->chartLeftValueForExerciseType(0), 55);
     EXPECT_EQ(set->chartRightValueForExerciseType(0), std::nullopt);
     EXPECT_EQ(set->chartRightValueForExerciseType(2), std::nullopt);
+  });
+}
+
+TEST_F(ExerciseSentenceTest, StraightPyramidAndCardioLinesInEnglishRussianAndPounds) {
+  perform([&] {
+    auto* power = exercise(kPlain, 60);
+    EXPECT_EQ(power->recommendation(), "3x10x60 kg");
+
+    auto* pyramid = exercise(kPlain, 60);
+    pyramid->setSetType(ExerciseSetType::Pyramid);
+    pyramid->setRecommendedPyramidArray(nlohmann::json::parse(
+        R"([{"repeats": 10, "weight": 60}, {"repeats": 8, "weight": 62.5}, {"repeats": 0}])"));
+    EXPECT_EQ(pyramid->recommendation(), "10x60 kg - 8x62.5 kg - ?");
+    EXPECT_EQ(pyramid->recomendationPyramidForSet(4), "62.5 kg");
+
+    auto* cardio = exercise(kPlain, 60);
+    cardio->setHandbookType(ExerciseHandbookType::Cardio);
+    cardio->setSets(3);
+    cardio->recommendedDurationString = "30";
+    cardio->recommendedMinimumPulse = "120";
+    cardio->recommendedMaximumPulse = "140";
+    EXPECT_EQ(cardio->recommendation(), "3x30 min, 120 - 140 bpm");
+    cardio->recommendedDurationString = "";
+    EXPECT_EQ(cardio->recommendation(), std::nullopt);
+
+    auto* percent = exercise(kPlain, 60);
+    percent->setWeightType(ExerciseWeightType::PercentFromMaximum);
+    percent->setRecommendedMaxWeightPercent(75);
+    EXPECT_EQ(percent->recommendation(), "3x10x75% of max");
+
+    UnitsHelper::sharedInstance().setWeightUnitsValue(1);
+    power->setRecommendedWeightValue(45.359237);  // 100 lb
+    EXPECT_EQ(power->recommendation(), "3x10x100 lbs");
+    UnitsHelper::sharedInstance().setWeightUnitsValue(0);
+
+    use("ru_RU", "ru");
+    EXPECT_EQ(pyramid->recommendation(), "10x60 кг - 8x62,5 кг - ?");
+    cardio->recommendedDurationString = "30";
+    EXPECT_EQ(cardio->recommendation(), "3x30 мин, 120 - 140 уд/мин");
+  });
+}
+
+TEST_F(ExerciseSentenceTest, RightToLeftIsolatesTheJoinerAndTheWholeLine) {
+  perform([&] {
+    use("ar", "ar");
+    auto line = exercise(kPlain, 60)->recommendation();
+    ASSERT_TRUE(line);
+    EXPECT_TRUE(line->starts_with("\u2067"));
+    EXPECT_TRUE(line->ends_with("\u2069"));
+    EXPECT_NE(line->find(" \u2067x\u2069 "), std::string::npos);
+    EXPECT_EQ(ExerciseEntity::rtlIsolateIfNeeded(*line), line);  // not isolated twice
+  });
+}
+
+TEST_F(ExerciseSentenceTest, EditedWeightsArriveInTheUsersUnitsAndAreStoredInKilograms) {
+  perform([&] {
+    UnitsHelper::sharedInstance().setWeightUnitsValue(1);
+    auto* power = exercise(kPlain, 60);
+    power->setRecommendedWeightValueString("12,5");
+    EXPECT_NEAR(power->recommendedWeightValue(), UnitsHelper::weightToKG(12.5), 1e-9);
+    EXPECT_LT(power->recommendedWeightValue(), 12.5);  // pounds became kilograms
+
+    power->setRecommendedPyramidWithRepeats({10, 8}, {100, 110});
+    auto steps = power->recommendedPyramid();
+    ASSERT_EQ(steps.size(), 2u);
+    EXPECT_EQ(steps[1]["repeats"], 8);
+    EXPECT_NEAR(steps[0]["weight"].get<double>(), UnitsHelper::weightToKG(100), 1e-9);
+
+    power->setWeightType(ExerciseWeightType::PercentFromMaximum);
+    power->setRecommendedPyramidWithRepeats({5}, {80});
+    EXPECT_EQ(power->recommendedPyramid()[0]["weight"], 80);  // percents are kept as given
+    EXPECT_EQ(power->recommendedWeightValueStringForSet(0), "0");
   });
 }
 

@@ -24,7 +24,6 @@ class CourseDietsTest : public TrainingStoreTest {
   }
   void TearDown() override {
     setCurrentTimeZoneIdentifier(savedZone);
-    Clock::setShared(nullptr);
     TrainingStoreTest::TearDown();
   }
   // Local time in the current zone.
@@ -142,14 +141,7 @@ TEST_F(CourseDietsTest, DeletionFromTodayReachesTheFileAndSparesThePast) {
     EXPECT_EQ(ids(c->diets()), (std::set<std::int64_t>{1}));
   });
   // The file, opened again, holds only yesterday's diet.
-  Injector::reset();
-  context.reset();
-  store.reset();
-  ManagedObjectStore::resetSharedInstance();
-  store = ManagedObjectStore::initWithModelName(ManagedObjectStore::modelName);
-  ASSERT_NE(store, nullptr);
-  ASSERT_FALSE(store->isInMemory());
-  context = store->persistentStoreManagedObjectContext();
+  reopen();
   perform([&] {
     auto diets = all(DietEntity::kEntityName);
     ASSERT_EQ(diets.size(), 1u);

@@ -23,10 +23,6 @@ namespace {
 
 class TrainingDayTest : public TrainingStoreTest {
  protected:
-  void TearDown() override {
-    Clock::setShared(nullptr);
-    TrainingStoreTest::TearDown();
-  }
   TrainingCourseEntity* mapCourseWithHistory() {
     auto course = readFile(fixturePath("Training/course-history-plan.json"));
     map("TrainingCourseEntity", course, "course");

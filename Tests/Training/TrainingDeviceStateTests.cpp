@@ -1,13 +1,16 @@
-// Device-side training state (chosen alternatives, sides, charts) and the request bodies that
-// upload completed sets and workout results.
+// Device-side training state in the settings file (chosen alternatives, sides, charts, per-day
+// percents and refresh times) and the request bodies that upload completed sets and workout
+// results.
 #include <gtest/gtest.h>
 
 #include "Platform/Foundation/Clock.h"
 #include "Platform/Foundation/EventCenter.h"
 #include "Platform/Foundation/SettingsStore.h"
+#include "Support/TempDir.h"
 #include "Training/ExerciseCompletedSetEntity.h"
 #include "Training/ExerciseCompletedSetUpdateEntity.h"
 #include "Training/ExercisesUtils.h"
+#include "Training/TrainingDayUtils.h"
 #include "Training/TrainingRequests.h"
 #include "Training/TrainingTestSupport.h"
 #include "Training/WorkoutResultsEntity.h"
@@ -16,14 +19,24 @@
 namespace dm::test {
 namespace {
 
-class ExercisesUtilsTest : public ::testing::Test {
+// Device state lives in the settings file and ages by the shared clock.
+class DeviceStateTest : public ::testing::Test {
  protected:
   void SetUp() override { Clock::setShared(clock); }
   void TearDown() override { Clock::setShared(nullptr); }
+  std::shared_ptr<SettingsStore> open() {
+    return std::make_shared<SettingsStore>(dir.path() / "Settings.json");
+  }
+  TempDir dir;
   std::shared_ptr<SettingsStore> settings = SettingsStore::inMemory();
-  std::shared_ptr<FixedClock> clock = std::make_shared<FixedClock>(Date(1'700'000'000));
+  std::shared_ptr<FixedClock> clock = std::make_shared<FixedClock>(Date(1'780'000'000));
+};
+
+class ExercisesUtilsTest : public DeviceStateTest {
+ protected:
   ExercisesUtils utils{settings};
 };
+using TrainingDayUtilsTest = DeviceStateTest;
 
 TEST_F(ExercisesUtilsTest, ChosenAlternativeIsStoredPerExerciseAndAnnounced) {
   std::vector<std::int64_t> announced;
@@ -72,8 +85,72 @@ TEST_F(ExercisesUtilsTest, ChartStateAndResetAll) {
   for (const char* key : {"exercisesPostExercisesDict", "exercisesSidesExercisesDict",
                           "chartTabSelectedIndexDict", "chartDataLoadedFromInternetDict"})
     EXPECT_FALSE(settings->contains(key)) << key;
-  EXPECT_EQ(ExercisesUtils::stringFromNumber(42), "42");
-  EXPECT_EQ(ExercisesUtils::stringFromNumber(std::nullopt), std::nullopt);
+}
+
+TEST_F(TrainingDayUtilsTest, EverythingStoredIsReadBackAfterReopening) {
+  {
+    TrainingDayUtils utils(open());
+    utils.setPercentForTrainingDayId(70, 42.5, false);
+    utils.setPercentForTrainingDayId(std::nullopt, 10, false);  // nothing for no day
+    utils.setTrainingDayUpdateDate(70, Date(1'779'990'000));
+    utils.setTrainingDaysLoadedFromInternetDate(7, Date(1'779'000'000));
+  }
+  auto settings = open();
+  TrainingDayUtils utils(settings);
+  EXPECT_EQ(utils.percentForTrainingDayId(70), 42.5);
+  EXPECT_EQ(utils.percentForTrainingDayId(71), std::nullopt);
+  EXPECT_EQ(utils.trainingDayUpdateDate(70), Date(1'779'990'000));
+  EXPECT_EQ(utils.trainingDaysUpdatedDate(7), Date(1'779'000'000));
+  EXPECT_EQ(settings->dictionaryForKey("percentsTrainingDayIdsDict"),
+            nlohmann::json::parse(R"({"70": 42.5})"));
+  EXPECT_TRUE(settings->contains("trainingDayUpdateIdsDict"));
+  EXPECT_TRUE(settings->contains("trainingDaysUpdatedDict"));
+
+  utils.resetCaches();
+  TrainingDayUtils again(open());
+  EXPECT_EQ(again.percentForTrainingDayId(70), std::nullopt);
+  EXPECT_EQ(again.trainingDayUpdateDate(70), std::nullopt);
+  EXPECT_FALSE(again.trainingDaysLoadedFromInternet(7));
+}
+
+// A day is refreshed again after exactly one day; a course's days count as loaded for less
+// than seven days. Neither holds for no identifier.
+TEST_F(TrainingDayUtilsTest, RefreshThresholds) {
+  struct Case {
+    const char* name;
+    void (TrainingDayUtils::*mark)(std::optional<std::int64_t>, Date);
+    bool (TrainingDayUtils::*query)(std::optional<std::int64_t>) const;
+    double threshold;
+    bool beforeMarking, justBeforeThreshold, atThreshold;
+  };
+  for (const Case& c :
+       {Case{"day refresh", &TrainingDayUtils::setTrainingDayUpdateDate,
+             &TrainingDayUtils::shouldUpdateTrainingDay, 86400, true, false, true},
+        Case{"course days loaded", &TrainingDayUtils::setTrainingDaysLoadedFromInternetDate,
+             &TrainingDayUtils::trainingDaysLoadedFromInternet, 604800, false, true, false}}) {
+    SCOPED_TRACE(c.name);
+    TrainingDayUtils utils(SettingsStore::inMemory());
+    EXPECT_FALSE((utils.*c.query)(std::nullopt));
+    EXPECT_EQ((utils.*c.query)(70), c.beforeMarking);
+    (utils.*c.mark)(70, clock->now());
+    clock->advance(c.threshold - 1);
+    EXPECT_EQ((utils.*c.query)(70), c.justBeforeThreshold);
+    clock->advance(1);
+    EXPECT_EQ((utils.*c.query)(70), c.atThreshold);
+  }
+}
+
+TEST_F(TrainingDayUtilsTest, ChangedPercentIsAnnouncedOnlyWhenAsked) {
+  std::vector<std::int64_t> announced;
+  auto token = EventCenter::defaultCenter()->addObserver(
+      kPercentTrainingDayIdChanged,
+      [&](const Event& event) { announced.push_back(event.userInfo["trainingDayId"]); });
+  TrainingDayUtils utils(SettingsStore::inMemory());
+  utils.setPercentForTrainingDayId(70, 50, true);
+  utils.setPercentForTrainingDayId(71, 60, false);
+  utils.setPercentForTrainingDayId(std::nullopt, 70, true);
+  EXPECT_EQ(announced, (std::vector<std::int64_t>{70}));
+  EXPECT_EQ(utils.percentForTrainingDayId(71), 60);
 }
 
 using TrainingRequestsTest = TrainingStoreTest;

@@ -1,12 +1,10 @@
-// Per-period statistics read leniently from their archived rows, favourites with their
-// two-part identity, and the course requests' bodies as the server expects them.
+// Per-period statistics read leniently from their archived rows and favourites with their
+// two-part identity.
 #include <gtest/gtest.h>
 
 #include "Training/ExerciseTypeEntity.h"
 #include "Training/FavoriteExerciseEntity.h"
 #include "Training/MuscleGroupEntity.h"
-#include "Training/TrainingCourseAddRequest.h"
-#include "Training/TrainingCourseUpdateRequest.h"
 #include "Training/TrainingTestSupport.h"
 
 namespace dm::test {
@@ -78,36 +76,6 @@ TEST_F(TrainingStoreTest, FavouritesAreIdentifiedByIdAndExerciseTogether) {
     EXPECT_EQ(favourites[1]->position(), 3);
     EXPECT_EQ(favourites[2]->exerciseID(), 902);
   });
-}
-
-TEST(TrainingCourseRequests, BodiesCarryTheServerKeys) {
-  auto addRequest = std::make_shared<TrainingCourseAddRequest>();
-  auto& add = *addRequest;
-  add.setName("Mine");
-  add.setPresetID(3);
-  add.setInappReceipt("R");
-  add.setVkToken("T");
-  add.setSocialMediaString("vkontakte");
-  add.setVkSid("S");
-  add.setVkCaptcha("C");
-  EXPECT_EQ(add.serialized().toJson(), nlohmann::json::parse(R"({"name": "Mine",
-      "template_id": 3, "inapp_receipt": "R", "access_token": "T", "social_media": "vkontakte",
-      "captcha_sid": "S", "captcha_key": "C"})"));
-
-  auto updateRequest = std::make_shared<TrainingCourseUpdateRequest>();
-  auto& update = *updateRequest;
-  update.setSchedule(1);
-  update.setMealCount(4);
-  update.setGoal("mass");
-  update.setDietType("auto_diet");
-  update.setCyclicScheduleStartOn("2026-06-01");
-  update.setCyclicScheduleWorkoutDays(3);
-  update.setCyclicScheduleRestDays(1);
-  update.setChangedAutodietCoefficient(1.1);
-  EXPECT_EQ(update.serialized().toJson(), nlohmann::json::parse(R"({"schedule": 1,
-      "mealCount": 4, "goal": "mass", "dietType": "auto_diet",
-      "cyclicScheduleStartOn": "2026-06-01", "cyclicScheduleWorkoutDays": 3,
-      "cyclicScheduleRestDays": 1, "changedAutodietCoefficient": 1.1})"));
 }
 
 }  // namespace

@@ -27,31 +27,31 @@ TEST_F(UnitsSettingsTest, ImperialCountryIsDerivedOnFirstReadButAnsweredOneCallL
   EXPECT_EQ(posts(), 0);
 }
 
+// The stored country decides metric or imperial; without one the locale's region does; with
+// neither nothing is derived.
 TEST_F(UnitsSettingsTest, StoredCountryWinsOverTheLocaleRegion) {
-  setCurrentLocaleIdentifier("en_GB");
-  setCountry("DE");
-  EXPECT_EQ(units().isMetricCountryForLocation(), true);
-  UnitsHelper::distanceUnits();
-  EXPECT_EQ(store().integerForKey(Keys::defaultDistanceUnits), 0);
+  struct Case {
+    std::optional<std::string> country;
+    const char* locale;
+    std::optional<bool> metric;
+  };
+  for (const Case& c : {Case{"DE", "en_GB", true},
+                        {"GB", "de_DE", false},
+                        {std::nullopt, "en_GB", false},
+                        {std::nullopt, "ru_RU", true},
+                        {std::nullopt, "en", std::nullopt}}) {
+    SCOPED_TRACE(c.country.value_or("no country") + " in " + c.locale);
+    setCountry(c.country);
+    setCurrentLocaleIdentifier(c.locale);
+    EXPECT_EQ(units().isMetricCountryForLocation(), c.metric);
+  }
 
-  setCountry("GB");
-  setCurrentLocaleIdentifier("de_DE");
-  EXPECT_EQ(units().isMetricCountryForLocation(), false);
-}
-
-TEST_F(UnitsSettingsTest, LocaleRegionDecidesWithoutACountry) {
-  setCurrentLocaleIdentifier("en_GB");
-  EXPECT_EQ(units().isMetricCountryForLocation(), false);
+  // Derived from the region, the default is stored; with nothing to derive from, it is not.
+  setCountry(std::nullopt);
   setCurrentLocaleIdentifier("ru_RU");
-  EXPECT_EQ(units().isMetricCountryForLocation(), true);
   EXPECT_EQ(UnitsHelper::temperatureUnits(), 0);
-  EXPECT_EQ(store().integerForKey(Keys::defaultTemperatureUnits), 0);
   EXPECT_TRUE(store().contains(Keys::defaultTemperatureUnits));
-}
-
-TEST_F(UnitsSettingsTest, NoCountryAndNoRegionLeaveDefaultsUnderived) {
   setCurrentLocaleIdentifier("en");
-  EXPECT_EQ(units().isMetricCountryForLocation(), std::nullopt);
   for (int i = 0; i < 2; ++i) {
     EXPECT_EQ(UnitsHelper::weightUnits(), 0);
     EXPECT_EQ(UnitsHelper::heightUnits(), 0);
@@ -157,20 +157,11 @@ TEST_F(UnitsSettingsTest, CurrencyDefaultsToTheLocaleCurrencyOnce) {
   units().setCurrencyValue("CHF");
   EXPECT_EQ(units().currencyValue(), "CHF");
   EXPECT_EQ(posts(), 0);
-}
 
-TEST_F(UnitsSettingsTest, LocaleWithoutRegionHasNoCurrency) {
-  setCurrentLocaleIdentifier("en");
+  store().remove(Keys::defaultCurrency);
+  setCurrentLocaleIdentifier("en");  // no region, no currency
   EXPECT_EQ(units().defaultCurrencyValue(), std::nullopt);
   EXPECT_FALSE(store().contains(Keys::defaultCurrency));
-}
-
-TEST(UnitsCurrenciesTest, TwelveCodesInDisplayOrder) {
-  const auto codes = UnitsHelper::currencies();
-  ASSERT_EQ(codes.size(), 12u);
-  EXPECT_EQ(codes.front(), "USD");
-  EXPECT_EQ(codes[9], "MXP");  // the historical code, kept for stored choices
-  EXPECT_EQ(codes.back(), "CHF");
 }
 
 TEST_F(UnitsSettingsTest, CurrentProgrammIsTargetReadsTheStandardStore) {

@@ -5,7 +5,6 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
-#include <cstdlib>
 #include <map>
 #include <set>
 #include <sstream>
@@ -342,21 +341,18 @@ TEST(HandbookSeedProjectDataTest, ShippedSeedsGiveAReadableDictionary) {
 
 // The command line writes exactly the dictionary the library builds.
 TEST(HandbookSeedCommandTest, WritesTheDictionary) {
-  auto dmctlPath = test::dmctlBinary();
-  if (dmctlPath.empty()) GTEST_SKIP() << "dmctl is not built";
+  if (test::dmctlBinary().empty()) GTEST_SKIP() << "dmctl is not built";
   test::TempDir dir;
   test::writeSeedSource(dir / "seeds");
-  auto dmctl = dmctlPath.string();
-  auto run = [&](const std::string& arguments) {
-    std::string command = "'" + dmctl + "' --data-dir '" + (dir / "data").string() +
-                          "' handbook seed-dictionary " + arguments + " > '" +
-                          (dir / "stdout").string() + "' 2> '" + (dir / "stderr").string() + "'";
-    return std::system(command.c_str());
+  const std::vector<std::string> command = {"--data-dir", (dir / "data").string(),
+                                            "handbook",   "seed-dictionary",
+                                            "--source",   (dir / "seeds").string()};
+  auto run = [&](std::vector<std::string> arguments) {
+    arguments.insert(arguments.begin(), command.begin(), command.end());
+    return test::runDmctl(dir.path(), arguments);
   };
-  ASSERT_EQ(run("--lang de --version 3 --source '" + (dir / "seeds").string() + "' --out '" +
-                (dir / "out.json").string() + "'"),
-            0)
-      << test::readFile(dir / "stderr");
+  auto written = run({"--lang", "de", "--version", "3", "--out", (dir / "out.json").string()});
+  ASSERT_EQ(written.status, 0) << written.err;
   HandbookSeedOptions options;
   options.language = "de";
   options.version = 3;
@@ -365,42 +361,36 @@ TEST(HandbookSeedCommandTest, WritesTheDictionary) {
                 HandbookSeedSource::load(dir / "seeds").updateDictionary(options)));
 
   test::writeFile(dir / "seeds" / HandbookSeedSource::kFoodsFile, "code,name\n\"A1,x\n");
-  EXPECT_NE(run("--source '" + (dir / "seeds").string() + "' --out '" +
-                (dir / "bad.json").string() + "'"),
-            0);
-  EXPECT_NE(test::readFile(dir / "stderr").find("compositions.csv:2: quoted field"),
-            std::string::npos)
-      << test::readFile(dir / "stderr");
+  auto refused = run({"--out", (dir / "bad.json").string()});
+  EXPECT_NE(refused.status, 0);
+  EXPECT_NE(refused.err.find("compositions.csv:2: quoted field"), std::string::npos) << refused.err;
   EXPECT_FALSE(std::filesystem::exists(dir / "bad.json"));
 }
 
 // A pack built from the fixture, installed where the store looks for packs, read back by
 // `handbook post`: the addresses the entities derive from the seeded keys, and the indexes.
 TEST(HandbookSeedCommandTest, PostShowsImagesVideosAndIndexesOfTheSeededStore) {
-  auto dmctlPath = test::dmctlBinary();
-  if (dmctlPath.empty()) GTEST_SKIP() << "dmctl is not built";
+  if (test::dmctlBinary().empty()) GTEST_SKIP() << "dmctl is not built";
   test::TempDir dir;
   test::writeSeedSource(dir / "seeds");
   auto packs = dir / "data" / "ApplicationSupport" / "SeedPacks";
   std::filesystem::create_directories(packs);
-  auto run = [&](const std::string& arguments) {
-    std::string command = "'" + dmctlPath.string() + "' " + arguments + " > '" +
-                          (dir / "stdout").string() + "' 2> '" + (dir / "stderr").string() + "'";
-    return std::system(command.c_str());
+  auto built = test::runDmctl(
+      dir.path(), {"--data-dir", (dir / "build").string(), "handbook", "build-seed", "--image-base",
+                   "https://m.example.org/x", "--source", (dir / "seeds").string(), "--out",
+                   (packs / "Handbook_en.sqlite").string()});
+  ASSERT_EQ(built.status, 0) << built.err;
+  auto show = [&](std::uint64_t id, bool asJson) {
+    std::vector<std::string> arguments = {"--data-dir", (dir / "data").string()};
+    if (asJson) arguments.push_back("--json");
+    for (const std::string& word :
+         {std::string("handbook"), std::string("post"), std::to_string(id)})
+      arguments.push_back(word);
+    auto shown = test::runDmctl(dir.path(), arguments);
+    EXPECT_EQ(shown.status, 0) << shown.err;
+    return shown.out;
   };
-  ASSERT_EQ(
-      run("--data-dir '" + (dir / "build").string() +
-          "' handbook build-seed --image-base https://m.example.org/x --source '" +
-          (dir / "seeds").string() + "' --out '" + (packs / "Handbook_en.sqlite").string() + "'"),
-      0)
-      << test::readFile(dir / "stderr");
-  auto post = [&](std::uint64_t id) {
-    EXPECT_EQ(run("--data-dir '" + (dir / "data").string() + "' --json handbook post " +
-                  std::to_string(id)),
-              0)
-        << test::readFile(dir / "stderr");
-    return json::parse(test::readFile(dir / "stdout"));
-  };
+  auto post = [&](std::uint64_t id) { return json::parse(show(id, true)); };
 
   auto bench = post(kSeedExerciseIdBase + 1);
   EXPECT_EQ(bench["photoURL"], "https://m.example.org/x/Barbell_Bench_Press/0.jpg");
@@ -426,10 +416,7 @@ TEST(HandbookSeedCommandTest, PostShowsImagesVideosAndIndexesOfTheSeededStore) {
   EXPECT_EQ(rice["indexes"][0]["status"], 0);
   EXPECT_FALSE(rice["nutrients"].empty());
 
-  ASSERT_EQ(run("--data-dir '" + (dir / "data").string() + "' handbook post " +
-                std::to_string(kSeedExerciseIdBase + 1)),
-            0);
-  auto text = test::readFile(dir / "stdout");
+  auto text = show(kSeedExerciseIdBase + 1, false);
   EXPECT_NE(text.find("videoURL: none\n"), std::string::npos) << text;
   EXPECT_NE(text.find("photoURL: https://m.example.org/x/Barbell_Bench_Press/0.jpg\n"),
             std::string::npos)

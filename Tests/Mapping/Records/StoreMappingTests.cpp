@@ -42,8 +42,10 @@ TEST_F(StoreMappingTest, MappingTwiceUpdatesInPlace) {
        "trainer": {"id": 5, "name": "Kim"}},
       {"id": 2, "name": "Arms", "level": 1}
     ])");
+    // A nested record listed twice maps onto one record; the later values win.
     auto mapped = mapWorkouts(R"([{"id": 1, "name": "Legs day", "status": "deleted",
-                                    "items": [{"id": 10, "name": "Front squat", "workout_id": 1}]}])");
+                                    "items": [{"id": 10, "name": "Squat again", "workout_id": 1},
+                                              {"id": 10, "name": "Front squat", "workout_id": 1}]}])");
     ASSERT_EQ(mapped.size(), 1u);
 
     auto workouts = all("RecordsWorkout");
@@ -70,22 +72,6 @@ TEST_F(StoreMappingTest, MappingTwiceUpdatesInPlace) {
   });
 }
 
-TEST_F(StoreMappingTest, DuplicateIdentifiersInOnePayloadMapOntoOneRecord) {
-  fixture.perform([&] {
-    auto mapped = mapWorkouts(R"({"workouts": [
-      {"id": 3, "name": "first", "items": [{"id": 7, "name": "a"}, {"id": 7, "name": "b"}]},
-      {"id": 3, "name": "second"}
-    ]})",
-                              "workouts");
-    auto workouts = all("RecordsWorkout");
-    ASSERT_EQ(workouts.size(), 1u);
-    EXPECT_EQ(workouts[0]->valueForKey("title").asString(), "second");
-    auto items = all("RecordsItem");
-    ASSERT_EQ(items.size(), 1u);
-    EXPECT_EQ(items[0]->valueForKey("name").asString(), "b");
-  });
-}
-
 TEST_F(StoreMappingTest, ForeignKeysConnectRecordsMappedOnTheirOwn) {
   fixture.perform([&] {
     mapWorkouts(R"([{"id": 4, "name": "Back"}])");
@@ -101,24 +87,6 @@ TEST_F(StoreMappingTest, ForeignKeysConnectRecordsMappedOnTheirOwn) {
     ASSERT_NE(items[0]->objectForKey("workout"), nullptr);
     EXPECT_EQ(items[0]->objectForKey("workout")->valueForKey("entityID").asInt64(), 4);
     EXPECT_EQ(items[1]->objectForKey("workout"), nullptr);  // no such workout
-  });
-}
-
-TEST_F(StoreMappingTest, MalformedPayloadsLeaveTheStoreUnchanged) {
-  fixture.perform([&] {
-    mapWorkouts(R"([{"id": 1, "name": "Legs", "items": [{"id": 10, "name": "Squat"}]}])");
-    for (const char* payload : {
-             R"([{"id": 1, "name": "changed"}, 2])",  // not a record
-             R"([{"id": 1, "name": "changed")",       // not JSON
-             R"("just text")",                        // wrong shape
-         }) {
-      EXPECT_THROW(mapWorkouts(payload), MappingError) << payload;
-      EXPECT_FALSE(fixture.context().hasChanges()) << payload;
-    }
-    auto workouts = all("RecordsWorkout");
-    ASSERT_EQ(workouts.size(), 1u);
-    EXPECT_EQ(workouts[0]->valueForKey("title").asString(), "Legs");
-    EXPECT_EQ(all("RecordsItem").size(), 1u);
   });
 }
 

@@ -73,6 +73,13 @@ TEST(KeyedArchiveTest, HostileBytesNeverCrash) {
   deep.insert(deep.end(), 1'000'000, 0x81);
   deep.push_back(0x00);
   EXPECT_FALSE(KeyedArchive::unarchivedObject(deep));
+  // Indefinite-length lists nest without a count.
+  deep.resize(header.size());
+  deep.insert(deep.end(), 100000, 0x9f);
+  EXPECT_FALSE(KeyedArchive::unarchivedObject(deep));
+  json nested = json::array();
+  for (int i = 0; i < 100000; ++i) nested = json::array({std::move(nested)});
+  EXPECT_FALSE(KeyedArchive::archivedData(nested));
   // Counts and lengths far beyond the input.
   Bytes huge = header;
   huge.insert(huge.end(), {0x9B, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF});

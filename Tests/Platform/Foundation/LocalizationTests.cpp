@@ -30,14 +30,6 @@ class LocalizationTest : public ::testing::Test {
   test::TempDir dir_;
 };
 
-TEST_F(LocalizationTest, EmbeddedTablesFollowTheInterfaceLanguage) {
-  setCurrentInterfaceLanguage("en");
-  EXPECT_EQ(localizedString("Settings.kg"), "kg");
-  setCurrentInterfaceLanguage("ru");
-  EXPECT_EQ(localizedString("Settings.kg", "weight unit"), "кг");
-  EXPECT_EQ(localizedString("Settings.cm"), "см");
-}
-
 // A translated template filled with a locale-aware number, as the display texts are built.
 TEST_F(LocalizationTest, TemplatesFillWithLocalizedNumbers) {
   setCurrentLocaleIdentifier("ru_RU");
@@ -59,23 +51,31 @@ TEST_F(LocalizationTest, MissingKeyYieldsNothingInEveryLanguage) {
   }
 }
 
-TEST_F(LocalizationTest, LanguageDefaultsToTheCurrentLocale) {
-  setCurrentLocaleIdentifier("ru_RU");
-  EXPECT_EQ(localizedString("Settings.kg"), "кг");
-  setCurrentLocaleIdentifier("en_GB");
-  EXPECT_EQ(localizedString("Settings.kg"), "kg");
+// The interface language picks the embedded table, the current locale's language when none is
+// set; a regional variant falls back to its base language, a language without a table to
+// English.
+TEST_F(LocalizationTest, TheLanguageChoosesTheTableAndFallsBackToBaseThenEnglish) {
+  struct Case {
+    const char* language;
+    const char* locale;
+    const char* kilograms;
+  };
+  for (const Case& c : {Case{"en", "", "kg"},
+                        {"ru", "", "кг"},
+                        {"", "ru_RU", "кг"},
+                        {"", "en_GB", "kg"},
+                        {"de", "", "kg"},
+                        {"ru_RU", "", "кг"},
+                        {"ru-UA", "", "кг"}}) {
+    SCOPED_TRACE(std::string(c.language) + " / " + c.locale);
+    setCurrentLocaleIdentifier(c.locale);
+    setCurrentInterfaceLanguage(c.language);
+    EXPECT_EQ(localizedString("Settings.kg", "weight unit"), c.kilograms);
+  }
   setCurrentLocaleIdentifier({});
-}
-
-TEST_F(LocalizationTest, FallsBackToBaseLanguageThenEnglish) {
-  setCurrentInterfaceLanguage("de");
   EXPECT_FALSE(Localization::hasTable("de"));
-  EXPECT_EQ(localizedString("Settings.kg"), "kg");
-
-  setCurrentInterfaceLanguage("ru_RU");
-  EXPECT_EQ(localizedString("Settings.kg"), "кг");
-  setCurrentInterfaceLanguage("ru-UA");
-  EXPECT_EQ(localizedString("Settings.kg"), "кг");
+  setCurrentInterfaceLanguage("ru");
+  EXPECT_EQ(localizedString("Settings.cm"), "см");
 
   // A key translated into English only shows English rather than nothing.
   ASSERT_TRUE(Localization::loadTable("en", R"({"Only.English": "Hello", "Settings.kg": "kg"})"));

@@ -147,20 +147,7 @@ TEST(CalorieRuleTest, MeasuredCaloriesWinOverCalculatedOnes) {
   EXPECT_EQ(CalorieRule::shared()->getRealCalories(100, 200), 100);
 }
 
-TEST(EquipmentTypeRulesTest, TheDefaultTableGivesNoTypeAnyRule) {
-  auto rules = EquipmentTypeRules::shared();
-  for (std::int64_t type : {0, 1, 6, 7, 22, -1}) {
-    EXPECT_FALSE(rules->isOneArmType(type));
-    EXPECT_FALSE(rules->isInterchangeSide(type));
-    EXPECT_FALSE(rules->isGravitron(type));
-    EXPECT_FALSE(rules->isBigBarRecomendation(type));
-    EXPECT_FALSE(rules->isRecommendedWeightWithBar(type));
-    EXPECT_EQ(rules->recommendedWeightMultiplyer(type), 1.0);
-    EXPECT_FALSE(rules->getTypeRecomendationString(type));
-  }
-}
-
-TEST(EquipmentTypeRulesTest, TheHostsTableAnswersPerRuleAndType) {
+TEST(EquipmentTypeRulesTest, TheHostsTableAnswersPerRuleAndTypeTheDefaultNone) {
   EquipmentTypeTable table;
   table.rules[EquipmentTypeRule::OneArm] = {3, 4};
   table.rules[EquipmentTypeRule::BigBarRecomendation] = {1};
@@ -178,8 +165,17 @@ TEST(EquipmentTypeRulesTest, TheHostsTableAnswersPerRuleAndType) {
   EXPECT_EQ(rules->recommendedWeightMultiplyer(4), 1.0);
   EXPECT_EQ(rules->getTypeRecomendationString(12), "12ExerciseStraight.Recomended");
   EXPECT_FALSE(rules->getTypeRecomendationString(3));
+  // Without the host's table no type has any rule.
   EquipmentTypeRules::setShared(nullptr);
-  EXPECT_FALSE(EquipmentTypeRules::shared()->isOneArmType(4));
+  rules = EquipmentTypeRules::shared();
+  for (std::int64_t type : {0, 1, 4, 9, 12, -1}) {
+    EXPECT_FALSE(rules->isOneArmType(type) || rules->isInterchangeSide(type) ||
+                 rules->isGravitron(type) || rules->isBigBarRecomendation(type) ||
+                 rules->isRecommendedWeightWithBar(type))
+        << type;
+    EXPECT_EQ(rules->recommendedWeightMultiplyer(type), 1.0) << type;
+    EXPECT_FALSE(rules->getTypeRecomendationString(type)) << type;
+  }
 
   for (double bad : {0.0, -2.0, std::numeric_limits<double>::quiet_NaN()}) {
     EquipmentTypeTable wrong;

@@ -4,29 +4,11 @@
 #include "Platform/ObjectMapping/ManagedObjectDestination.h"
 #include "Platform/ObjectMapping/MappingOperation.h"
 #include "Platform/ObjectStore/PersistentStore.h"
+#include "Support/DayExerciseModel.h"
 #include "Support/TempDir.h"
 
 namespace dm {
 namespace {
-
-constexpr const char* kModel = R"({
-  "name": "MappingTestModel",
-  "entities": [
-    {"name": "Day", "attributes": [
-       {"name": "entityID", "type": "integer64", "indexed": true},
-       {"name": "title", "type": "string"}],
-     "relationships": [
-       {"name": "exercises", "destination": "Exercise", "inverse": "trainingDay", "toMany": true}]},
-    {"name": "Exercise", "attributes": [
-       {"name": "entityID", "type": "integer64", "indexed": true},
-       {"name": "guid", "type": "string"},
-       {"name": "name", "type": "string"},
-       {"name": "weight", "type": "double"},
-       {"name": "trainingDayId", "type": "integer64"},
-       {"name": "at", "type": "date"}],
-     "relationships": [
-       {"name": "trainingDay", "destination": "Day", "inverse": "exercises"}]}
-  ]})";
 
 class ManagedObjectDestinationTest : public ::testing::Test {
  protected:
@@ -48,8 +30,8 @@ class ManagedObjectDestinationTest : public ::testing::Test {
   void open() {
     context.reset();
     store.reset();
-    static auto model = ManagedObjectModel::fromJson(kModel);
-    store = PersistentStore::open(model, StoreType::SQLite, (dir / "map.sqlite").string());
+    store = PersistentStore::open(test::dayExerciseModel(), StoreType::SQLite,
+                                  (dir / "map.sqlite").string());
     context = ManagedObjectContext::createRoot(store, ConcurrencyType::MainQueue, "mapping");
   }
   std::vector<ManagedObject*> all(const char* entity, const char* sortKey = "entityID") {

@@ -13,38 +13,42 @@ namespace {
 
 const char* const kCaches = "/var/app/Library/Caches";
 
-TEST(CachePathFixesTest, AbsoluteUrlInsideCachesBecomesRelative) {
-  EXPECT_EQ(fixIfAbsoluteFilePath("file:///var/app/Library/Caches/img/1.jpg", kCaches),
-            "/./img/1.jpg");
-  // One character past the caches path is enough.
-  EXPECT_EQ(fixIfAbsoluteFilePath("file:///var/app/Library/Caches/", kCaches), "/./");
-  // The comparison is a plain prefix: a sibling sharing the prefix converts too.
-  EXPECT_EQ(fixIfAbsoluteFilePath("file:///var/app/Library/CachesOld/a", kCaches), "/.Old/a");
-}
-
-TEST(CachePathFixesTest, AbsoluteFixLeavesOtherTextsAlone) {
-  for (const char* text : {
-           "file:///var/app/Library/Caches",          // exactly the directory, nothing after
-           "file:///var/app/Library/Other/img.jpg",   // outside the caches directory
-           "file:///var/app/library/caches/img.jpg",  // case differs
-           "file:///var/app",                         // shorter than the caches path
-           "/var/app/Library/Caches/img/1.jpg",       // a plain path
-           "FILE:///var/app/Library/Caches/img.jpg",  // scheme is case-sensitive
-           "file://",
-           "",
-           "https://example.org/img.jpg",
+// Each conversion over its cases; a text a conversion does not apply to comes back as it was.
+TEST(CachePathFixesTest, ConversionsAndTheTextsTheyLeaveAlone) {
+  struct Case {
+    bool absolute;  // fixIfAbsoluteFilePath, else fixIfRelativeCache
+    const char* text;
+    const char* expected;  // nullptr: unchanged
+  };
+  for (const Case& c : {
+           Case{true, "file:///var/app/Library/Caches/img/1.jpg", "/./img/1.jpg"},
+           {true, "file:///var/app/Library/Caches/", "/./"},  // one character past is enough
+           // The comparison is a plain prefix: a sibling sharing it converts too.
+           {true, "file:///var/app/Library/CachesOld/a", "/.Old/a"},
+           {true, "file:///var/app/Library/Caches", nullptr},  // nothing after the directory
+           {true, "file:///var/app/Library/Other/img.jpg", nullptr},
+           {true, "file:///var/app/library/caches/img.jpg", nullptr},  // case differs
+           {true, "file:///var/app", nullptr},
+           {true, "/var/app/Library/Caches/img/1.jpg", nullptr},  // a plain path
+           {true, "FILE:///var/app/Library/Caches/img.jpg", nullptr},
+           {true, "file://", nullptr},
+           {true, "", nullptr},
+           {true, "https://example.org/img.jpg", nullptr},
+           {false, "/./img/1.jpg", "file:///var/app/Library/Caches/./img/1.jpg"},
+           {false, "/.x", "file:///var/app/Library/Caches/.x"},
+           {false, "/.", "file:///var/app/Library/Caches/."},
+           {false, "/", nullptr},
+           {false, "", nullptr},
+           {false, "/a/b", nullptr},
+           {false, "./img", nullptr},
+           {false, "x/.", nullptr},
+           {false, "file:///var/app/Library/Caches/a", nullptr},
        }) {
-    EXPECT_EQ(fixIfAbsoluteFilePath(text, kCaches), text) << text;
+    SCOPED_TRACE(std::string(c.absolute ? "absolute " : "relative ") + "\"" + c.text + "\"");
+    const std::string result =
+        c.absolute ? fixIfAbsoluteFilePath(c.text, kCaches) : fixIfRelativeCache(c.text, kCaches);
+    EXPECT_EQ(result, c.expected ? c.expected : c.text);
   }
-}
-
-TEST(CachePathFixesTest, RelativeFixPrefixesOnlySlashDot) {
-  EXPECT_EQ(fixIfRelativeCache("/./img/1.jpg", kCaches),
-            "file:///var/app/Library/Caches/./img/1.jpg");
-  EXPECT_EQ(fixIfRelativeCache("/.x", kCaches), "file:///var/app/Library/Caches/.x");
-  EXPECT_EQ(fixIfRelativeCache("/.", kCaches), "file:///var/app/Library/Caches/.");
-  for (const char* text : {"/", "", "/a/b", "./img", "x/.", "file:///var/app/Library/Caches/a"})
-    EXPECT_EQ(fixIfRelativeCache(text, kCaches), text) << text;
 }
 
 TEST(CachePathFixesTest, RoundTripThroughTheSharedCachesDirectoryNamesTheSameFile) {
