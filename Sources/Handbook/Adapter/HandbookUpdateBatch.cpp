@@ -140,21 +140,27 @@ class BatchApplier {
           ids.emplace_back(*id);
         }
       auto existing = context_.objectsByAttribute(*applied.entity, "entityID", ids);
-      for (const auto& [id, element] : valid) {
-        ManagedObject*& slot = existing[Value(id)];
-        const bool inserted = !slot;
-        if (inserted) slot = context_.insertNewObject(*applied.entity);
-        auto* item = dynamic_cast<HandbookItemEntity*>(slot);
-        if (!item) continue;
-        auto [at, isNew] = listed.emplace(id, applied.items.size());
-        if (isNew) {
-          applied.items.push_back({id, item});
+      // Held across the window: each of the many value sets below takes this (recursive)
+      // lock again, which then costs a count instead of an atomic operation.
+      {
+        std::lock_guard windowLock(context_.stateMutex());
+        for (const auto& [id, element] : valid) {
+          ManagedObject*& slot = existing[Value(id)];
+          const bool inserted = !slot;
+          if (inserted) slot = context_.insertNewObject(*applied.entity);
+          auto* item = dynamic_cast<HandbookItemEntity*>(slot);
+          if (!item) continue;
+          auto [at, isNew] = listed.emplace(id, applied.items.size());
+          if (isNew) {
+            applied.items.push_back({id, item});
+            if (isProduct)
+              ingredients_.push_back(
+                  {!inserted && !item->valueAt(kIngredientsDataIndex).isNull(), false});
+          }
+          item->fillFrom(handbook_dict::Dictionary(element));
           if (isProduct)
-            ingredients_.push_back(
-                {!inserted && !item->valueAt(kIngredientsDataIndex).isNull(), false});
+            ingredients_[at->second].has = item->valueAt(kIngredientsDataIndex).isBlob();
         }
-        item->fillFrom(handbook_dict::Dictionary(element));
-        if (isProduct) ingredients_[at->second].has = item->valueAt(kIngredientsDataIndex).isBlob();
       }
       remaining_ -= n;
       unsaved += n;

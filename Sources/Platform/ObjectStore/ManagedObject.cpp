@@ -86,7 +86,12 @@ void ManagedObject::setValueAt(std::size_t index, Value value) {
   Value& slot = values_.at(index);
   if (sameValue(slot, value)) return;
   slot = std::move(value);
-  if (flags_ & kAwakingFromFetch) return;
+  if (flags_ & kAwakingFromFetch) {
+    // Not a change (the object stays clean), but a save that writes the object for another
+    // reason, which writes only changed columns, writes this one too.
+    changed_.set(index);
+    return;
+  }
   markAttributeChanged(index);
 }
 
@@ -294,6 +299,7 @@ void ManagedObject::removeFromManyLocked(std::size_t index, ManagedObject* objec
 std::vector<std::string> ManagedObject::changedKeys() const {
   Lock lock(context_->stateMutex());
   std::vector<std::string> keys;
+  if (!(flags_ & (kChanged | kInserted))) return keys;  // values set on waking are no changes
   const auto& attributes = entity_->attributes();
   const std::size_t count = attributes.size() + entity_->relationships().size();
   for (std::size_t i = 0; i < count; ++i) {

@@ -149,7 +149,11 @@ class PersistentStore {
     // Prepared on first use; owned by statements_.
     mutable sqlite3_stmt* insertStatement = nullptr;
     mutable sqlite3_stmt* updateStatement = nullptr;
+    // UPDATEs that write only the changed columns, one per set of changed properties.
+    mutable std::unordered_map<std::string, sqlite3_stmt*> updateByChangedColumns;
   };
+  // Distinct changed-column sets prepared per entity; further ones rewrite the whole row.
+  static constexpr std::size_t kUpdateShapesPerEntity = 64;
   struct TableLayout {
     const EntityDescription* root = nullptr;
     std::vector<std::string> columns;  // quoted names after _pk, _entity
@@ -181,6 +185,10 @@ class PersistentStore {
                          bool applyWindow, bool idsOnly, bool countOnly,
                          std::vector<Value>& parameters);
   void writeObject(const ManagedObject& object, bool insert, std::size_t& step);
+  // Writes only the columns of the object's changed properties; none changed, no statement.
+  void updateChangedColumns(const ManagedObject& object, std::size_t& step);
+  void bindToOne(sqlite3_stmt* stmt, int column, const ManagedObject& object,
+                 std::size_t relationship);
   // Join-table pairs and the positions of ordered to-many members.
   void writeJoins(const ManagedObject& object, std::size_t& step);
   void writeMemberPositions(const ManagedObject& object, const RelationshipDescription& rel,

@@ -267,19 +267,71 @@ void PersistentStore::writeObject(const ManagedObject& o, bool insert, std::size
     else
       sqlite3_bind_null(stmt, n++);
   }
-  for (std::size_t i = 0; i < relationships.size(); ++i) {
-    if (relationships[i].toMany) continue;
-    const ManagedObject::ToOne* slot = i < o.toOne_.size() ? &o.toOne_[i] : nullptr;
-    if (slot && slot->object) {
-      if (slot->object->id_.temporary)
-        throw StoreError(StoreErrorCode::SaveFailed,
-                         "Relationship " + relationships[i].name + " points at an unsaved object");
-      sqlite3_bind_int64(stmt, n++, slot->object->id_.key);
-    } else if (slot && slot->pendingKey) {
-      sqlite3_bind_int64(stmt, n++, slot->pendingKey);
-    } else {
-      sqlite3_bind_null(stmt, n++);
+  for (std::size_t i = 0; i < relationships.size(); ++i)
+    if (!relationships[i].toMany) bindToOne(stmt, n++, o, i);
+  sqlite3_bind_int64(stmt, n, o.id_.key);
+  hook(step);
+  if (sqlite3_step(stmt) != SQLITE_DONE)
+    fail(StoreErrorCode::SaveFailed, "Cannot write " + o.id_.uriRepresentation());
+}
+
+void PersistentStore::bindToOne(sqlite3_stmt* stmt, int column, const ManagedObject& o,
+                                std::size_t relationship) {
+  const ManagedObject::ToOne* slot =
+      relationship < o.toOne_.size() ? &o.toOne_[relationship] : nullptr;
+  if (slot && slot->object) {
+    if (slot->object->id_.temporary)
+      throw StoreError(StoreErrorCode::SaveFailed,
+                       "Relationship " + o.entity_->relationships()[relationship].name +
+                           " points at an unsaved object");
+    sqlite3_bind_int64(stmt, column, slot->object->id_.key);
+  } else if (slot && slot->pendingKey) {
+    sqlite3_bind_int64(stmt, column, slot->pendingKey);
+  } else {
+    sqlite3_bind_null(stmt, column);
+  }
+}
+
+void PersistentStore::updateChangedColumns(const ManagedObject& o, std::size_t& step) {
+  const EntityDescription& entity = *o.entity_;
+  const auto& relationships = entity.relationships();
+  const std::size_t attributeCount = entity.attributes().size();
+  // Property bits with a column of their own: attributes and to-one relationships. A column
+  // left out of the statement leaves its indexes untouched too.
+  std::vector<std::uint16_t> changed;
+  for (std::size_t i = 0; i < attributeCount + relationships.size(); ++i)
+    if (o.changed_.test(i) && (i < attributeCount || !relationships[i - attributeCount].toMany))
+      changed.push_back(static_cast<std::uint16_t>(i));
+  if (changed.empty()) return;  // only to-many members changed: they live elsewhere
+  const EntityLayout& el = layoutFor(entity).entities.at(&entity);
+  std::string shape(reinterpret_cast<const char*>(changed.data()),
+                    changed.size() * sizeof(std::uint16_t));
+  auto it = el.updateByChangedColumns.find(shape);
+  if (it == el.updateByChangedColumns.end()) {
+    // Bounded: an entity updated in many different ways falls back to whole rows.
+    if (el.updateByChangedColumns.size() >= kUpdateShapesPerEntity)
+      return writeObject(o, false, step);
+    std::string sql = "UPDATE " + quoteName(entity.tableName()) + " SET ";
+    for (std::size_t k = 0; k < changed.size(); ++k) {
+      const std::size_t i = changed[k];
+      sql += (k ? ", " : "") +
+             quoteName(i < attributeCount ? entity.attributes()[i].name
+                                          : fkColumn(relationships[i - attributeCount].name)) +
+             " = ?";
     }
+    it = el.updateByChangedColumns.emplace(std::move(shape), statement(sql + " WHERE _pk = ?"))
+             .first;
+  }
+  sqlite3_stmt* stmt = it->second;
+  StatementReset reset{stmt};
+  int n = 1;
+  for (std::size_t i : changed) {
+    if (i >= attributeCount)
+      bindToOne(stmt, n++, o, i - attributeCount);
+    else if (i < o.values_.size())
+      bindValue(stmt, n++, o.values_[i]);
+    else
+      sqlite3_bind_null(stmt, n++);
   }
   sqlite3_bind_int64(stmt, n, o.id_.key);
   hook(step);
@@ -391,7 +443,7 @@ void PersistentStore::save(const SaveBatch& changes, const void* writer) {
       }
     }
     for (const ManagedObject* o : changes.inserted) writeObject(*o, true, step);
-    for (const ManagedObject* o : changes.updated) writeObject(*o, false, step);
+    for (const ManagedObject* o : changes.updated) updateChangedColumns(*o, step);
     for (const ManagedObject* o : changes.inserted) writeJoins(*o, step);
     for (const ManagedObject* o : changes.updated) writeJoins(*o, step);
     hook(step);

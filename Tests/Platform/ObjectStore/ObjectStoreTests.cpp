@@ -103,6 +103,57 @@ TEST(ObjectStoreTest, FailedSaveLeavesFileUnchangedAndChangesPending) {
   EXPECT_EQ(f.root->countForFetchRequest(all(f.entity("Tag"))), 5u);
 }
 
+// A save writes only what changed, so a value another connection stored meanwhile survives
+// an update of a different value of the same row.
+TEST(ObjectStoreTest, UpdateWritesOnlyTheChangedColumns) {
+  TempDir dir;
+  StoreFixture f(dir);
+  auto* sample = f.root->insertNewObject("Sample");
+  sample->setValueForKey("code", "a");
+  sample->setValueForKey("ratio", 1.5);
+  auto* owner = f.root->insertNewObject("Owner");
+  auto* tag = f.root->insertNewObject("Tag");
+  f.root->save();
+
+  auto other = PersistentStore::open(testModel(), StoreType::SQLite, f.path);
+  auto otherContext = ManagedObjectContext::createRoot(other, ConcurrencyType::MainQueue);
+  auto elsewhere = [&](const char* key, Value value) {
+    otherContext->reset();
+    auto found = otherContext->executeFetchRequest(all(f.entity("Sample")));
+    ASSERT_EQ(found.size(), 1u);
+    found[0]->setValueForKey(key, std::move(value));
+    otherContext->save();
+  };
+  std::vector<ContextChanges> saved;
+  auto token = f.root->addObserver(ContextNotification::DidSave,
+                                   [&](const ContextChanges& c) { saved.push_back(c); });
+
+  elsewhere("ratio", 2.5);
+  sample->setValueForKey("code", "b");
+  sample->setValueForKey("ratio", 1.5);  // set back to what this context read: no change
+  f.root->save();
+  ASSERT_EQ(saved.size(), 1u);
+  EXPECT_EQ(saved[0].updated, std::vector<ManagedObject*>{sample});
+
+  elsewhere("code", "c");
+  sample->setObjectForKey("owner", owner);  // a to-one key is a column of its own
+  f.root->save();
+  elsewhere("ratio", 3.5);
+  sample->addObjectForKey("tags", tag);  // to-many members live outside the row
+  f.root->save();
+  ASSERT_EQ(saved.size(), 3u);
+  EXPECT_NE(std::find(saved[2].updated.begin(), saved[2].updated.end(), sample),
+            saved[2].updated.end());
+
+  f.open();
+  auto stored = f.root->executeFetchRequest(all(f.entity("Sample")));
+  ASSERT_EQ(stored.size(), 1u);
+  EXPECT_EQ(stored[0]->valueForKey("code").asString(), "c");
+  EXPECT_DOUBLE_EQ(stored[0]->valueForKey("ratio").asDouble(), 3.5);
+  ASSERT_NE(stored[0]->objectForKey("owner"), nullptr);
+  EXPECT_EQ(stored[0]->objectsForKey("tags").size(), 1u);
+}
+
 TEST(ObjectStoreTest, RequiredAttributeIsCheckedBeforeWriting) {
   TempDir dir;
   StoreFixture f(dir);
