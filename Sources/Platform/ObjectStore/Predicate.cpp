@@ -249,6 +249,15 @@ Predicate Predicate::comparison(PredicateExpression left, Operator op, Predicate
   node.options = options;
   node.left = std::move(left);
   node.right = std::move(right);
+  constexpr std::size_t kIndexedListSize = 16;
+  if (op == Operator::In && node.right.kind == PredicateExpression::Kind::ConstantList &&
+      node.right.list.size() > kIndexedListSize) {
+    auto index = std::make_shared<std::unordered_set<Value, ValueHash>>();
+    index->reserve(node.right.list.size());
+    for (const Value& v : node.right.list)
+      if (!v.isNull() && !(v.isDouble() && std::isnan(v.asDouble()))) index->insert(v);
+    node.right.listIndex = std::move(index);
+  }
   return Predicate(std::make_shared<const Node>(std::move(node)));
 }
 

@@ -6,10 +6,12 @@
 #include <memory>
 #include <stdexcept>
 #include <string>
+#include <unordered_set>
 #include <string_view>
 #include <variant>
 #include <vector>
 
+#include "Platform/ObjectStore/ObjectID.h"
 #include "Platform/ObjectStore/Value.h"
 
 struct sqlite3;
@@ -42,6 +44,8 @@ struct PredicateExpression {
   std::string keyPath;            // KeyPath: dotted path, e.g. "trainingDay.cource.entityID"
   Value constant;                 // Constant
   std::vector<Value> list;        // ConstantList
+  // A long IN list's values hashed, so matching many objects in memory stays linear.
+  std::shared_ptr<const std::unordered_set<Value, ValueHash>> listIndex;
   const ManagedObject* object = nullptr;  // Object
 };
 

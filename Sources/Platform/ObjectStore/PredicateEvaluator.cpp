@@ -17,6 +17,7 @@ struct Operand {
   Value value;
   const ManagedObject* object = nullptr;
   const std::vector<Value>* list = nullptr;
+  const std::unordered_set<Value, ValueHash>* listIndex = nullptr;
 
   bool isNullish() const { return !list && !object && value.isNull(); }
   bool isObject() const { return object != nullptr; }
@@ -42,6 +43,7 @@ Operand resolve(const PredicateExpression& e, const PredicateValueSource& source
       break;
     case EK::ConstantList:
       o.list = &e.list;
+      o.listIndex = e.listIndex.get();
       break;
     case EK::Object:
       o.object = e.object;
@@ -130,6 +132,7 @@ bool contains(const Operand& a, const Operand& b) {
   if (!b.list) throw PredicateError("IN needs a list on its right side");
   if (a.list) throw PredicateError("A list is only allowed on the right side of IN");
   if (a.isNullish() || a.isObject()) return false;
+  if (b.listIndex) return b.listIndex->count(a.value) != 0;
   return std::any_of(b.list->begin(), b.list->end(), [&](const Value& v) {
     const Value element = normalized(v);
     return !element.isNull() && element == a.value;
