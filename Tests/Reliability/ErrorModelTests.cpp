@@ -139,6 +139,7 @@ TEST(ErrorModelTest, EveryOutsideInputFailureCarriesItsCodeAndItsNamedKind) {
   // The named kinds keep their own detail beside the library-wide code.
   try {
     PersistentStore::open(testModel(), StoreType::SQLite, (dir / "garbage.sqlite").string());
+    ADD_FAILURE() << "a file that is no database opened";
   } catch (const StoreError& error) {
     EXPECT_EQ(error.code(), StoreErrorCode::CannotOpen);
     EXPECT_TRUE(error.isCorruption());
