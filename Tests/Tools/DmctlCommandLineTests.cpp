@@ -241,6 +241,7 @@ TEST_F(DmctlCommandLineTest, LibraryFailuresReportTheLibrarysCodeName) {
   fs::create_directories(dir / "no-sources");
   const std::vector<std::pair<std::vector<std::string>, std::string>> cases = {
       {{"store", "query", "UserEntity", "--where", "firstName =="}, "invalid_predicate"},
+      {{"store", "query", "UserEntity", "--where", "nosuch = 1"}, "invalid_predicate"},
       {{"map", "UserEntity", file("broken.json")}, "malformed_payload"},
       {{"map", "UserEntity", file("user.json"), "--model", file("model.json")}, "invalid_model"},
       {{"handbook", "build-seed", "--source", file("no-sources"), "--out", file("seed.zip")},

@@ -1,6 +1,7 @@
 // `dmctl store`: what the main store holds (`info`) and its records as JSON (`query`).
 #include <cstdio>
 #include <ctime>
+#include <optional>
 #include <string>
 
 #include <nlohmann/json.hpp>
@@ -138,16 +139,18 @@ void query(const GlobalOptions& options, const QueryArguments& arguments) {
 
   auto context = store->newPrivateQueueContext("dmctl.store.query");
   nlohmann::json rows = nlohmann::json::array();
-  std::string failure;
+  std::optional<CommandError> failure;
   context->performAndWait([&] {
     try {
       for (const auto* object : context->executeFetchRequest(request))
         rows.push_back(record(*object));
+    } catch (const dm::Error& error) {  // a key the model lacks, a store that fails
+      failure.emplace(error.what(), libraryCode(error));
     } catch (const std::exception& error) {
-      failure = error.what();
+      failure.emplace(error.what());
     }
   });
-  if (!failure.empty()) throw CommandError(failure);
+  if (failure) throw *failure;
   print(rows);
 }
 
