@@ -37,7 +37,8 @@ std::shared_ptr<DataModel>& sharedSlot() {
 }  // namespace
 
 RecordClassMismatch::RecordClassMismatch(std::vector<std::string> mismatches)
-    : std::runtime_error(joinLines(mismatches)), mismatches_(std::move(mismatches)) {}
+    : Error(ErrorCode::RecordClassMismatch, joinLines(mismatches)),
+      mismatches_(std::move(mismatches)) {}
 
 void registerRecordClasses() {
   static std::once_flag once;

@@ -15,6 +15,8 @@
 #include <string>
 #include <vector>
 
+#include "Platform/Foundation/Error.h"
+
 namespace dm {
 
 class Clock;
@@ -38,7 +40,8 @@ struct DataModelOptions {
 };
 
 // The registered record classes disagree with the models; `what()` lists every mismatch.
-class RecordClassMismatch : public std::runtime_error {
+// Its code is ErrorCode::RecordClassMismatch.
+class RecordClassMismatch : public Error {
  public:
   explicit RecordClassMismatch(std::vector<std::string> mismatches);
   // One line per mismatch, "Class.field: what is wrong".

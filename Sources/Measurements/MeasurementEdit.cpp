@@ -8,6 +8,7 @@
 #include "Mapping/Records/EntitySyncState.h"
 #include "Measurements/MeasurementAddRequest.h"
 #include "Measurements/MeasurementEntity.h"
+#include "Platform/Foundation/Error.h"
 #include "Units/UnitsHelper.h"
 
 namespace dm {
@@ -15,17 +16,18 @@ namespace dm {
 void editMeasurementInUnits(MeasurementEntity& measurement, const std::string& field,
                             double valueInUnits) {
   if (!std::isfinite(valueInUnits) || valueInUnits < 0)
-    throw std::invalid_argument("a measurement value is a number of 0 or more");
+    throw Error(ErrorCode::InvalidInput, "a measurement value is a number of 0 or more");
   double metric = 0;
   if (field == "weight") {
     metric = UnitsHelper::weightToKG(valueInUnits);
   } else if (field == "bodyFatPercentage") {
-    if (valueInUnits > 100) throw std::invalid_argument("body fat is a percentage from 0 to 100");
+    if (valueInUnits > 100)
+      throw Error(ErrorCode::InvalidInput, "body fat is a percentage from 0 to 100");
     metric = valueInUnits;
   } else {
     const auto& girths = MeasurementAddRequest::girthFields();
     if (field != "height" && std::find(girths.begin(), girths.end(), field) == girths.end())
-      throw std::invalid_argument("\"" + field + "\" is not a value of a measurement");
+      throw Error(ErrorCode::InvalidInput, "\"" + field + "\" is not a value of a measurement");
     metric = UnitsHelper::heightToCM(valueInUnits);
   }
   measurement.setValueForKey(field, Value(metric));

@@ -6,6 +6,7 @@
 #include <stdexcept>
 
 #include "Nutrition/DietProductEntity.h"
+#include "Platform/Foundation/Error.h"
 #include "Profile/MealsTimeFormatter.h"
 
 namespace dm {
@@ -32,7 +33,7 @@ int DietMealEntity::consumeTimeInMinutes() const {
   std::string time = consumeTime();
   auto colon = time.find(':');
   if (colon == std::string::npos)
-    throw std::invalid_argument("meal time \"" + time + "\" has no \":\"");
+    throw Error(ErrorCode::InvalidInput, "meal time \"" + time + "\" has no \":\"");
   // Leading digits of each part, as a signed integer.
   int hours = std::atoi(time.substr(0, colon).c_str());
   int minutes = std::atoi(time.substr(colon + 1).c_str());

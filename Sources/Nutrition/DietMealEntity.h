@@ -18,7 +18,7 @@ class DietMealEntity : public DietMealEntityGenerated {
   std::vector<DietProductEntity*> productsInStoredOrder() const;
 
   // Minutes after midnight of consumeTime ("07:30" gives 450); 0 when unset or empty.
-  // Throws std::invalid_argument for a time without ":" (a malformed record).
+  // Throws Error InvalidInput for a time without ":" (a malformed record).
   int consumeTimeInMinutes() const;
   // consumeTime (or "07:00" when unset) in the user's short time style; the stored text
   // itself when it is no "HH:mm" time.

@@ -6,6 +6,7 @@
 
 #include "Nutrition/DietEntity.h"
 #include "Nutrition/DietMealEntity.h"
+#include "Platform/Foundation/Error.h"
 #include "Profile/MealsTimeFormatter.h"
 #include "Profile/UserEntity.h"
 
@@ -35,7 +36,7 @@ std::optional<int> ownMinutesOf(const DietMealEntity& meal) {
   if (!meal.hasConsumeTime() || meal.consumeTime().empty()) return std::nullopt;
   try {
     return meal.consumeTimeInMinutes();
-  } catch (const std::invalid_argument&) {
+  } catch (const Error&) {
     return std::nullopt;
   }
 }

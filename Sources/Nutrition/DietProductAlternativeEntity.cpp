@@ -8,6 +8,7 @@
 #include <nlohmann/json.hpp>
 
 #include "Platform/Foundation/DictionaryListDecoding.h"
+#include "Platform/Foundation/Error.h"
 #include "Platform/Foundation/KeyedArchive.h"
 #include "Platform/Foundation/Logger.h"
 
@@ -18,7 +19,7 @@ std::vector<DietProductAlternativeEntity> DietProductAlternativeEntity::parseFro
   std::vector<DietProductAlternativeEntity> result;
   try {
     auto tree = KeyedArchive::unarchivedObject(data);
-    if (!tree) throw std::runtime_error("the data is no keyed archive");
+    if (!tree) throw Error(ErrorCode::InvalidInput, "the data is no keyed archive");
     // Re-serialised as JSON text and decoded from that, as any server list would be.
     auto list = nlohmann::json::parse(tree->dump());
     result = decodeDictionaryList<DietProductAlternativeEntity>(list, [](const auto& element) {

@@ -14,6 +14,8 @@
 
 #include <nlohmann/json.hpp>
 
+#include "Platform/Foundation/Error.h"
+
 namespace dm {
 
 class ManagedObjectContext;
@@ -55,10 +57,10 @@ struct OutboxAcknowledgement {
   std::vector<std::string> superseded;
 };
 
-// A malformed acknowledgement: nothing was applied.
-class OutboxError : public std::runtime_error {
+// A malformed acknowledgement: nothing was applied. Its code is InvalidInput.
+class OutboxError : public Error {
  public:
-  using std::runtime_error::runtime_error;
+  explicit OutboxError(const std::string& message) : Error(ErrorCode::InvalidInput, message) {}
 };
 
 // Delivery states of a message written on this device (they only advance; -1 resets).

@@ -9,6 +9,7 @@
 #include "Nutrition/DietProductEntity.h"
 #include "Nutrition/NutritionTestSupport.h"
 #include "Nutrition/TempDietProduct.h"
+#include "Platform/Foundation/Error.h"
 #include "Platform/Foundation/KeyedArchive.h"
 
 namespace dm {
@@ -227,7 +228,7 @@ TEST_F(DietRecordsTest, MealTimesReadMinutesAndFallBackToSeven) {
     meal->setConsumeTime("23:59");
     EXPECT_EQ(meal->consumeTimeInMinutes(), 1439);
     meal->setConsumeTime("0730");
-    EXPECT_THROW(meal->consumeTimeInMinutes(), std::invalid_argument);
+    EXPECT_THROW(meal->consumeTimeInMinutes(), Error);
   });
 }
 

@@ -8,6 +8,7 @@
 #include "Measurements/MeasurementEdit.h"
 #include "Measurements/MeasurementEntity.h"
 #include "Platform/Foundation/DateFormatting.h"
+#include "Platform/Foundation/Error.h"
 #include "Platform/Foundation/SettingsStore.h"
 #include "Profile/ProfileCommonPhotoEntity.h"
 #include "Profile/ProfileTestSupport.h"
@@ -315,8 +316,8 @@ TEST_F(OutboxTest, AMeasurementEditedAfterItWasConfirmedIsSentAsItsUpdateInMetri
   perform([&] {
     editMeasurementInUnits(*confirmed, "waist", 36);    // inches
     editMeasurementInUnits(*confirmed, "weight", 185);  // pounds
-    EXPECT_THROW(editMeasurementInUnits(*confirmed, "mission", 1), std::invalid_argument);
-    EXPECT_THROW(editMeasurementInUnits(*confirmed, "waist", -1), std::invalid_argument);
+    EXPECT_THROW(editMeasurementInUnits(*confirmed, "mission", 1), Error);
+    EXPECT_THROW(editMeasurementInUnits(*confirmed, "waist", -1), Error);
     context->save();
   });
   EXPECT_EQ(summary(), (Lines{"measurements_update " + key}));

@@ -235,6 +235,32 @@ TEST_F(DmctlCommandLineTest, ExitStatusesFollowTheTableInTheHelp) {
   EXPECT_NE(text.err.find("dmctl: could not save settings"), std::string::npos) << text.err;
 }
 
+TEST_F(DmctlCommandLineTest, LibraryFailuresReportTheLibrarysCodeName) {
+  writeFile(dir / "broken.json", R"({"user": {"id": )");
+  writeFile(dir / "model.json", R"({"entities": [)");
+  fs::create_directories(dir / "no-sources");
+  const std::vector<std::pair<std::vector<std::string>, std::string>> cases = {
+      {{"store", "query", "UserEntity", "--where", "firstName =="}, "invalid_predicate"},
+      {{"store", "query", "UserEntity", "--where", "nosuch = 1"}, "invalid_predicate"},
+      {{"map", "UserEntity", file("broken.json")}, "malformed_payload"},
+      {{"map", "UserEntity", file("user.json"), "--model", file("model.json")}, "invalid_model"},
+      {{"handbook", "build-seed", "--source", file("no-sources"), "--out", file("seed.zip")},
+       "invalid_seed_source"},
+  };
+  for (const auto& [arguments, code] : cases) {
+    SCOPED_TRACE(code);
+    auto withJson = arguments;
+    withJson.push_back("--json");
+    auto result = run(withJson);
+    EXPECT_EQ(result.status, 1) << result.out << result.err;
+    auto answer = json::parse(result.out, nullptr, /*allow_exceptions=*/false);
+    ASSERT_TRUE(answer.contains("error")) << result.out;
+    EXPECT_EQ(answer["error"]["code"], code) << answer.dump();
+  }
+  auto help = runDmctl(dir.path(), {});
+  EXPECT_NE(help.out.find("invalid_predicate"), std::string::npos) << help.out;
+}
+
 TEST_F(DmctlCommandLineTest, GlobalOptionsWorkBeforeAndAfterTheCommand) {
   auto before = run({"--json", "--quiet", "handbook", "status"});
   auto after = runDmctl(dir.path(),

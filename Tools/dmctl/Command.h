@@ -36,12 +36,12 @@ struct GlobalOptions {
 // or as the JSON error document), and the code's exit status is returned.
 class CommandError : public std::runtime_error {
  public:
-  explicit CommandError(const std::string& message, ErrorCode code = ErrorCode::Failed)
+  explicit CommandError(const std::string& message, FailureCode code = ErrorCode::Failed)
       : std::runtime_error(message), code_(code) {}
-  ErrorCode code() const { return code_; }
+  FailureCode code() const { return code_; }
 
  private:
-  ErrorCode code_;
+  FailureCode code_;
 };
 
 // A write the command was asked for did not reach the file: exit status 3.

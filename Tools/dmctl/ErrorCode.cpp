@@ -9,10 +9,6 @@ const char* errorCodeName(ErrorCode code) {
       return "usage";
     case ErrorCode::NotFound:
       return "not_found";
-    case ErrorCode::InvalidInput:
-      return "invalid_input";
-    case ErrorCode::StoreUnavailable:
-      return "store_unavailable";
     case ErrorCode::NotWritten:
       return "not_written";
     case ErrorCode::NothingMapped:
@@ -23,19 +19,15 @@ const char* errorCodeName(ErrorCode code) {
   return "failed";
 }
 
-ExitStatus exitStatusFor(ErrorCode code) {
-  switch (code) {
-    case ErrorCode::Usage:
-      return kExitUsage;
-    case ErrorCode::NotWritten:
-      return kExitNotWritten;
-    default:
-      return kExitFailure;
-  }
+const char* FailureCode::name() const {
+  if (const auto* library = std::get_if<dm::ErrorCode>(&code_)) return dm::errorCodeName(*library);
+  return errorCodeName(std::get<ErrorCode>(code_));
 }
 
-ErrorCode errorCodeFor(dm::StoreFailureKind kind) {
-  return kind == dm::StoreFailureKind::Other ? ErrorCode::Failed : ErrorCode::StoreUnavailable;
+ExitStatus FailureCode::exitStatus() const {
+  if (is(ErrorCode::Usage)) return kExitUsage;
+  if (is(ErrorCode::NotWritten)) return kExitNotWritten;
+  return kExitFailure;
 }
 
 }  // namespace dmctl

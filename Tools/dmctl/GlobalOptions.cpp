@@ -48,11 +48,11 @@ std::shared_ptr<dm::ManagedObjectContext> openMainStoreForReading(const GlobalOp
     store = dm::DataModel::open(open)->mainStore();
   } catch (const std::runtime_error& error) {
     throw CommandError(std::string("the main store is unavailable: ") + error.what(),
-                       ErrorCode::StoreUnavailable);
+                       dm::ErrorCode::StoreUnavailable);
   }
   if (store->isInMemory())
     throw CommandError(storeUnavailableReason("the main store", store->openError()),
-                       ErrorCode::StoreUnavailable);
+                       dm::ErrorCode::StoreUnavailable);
   return store->persistentStoreManagedObjectContext();
 }
 

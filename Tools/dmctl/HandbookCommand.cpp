@@ -58,7 +58,7 @@ dm::HandbookAdapter& openAdapter(const GlobalOptions& global, bool forWrite = fa
     auto reason = storeUnavailableReason("the handbook store " + storage->storeFile().string(),
                                          storage->openError());
     if (forWrite) throw NotWrittenError(reason + "; nothing was applied");
-    throw CommandError(reason, ErrorCode::StoreUnavailable);
+    throw CommandError(reason, dm::ErrorCode::StoreUnavailable);
   }
   return adapter;
 }
@@ -90,10 +90,8 @@ void buildSeed(const GlobalOptions& global, const BuildSeedOptions& options) {
     seedOptions.limit = options.limit;
     seedOptions.exerciseImageBaseURL = options.imageBase;
     dictionary = source.updateDictionary(seedOptions);
-  } catch (const dm::SeedSourceError& error) {
-    throw CommandError(error.what(), ErrorCode::InvalidInput);
-  } catch (const std::invalid_argument& error) {
-    throw CommandError(error.what(), ErrorCode::InvalidInput);
+  } catch (const dm::Error& error) {  // a malformed source file or option
+    throw CommandError(error.what(), libraryCode(error));
   }
   // The library reports the phase and the fraction done; the records are counted here.
   std::size_t total = 0;
@@ -111,6 +109,8 @@ void buildSeed(const GlobalOptions& global, const BuildSeedOptions& options) {
   dm::HandbookSeedBuildResult result;
   try {
     result = dm::buildHandbookSeedArchive(dictionary, options.language, options.outFile, report);
+  } catch (const dm::Error& error) {
+    throw CommandError(std::string("build-seed: ") + error.what(), libraryCode(error));
   } catch (const std::exception& error) {
     throw CommandError(std::string("build-seed: ") + error.what());
   }
@@ -275,11 +275,11 @@ std::string readUpdateText(const std::string& path) {
   const auto first = text.find_first_not_of(" \t\r\n");
   if (first == std::string::npos || text[first] != '{') {
     if (!nlohmann::json::accept(text))
-      throw CommandError(path + ": not valid JSON", ErrorCode::InvalidInput);
+      throw CommandError(path + ": not valid JSON", dm::ErrorCode::InvalidInput);
     throw CommandError(path +
                            " is not an update dictionary (a JSON object with \"status\", "
                            "\"version\" and the changed records)",
-                       ErrorCode::InvalidInput);
+                       dm::ErrorCode::InvalidInput);
   }
   return text;
 }
@@ -294,7 +294,7 @@ bool isNotModifiedAnswer(const std::string& text, const std::string& path) {
     status = reader.header({"status"}).find("status");
   } else {
     if (!nlohmann::json::accept(text))
-      throw CommandError(path + ": not valid JSON", ErrorCode::InvalidInput);
+      throw CommandError(path + ": not valid JSON", dm::ErrorCode::InvalidInput);
     // Valid, but not what the windowed reader takes: only the top level is kept here.
     shallow = nlohmann::json::parse(
         text, [](int depth, nlohmann::json::parse_event_t, nlohmann::json&) { return depth <= 1; });

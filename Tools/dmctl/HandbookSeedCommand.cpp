@@ -38,10 +38,8 @@ void writeDictionary(const GlobalOptions& global, const SeedDictionaryOptions& o
     exercises = dictionary["post_exercises"].size();
     products = dictionary["post_products"].size();
     text = dm::serializeHandbookSeedDictionary(dictionary);
-  } catch (const dm::SeedSourceError& error) {
-    throw CommandError(error.what(), ErrorCode::InvalidInput);
-  } catch (const std::invalid_argument& error) {
-    throw CommandError(error.what(), ErrorCode::InvalidInput);
+  } catch (const dm::Error& error) {  // a malformed source file or option
+    throw CommandError(error.what(), libraryCode(error));
   }
   // Written to a temporary file first so a failed run never leaves a truncated dictionary.
   std::string temporary = options.outFile + ".tmp";

@@ -14,8 +14,8 @@ void printJson(const nlohmann::json& value, int indent) {
   std::fwrite(text.data(), 1, text.size(), stdout);
 }
 
-nlohmann::json errorDocument(ErrorCode code, const std::string& message) {
-  return {{"error", {{"code", errorCodeName(code)}, {"message", message}}}};
+nlohmann::json errorDocument(FailureCode code, const std::string& message) {
+  return {{"error", {{"code", code.name()}, {"message", message}}}};
 }
 
 std::string normalizedJsonOutput(const std::string& printed) {

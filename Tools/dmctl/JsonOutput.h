@@ -17,7 +17,7 @@ namespace dmctl {
 void printJson(const nlohmann::json& value, int indent = 2);
 
 // {"error": {"code": "<name>", "message": "<message>"}}
-nlohmann::json errorDocument(ErrorCode code, const std::string& message);
+nlohmann::json errorDocument(FailureCode code, const std::string& message);
 
 // Turns what a command printed under --json into one document: JSON text as it is, lines
 // that are each JSON as an array of them, anything else as {"text": "..."} (a command that

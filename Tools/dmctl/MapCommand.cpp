@@ -54,7 +54,7 @@ std::shared_ptr<const dm::ManagedObjectModel> loadModel(const std::string& path)
   try {
     return dm::ManagedObjectModel::fromJson(readText(path));
   } catch (const dm::StoreError& error) {
-    throw CommandError("invalid model " + path + ": " + error.what(), ErrorCode::InvalidInput);
+    throw CommandError("invalid model " + path + ": " + error.what(), libraryCode(error));
   }
 }
 
@@ -75,7 +75,7 @@ const dm::BaseMappableEntity::Class& entityClass(const std::string& name,
   const auto* entity = dynamic_cast<const dm::BaseMappableEntity::Class*>(cls);
   if (!entity)
     throw CommandError(name + " is not a stored record class (dmctl classes lists them)",
-                       ErrorCode::InvalidInput);
+                       dm::ErrorCode::InvalidInput);
   return *entity;
 }
 
@@ -203,16 +203,16 @@ void run(const MapArguments& arguments, const GlobalOptions& options) {
       mainStore = dm::DataModel::open(open)->mainStore();
     } catch (const std::runtime_error& error) {
       throw CommandError(std::string("the main store is unavailable: ") + error.what(),
-                         ErrorCode::StoreUnavailable);
+                         dm::ErrorCode::StoreUnavailable);
     }
     if (!mainStore)
-      throw CommandError("the main store is unavailable", ErrorCode::StoreUnavailable);
+      throw CommandError("the main store is unavailable", dm::ErrorCode::StoreUnavailable);
     // Mapping into a memory-only store would report records that vanish with the process.
     if (mainStore->isInMemory()) {
       auto reason =
           storeUnavailableReason("the main store " + path.string(), mainStore->openError());
       if (arguments.save) throw NotWrittenError(reason + "; nothing was saved");
-      throw CommandError(reason, ErrorCode::StoreUnavailable);
+      throw CommandError(reason, dm::ErrorCode::StoreUnavailable);
     }
     context = mainStore->persistentStoreManagedObjectContext();
   } else {
@@ -223,7 +223,7 @@ void run(const MapArguments& arguments, const GlobalOptions& options) {
       std::string reason = "cannot open " + path.string() + " (" +
                            dm::storeFailureKindName(error.kind()) + "): " + error.what();
       if (arguments.save) throw NotWrittenError(reason + "; nothing was saved");
-      throw CommandError(reason, ErrorCode::StoreUnavailable);
+      throw CommandError(reason, dm::ErrorCode::StoreUnavailable);
     }
     injector->registerProvider<dm::MappingStore>("objectStore", [store](dm::Injector&) {
       return std::static_pointer_cast<dm::MappingStore>(store);
@@ -284,7 +284,7 @@ void run(const MapArguments& arguments, const GlobalOptions& options) {
       }
     } catch (const dm::MappingError& error) {
       failure.emplace(std::string("the payload cannot be mapped: ") + error.what(),
-                      ErrorCode::InvalidInput);
+                      libraryCode(error));
     } catch (const dm::StoreError& error) {
       std::string message = std::string("saving failed (") +
                             dm::storeFailureKindName(error.kind()) + "): " + error.what() +
@@ -292,7 +292,7 @@ void run(const MapArguments& arguments, const GlobalOptions& options) {
       if (arguments.save)
         failure.emplace(NotWrittenError(message));
       else
-        failure.emplace(message, errorCodeFor(error.kind()));
+        failure.emplace(message, libraryCode(error));
     }
   });
   progress.finish();

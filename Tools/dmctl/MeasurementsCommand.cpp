@@ -181,9 +181,9 @@ void edit(const std::string& name, const std::vector<std::string>& changes,
       }
       try {
         dm::editMeasurementInUnits(*measurement, change.substr(0, equals), *value);
-      } catch (const std::invalid_argument& error) {
+      } catch (const dm::Error& error) {
         context->reset();
-        throw CommandError(change + ": " + error.what());
+        throw CommandError(change + ": " + error.what(), libraryCode(error));
       }
     }
     try {

@@ -74,7 +74,7 @@ void acknowledge(const std::string& file, const GlobalOptions& options) {
     try {
       result = outboxOf(*context).acknowledge(answer);
     } catch (const dm::OutboxError& error) {
-      throw CommandError(file + ": " + error.what() + "; nothing was applied");
+      throw CommandError(file + ": " + error.what() + "; nothing was applied", libraryCode(error));
     } catch (const dm::StoreError& error) {
       throw NotWrittenError(std::string("the acknowledgement was not saved (") + error.what() +
                             "); nothing was applied");

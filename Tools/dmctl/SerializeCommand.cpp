@@ -25,7 +25,8 @@ void run(const SerializeArguments& arguments, const GlobalOptions& options) {
                        ErrorCode::NotFound);
   auto record = cls->newInstance();
   if (!record)
-    throw CommandError(arguments.className + " cannot be instantiated", ErrorCode::InvalidInput);
+    throw CommandError(arguments.className + " cannot be instantiated",
+                       dm::ErrorCode::InvalidInput);
 
   std::ifstream in(arguments.file, std::ios::binary);
   if (!in) throw CommandError("cannot read " + arguments.file, ErrorCode::NotFound);
@@ -33,13 +34,14 @@ void run(const SerializeArguments& arguments, const GlobalOptions& options) {
   text << in.rdbuf();
   auto fields = nlohmann::json::parse(text.str(), nullptr, /*allow_exceptions=*/false);
   if (fields.is_discarded())
-    throw CommandError(arguments.file + " is not JSON", ErrorCode::InvalidInput);
+    throw CommandError(arguments.file + " is not JSON", dm::ErrorCode::InvalidInput);
   if (!fields.is_object())
-    throw CommandError(arguments.file + " must hold an object of fields", ErrorCode::InvalidInput);
+    throw CommandError(arguments.file + " must hold an object of fields",
+                       dm::ErrorCode::InvalidInput);
   for (auto it = fields.begin(); it != fields.end(); ++it) {
     if (!record->setValueForKey(it.key(), dm::RecordValue::fromJson(*it))) {
       throw CommandError(arguments.className + " declares no field \"" + it.key() + "\"",
-                         ErrorCode::InvalidInput);
+                         dm::ErrorCode::InvalidInput);
     }
   }
   std::printf("%s\n", record->serialized().description().dump(options.json ? -1 : 2).c_str());

@@ -57,10 +57,11 @@ void setup(CLI::App& app, const GlobalOptions& options) {
     if (value.is_discarded()) {
       throw CommandError(
           "not a JSON value: " + arguments.value + " (texts need JSON quotes, e.g. '\"EUR\"')",
-          ErrorCode::InvalidInput);
+          dm::ErrorCode::InvalidInput);
     }
     if (arguments.date && !value.is_number()) {
-      throw CommandError("--date needs a number of seconds since 1970", ErrorCode::InvalidInput);
+      throw CommandError("--date needs a number of seconds since 1970",
+                         dm::ErrorCode::InvalidInput);
     }
     applyGlobalOptions(options);
     auto store = dm::SettingsStore::standard();

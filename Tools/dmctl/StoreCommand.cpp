@@ -1,6 +1,7 @@
 // `dmctl store`: what the main store holds (`info`) and its records as JSON (`query`).
 #include <cstdio>
 #include <ctime>
+#include <optional>
 #include <string>
 
 #include <nlohmann/json.hpp>
@@ -29,7 +30,7 @@ std::shared_ptr<dm::ManagedObjectStore> openStore(const GlobalOptions& options) 
   applyGlobalOptions(options);
   auto store = dm::ManagedObjectStore::initWithModelName(dm::ManagedObjectStore::modelName);
   if (!store || !store->persistentStore())
-    throw CommandError("the main store could not be opened", ErrorCode::StoreUnavailable);
+    throw CommandError("the main store could not be opened", dm::ErrorCode::StoreUnavailable);
   // A memory-only store would show nothing, as if the file were empty.
   if (store->isInMemory())
     throw CommandError(storeUnavailableReason(
@@ -37,7 +38,7 @@ std::shared_ptr<dm::ManagedObjectStore> openStore(const GlobalOptions& options) 
                                                 dm::ManagedObjectStore::dataBaseFileName)
                                                    .string(),
                            store->openError()),
-                       ErrorCode::StoreUnavailable);
+                       dm::ErrorCode::StoreUnavailable);
   return store;
 }
 
@@ -108,9 +109,9 @@ dm::SortDescriptor parseSort(const std::string& text) {
     if (direction == "desc")
       sort.ascending = false;
     else if (direction != "asc")
-      throw CommandError("--sort takes KEY, KEY:asc or KEY:desc", ErrorCode::InvalidInput);
+      throw CommandError("--sort takes KEY, KEY:asc or KEY:desc", dm::ErrorCode::InvalidInput);
   }
-  if (sort.keyPath.empty()) throw CommandError("--sort needs a key", ErrorCode::InvalidInput);
+  if (sort.keyPath.empty()) throw CommandError("--sort needs a key", dm::ErrorCode::InvalidInput);
   return sort;
 }
 
@@ -130,7 +131,7 @@ void query(const GlobalOptions& options, const QueryArguments& arguments) {
     try {
       request.predicate = dm::Predicate::parse(arguments.where);
     } catch (const dm::PredicateError& error) {
-      throw CommandError(std::string("--where: ") + error.what(), ErrorCode::InvalidInput);
+      throw CommandError(std::string("--where: ") + error.what(), libraryCode(error));
     }
   }
   if (!arguments.sort.empty()) request.sortDescriptors.push_back(parseSort(arguments.sort));
@@ -138,16 +139,18 @@ void query(const GlobalOptions& options, const QueryArguments& arguments) {
 
   auto context = store->newPrivateQueueContext("dmctl.store.query");
   nlohmann::json rows = nlohmann::json::array();
-  std::string failure;
+  std::optional<CommandError> failure;
   context->performAndWait([&] {
     try {
       for (const auto* object : context->executeFetchRequest(request))
         rows.push_back(record(*object));
+    } catch (const dm::Error& error) {  // a key the model lacks, a store that fails
+      failure.emplace(error.what(), libraryCode(error));
     } catch (const std::exception& error) {
-      failure = error.what();
+      failure.emplace(error.what());
     }
   });
-  if (!failure.empty()) throw CommandError(failure);
+  if (failure) throw *failure;
   print(rows);
 }
 

@@ -129,7 +129,7 @@ void prepare(const GlobalOptions& options, const UnitsArguments& arguments) {
     if (iso.size() != 2 || !std::isalpha(static_cast<unsigned char>(iso[0])) ||
         !std::isalpha(static_cast<unsigned char>(iso[1]))) {
       throw CommandError("--country needs a two-letter region code, e.g. US",
-                         ErrorCode::InvalidInput);
+                         dm::ErrorCode::InvalidInput);
     }
     UnitsHelper::sharedInstance().setCountrySource(
         dm::UnitsCountrySource::fromFunction([iso] { return std::optional<std::string>(iso); }));
@@ -240,7 +240,7 @@ std::int64_t parseUnitValue(const SettingInfo& setting, const std::string& text)
   for (const auto& name : setting.oneNames) accepted += ", " + name;
   throw CommandError(
       "unknown value \"" + text + "\" for " + setting.name + " (accepted: " + accepted + ")",
-      ErrorCode::InvalidInput);
+      dm::ErrorCode::InvalidInput);
 }
 
 void setCurrency(const GlobalOptions& options, const UnitsArguments& arguments) {
@@ -255,7 +255,7 @@ void setCurrency(const GlobalOptions& options, const UnitsArguments& arguments) 
   if (!supported) {
     throw CommandError(
         "unsupported currency \"" + arguments.value + "\" (supported: " + known + ")",
-        ErrorCode::InvalidInput);
+        dm::ErrorCode::InvalidInput);
   }
   auto& units = UnitsHelper::sharedInstance();
   if (arguments.setDefault) {
@@ -291,7 +291,7 @@ void set(const GlobalOptions& options, const UnitsArguments& arguments) {
     return;
   }
   throw CommandError("unknown setting \"" + arguments.setting + "\" (known: " + known + ")",
-                     ErrorCode::InvalidInput);
+                     dm::ErrorCode::InvalidInput);
 }
 
 // ---- convert / height ----
@@ -307,7 +307,7 @@ Quantity parseQuantity(const std::string& text) {
   const double number = std::strtod(begin, &end);
   if (end == begin || !std::isfinite(number)) {
     throw CommandError("not a quantity: \"" + text + "\" (e.g. 70kg, 154lbs, 100g, 180cm, 37C)",
-                       ErrorCode::InvalidInput);
+                       dm::ErrorCode::InvalidInput);
   }
   std::string unit = end;
   while (!unit.empty() && std::isspace(static_cast<unsigned char>(unit.front()))) unit.erase(0, 1);
@@ -347,14 +347,14 @@ std::string shown(const Quantity& quantity, bool exercise) {
   if (unit == "c" || unit == "f") {
     const double celsius = unit == "c" ? x : (x - 32.0) / 1.8;
     if (!(std::fabs(celsius) < 1e9))
-      throw CommandError("temperature out of range", ErrorCode::InvalidInput);
+      throw CommandError("temperature out of range", dm::ErrorCode::InvalidInput);
     const auto degrees = static_cast<std::int32_t>(std::lround(celsius));
     return withLabel(std::to_string(UnitsHelper::tempertureFromCelsium(degrees)),
                      UnitsHelper::temperatureUnitsShort());
   }
   throw CommandError(
       "unknown unit \"" + quantity.unit + "\" (known: kg, lb, lbs, g, oz, cm, in, ft, C, F)",
-      ErrorCode::InvalidInput);
+      dm::ErrorCode::InvalidInput);
 }
 
 // The first read of an underived default answers metric while storing the derived one; read

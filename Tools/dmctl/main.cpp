@@ -24,6 +24,14 @@ CommandRegistration::CommandRegistration(const char* name, CommandSetup setup) {
 
 namespace {
 
+// Appends `word` to `text`, starting a new indented line before the line grows past 80.
+void appendWrapped(std::string& text, const std::string& word) {
+  const auto lineStart = text.rfind('\n');
+  const auto lineLength = text.size() - (lineStart == std::string::npos ? 0 : lineStart + 1);
+  text += lineLength + word.size() + 1 > 80 ? "\n  " : " ";
+  text += word;
+}
+
 std::string helpFooter() {
   std::string footer =
       "Global options may come before or after the command.\n\n"
@@ -33,8 +41,10 @@ std::string helpFooter() {
       "  2  usage error (unknown command or option, a missing or out-of-range value)\n"
       "  3  a requested write did not reach the file: nothing was stored\n\n"
       "With --json, stdout carries one JSON document; a failure is\n"
-      "{\"error\": {\"code\": CODE, \"message\": TEXT}} with CODE one of:";
-  for (ErrorCode code : kAllErrorCodes) footer += std::string(" ") + errorCodeName(code);
+      "{\"error\": {\"code\": CODE, \"message\": TEXT}} with CODE one of dmctl's codes";
+  for (ErrorCode code : kAllErrorCodes) appendWrapped(footer, errorCodeName(code));
+  footer += "\nor, for a failure the library reports, one of the library's";
+  for (dm::ErrorCode code : dm::kAllErrorCodes) appendWrapped(footer, dm::errorCodeName(code));
   return footer + ".\nShell completion: source <(dmctl completion bash)";
 }
 
@@ -89,7 +99,7 @@ std::string usageMessage(const CLI::App& app, const CLI::ParseError& error, int 
 }
 
 struct Failure {
-  ErrorCode code;
+  FailureCode code;
   std::string message;
 };
 
@@ -140,8 +150,10 @@ int main(int argc, char** argv) {
   } catch (const CommandError& error) {
     failure = Failure{error.code(), error.what()};
   } catch (const dm::StoreError& error) {
-    failure = Failure{errorCodeFor(error.kind()),
+    failure = Failure{libraryCode(error),
                       std::string(dm::storeFailureKindName(error.kind())) + ": " + error.what()};
+  } catch (const dm::Error& error) {
+    failure = Failure{libraryCode(error), error.what()};
   } catch (const std::exception& error) {
     failure = Failure{ErrorCode::Failed, error.what()};
   }
@@ -155,11 +167,11 @@ int main(int argc, char** argv) {
     std::fwrite(document.data(), 1, document.size(), stdout);
   } else if (failure) {
     std::fprintf(stderr, "dmctl: %s\n", failure->message.c_str());
-    if (failure->code == ErrorCode::Usage) std::fprintf(stderr, "Run with --help for usage.\n");
+    if (failure->code.is(ErrorCode::Usage)) std::fprintf(stderr, "Run with --help for usage.\n");
   }
   if (std::fflush(stdout) != 0) {
     std::fprintf(stderr, "dmctl: could not write the output\n");
     return kExitFailure;
   }
-  return failure ? exitStatusFor(failure->code) : kExitSuccess;
+  return failure ? failure->code.exitStatus() : kExitSuccess;
 }

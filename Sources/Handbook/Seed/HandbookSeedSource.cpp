@@ -17,6 +17,7 @@
 #include "Handbook/Seed/HandbookSeedTexts.h"
 #include "Handbook/Seed/SeedExerciseClassification.h"
 #include "Handbook/Seed/SeedSourceError.h"
+#include "Platform/Foundation/Error.h"
 
 namespace dm {
 namespace {
@@ -81,13 +82,15 @@ void checkLanguage(const std::string& language) {
                  return (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z') ||
                         (c >= '0' && c <= '9') || c == '-' || c == '_';
                });
-  if (!valid) throw std::invalid_argument("invalid language code \"" + language + "\"");
+  if (!valid) throw Error(ErrorCode::InvalidInput, "invalid language code \"" + language + "\"");
 }
 
 // The base with exactly one final "/", or invalid_argument when it cannot prefix an image
 // path: not http(s), no host, a query or fragment, or characters a URL may not hold.
 std::string imageBase(const std::string& base) {
-  auto fail = [&] { throw std::invalid_argument("invalid image base URL \"" + base + "\""); };
+  auto fail = [&] {
+    throw Error(ErrorCode::InvalidInput, "invalid image base URL \"" + base + "\"");
+  };
   std::string_view rest = base;
   if (rest.rfind("https://", 0) == 0) {
     rest.remove_prefix(8);

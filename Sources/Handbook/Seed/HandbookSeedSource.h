@@ -87,8 +87,8 @@ class HandbookSeedSource {
   // ("published"), "language" and "title". Exercise posts carry image addresses but no video
   // keys (the dataset has no videos). Deterministic: the same source and options give the
   // same tree, and its dump is the same byte for byte.
-  // Throws std::invalid_argument for a malformed language code or image base URL; nothing
-  // else fails.
+  // Throws Error InvalidInput for a malformed language code or image base URL; nothing else
+  // fails.
   // Returns an owned tree.
   nlohmann::json updateDictionary(const HandbookSeedOptions& options = {}) const;
 

@@ -9,6 +9,7 @@
 #include "Handbook/Seed/CsvTable.h"
 #include "Handbook/Seed/SeedFile.h"
 #include "Handbook/Seed/SeedSourceError.h"
+#include "Platform/Foundation/Error.h"
 
 namespace dm {
 namespace {
@@ -35,7 +36,7 @@ std::optional<double> parseNumber(std::string_view cell) {
   double value = 0;
   auto [end, error] = std::from_chars(cell.data(), cell.data() + cell.size(), value);
   if (error != std::errc() || end != cell.data() + cell.size() || !std::isfinite(value)) {
-    throw std::invalid_argument("not a number");
+    throw Error(ErrorCode::InvalidInput, "not a number");
   }
   return value;
 }
@@ -105,7 +106,7 @@ std::vector<SeedFood> readSeedFoods(const std::filesystem::path& file) {
       if (!column) continue;
       try {
         if (auto value = parseNumber(row.fields[*column])) food.values.emplace(code, *value);
-      } catch (const std::invalid_argument&) {
+      } catch (const Error&) {
         fail("column \"" + code + "\": \"" + row.fields[*column] + "\" is not a number");
       }
     }

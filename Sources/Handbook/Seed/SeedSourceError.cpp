@@ -17,7 +17,7 @@ std::string describe(const std::filesystem::path& file, std::size_t line,
 
 SeedSourceError::SeedSourceError(std::filesystem::path file, std::size_t line,
                                  const std::string& problem)
-    : std::runtime_error(describe(file, line, problem)),
+    : Error(ErrorCode::InvalidSeedSource, describe(file, line, problem)),
       file_(std::move(file)),
       line_(line),
       problem_(problem) {}

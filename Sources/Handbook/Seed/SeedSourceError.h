@@ -3,15 +3,17 @@
 
 #include <cstddef>
 #include <filesystem>
-#include <stdexcept>
 #include <string>
+
+#include "Platform/Foundation/Error.h"
 
 namespace dm {
 
 // Thrown by the seed source readers. `what()` reads "<file>:<line>: <problem>", or
 // "<file>: <problem>" when the problem concerns the whole file (line 0), so a person can
-// go straight to the offending place. Safe to copy and to catch on any thread.
-class SeedSourceError : public std::runtime_error {
+// go straight to the offending place. Its code is InvalidSeedSource. Safe to copy and to
+// catch on any thread.
+class SeedSourceError : public Error {
  public:
   SeedSourceError(std::filesystem::path file, std::size_t line, const std::string& problem);
 

@@ -9,6 +9,7 @@
 
 #include "Handbook/Adapter/HandbookAdapter.h"
 #include "Handbook/Entities/HandbookUpdateEntity.h"
+#include "Platform/Foundation/Error.h"
 #include "Platform/Foundation/ZipArchive.h"
 
 namespace dm {
@@ -20,7 +21,7 @@ void compact(const std::filesystem::path& file) {
   if (sqlite3_open_v2(file.c_str(), &db, SQLITE_OPEN_READWRITE, nullptr) != SQLITE_OK) {
     std::string message = db ? sqlite3_errmsg(db) : "cannot open";
     sqlite3_close_v2(db);
-    throw std::runtime_error("compact " + file.string() + ": " + message);
+    throw Error(ErrorCode::SeedBuildFailed, "compact " + file.string() + ": " + message);
   }
   // A seed ships as one self-contained file: no write-ahead log beside it.
   char* error = nullptr;
@@ -28,7 +29,8 @@ void compact(const std::filesystem::path& file) {
   std::string message = error ? error : "";
   sqlite3_free(error);
   sqlite3_close_v2(db);
-  if (rc != SQLITE_OK) throw std::runtime_error("compact " + file.string() + ": " + message);
+  if (rc != SQLITE_OK)
+    throw Error(ErrorCode::SeedBuildFailed, "compact " + file.string() + ": " + message);
 }
 
 struct ScratchDirectory {
@@ -72,14 +74,14 @@ HandbookSeedBuildResult buildArchive(
     HandbookAdapter adapter(options);
     auto storage = adapter.storage();
     if (storage->isInMemory())
-      throw std::runtime_error("cannot create a store in " + scratch.path.string());
+      throw Error(ErrorCode::SeedBuildFailed, "cannot create a store in " + scratch.path.string());
     storeFile = storage->storeFile();
     report("apply", 0);
     adapter.setUpdateProgress([&](std::size_t applied, std::size_t total) {
       if (total > 0) report("apply", static_cast<double>(applied) / static_cast<double>(total));
     });
     HandbookUpdateEntity* batch = apply(adapter);
-    if (!batch) throw std::runtime_error("the dictionary gives no update batch");
+    if (!batch) throw Error(ErrorCode::InvalidSeedSource, "the dictionary gives no update batch");
     storage->performOnSavingContextAndWait(
         [&](ManagedObjectContext&) { result.records = batch->allItems().size(); });
     report("apply", 1);
@@ -94,7 +96,7 @@ HandbookSeedBuildResult buildArchive(
         saveError = error.what();
       }
     });
-    if (!saved) throw std::runtime_error("save: " + saveError);
+    if (!saved) throw Error(ErrorCode::SeedBuildFailed, "save: " + saveError);
     report("save", 1);
   }
   report("compact", 0);

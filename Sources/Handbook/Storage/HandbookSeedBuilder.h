@@ -22,8 +22,9 @@ using HandbookSeedProgress = std::function<void(const std::string& phase, double
 
 // Applies `dictionary` to an empty store in a scratch directory beside `archive`, saves,
 // compacts it (VACUUM) and writes `archive` (a ZIP holding "Handbook.sqlite") atomically.
-// Throws std::runtime_error naming the step for a dictionary that yields no batch, a store
-// or archive failure; the scratch directory is removed either way. Any thread but the main
+// Throws Error naming the step: InvalidSeedSource for a dictionary that yields no batch,
+// SeedBuildFailed for a store failure, zip::ZipError for an archive failure; the scratch
+// directory is removed either way. Any thread but the main
 // thread's queue need not run.
 HandbookSeedBuildResult buildHandbookSeedArchive(const nlohmann::json& dictionary,
                                                  const std::string& languageCode,

@@ -5,11 +5,12 @@
 
 #include <cstddef>
 #include <cstdint>
-#include <stdexcept>
 #include <string>
 #include <vector>
 
 #include <nlohmann/json.hpp>
+
+#include "Platform/Foundation/Error.h"
 
 namespace dm {
 
@@ -24,12 +25,12 @@ float requiredFloatMember(const nlohmann::json& element, const char* key);
 // list is not an array or an element is not a dictionary, and lets decode's errors through.
 template <typename T, typename Decode>
 std::vector<T> decodeDictionaryList(const nlohmann::json& list, Decode decode) {
-  if (!list.is_array()) throw std::runtime_error("the data is not a list");
+  if (!list.is_array()) throw Error(ErrorCode::InvalidInput, "the data is not a list");
   std::vector<T> result;
   result.reserve(list.size());
   for (std::size_t i = 0; i < list.size(); ++i) {
     if (!list[i].is_object())
-      throw std::runtime_error("element " + std::to_string(i) + " is not a dictionary");
+      throw Error(ErrorCode::InvalidInput, "element " + std::to_string(i) + " is not a dictionary");
     result.push_back(decode(list[i]));
   }
   return result;

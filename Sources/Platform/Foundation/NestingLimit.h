@@ -4,19 +4,22 @@
 #pragma once
 
 #include <cstddef>
-#include <stdexcept>
 #include <string>
 #include <string_view>
 
 #include <nlohmann/json.hpp>
 
+#include "Platform/Foundation/Error.h"
+
 namespace dm {
 
-// Thrown where a tree deeper than the documented limit of an operation is refused.
-class NestingTooDeepError : public std::runtime_error {
+// Thrown where a tree deeper than the documented limit of an operation is refused; its code
+// is NestingTooDeep.
+class NestingTooDeepError : public Error {
  public:
   NestingTooDeepError(const std::string& what, std::size_t limit)
-      : std::runtime_error(what + " is nested deeper than " + std::to_string(limit) + " levels"),
+      : Error(ErrorCode::NestingTooDeep,
+              what + " is nested deeper than " + std::to_string(limit) + " levels"),
         limit_(limit) {}
   std::size_t limit() const { return limit_; }
 

@@ -17,12 +17,32 @@ namespace fs = std::filesystem;
 
 ZipError::ZipError(ZipErrorReason reason, fs::path archive, std::string entry,
                    const std::string& detail)
-    : std::runtime_error(archive.string() +
-                         (entry.empty() ? std::string() : ": entry '" + entry + "'") + ": " +
-                         detail),
+    : dm::Error(errorCodeForZip(reason),
+                archive.string() + (entry.empty() ? std::string() : ": entry '" + entry + "'") +
+                    ": " + detail),
       reason_(reason),
       archive_(std::move(archive)),
       entry_(std::move(entry)) {}
+
+dm::ErrorCode errorCodeForZip(ZipErrorReason reason) {
+  switch (reason) {
+    case ZipErrorReason::CannotOpen:
+      return dm::ErrorCode::ArchiveCannotOpen;
+    case ZipErrorReason::Corrupt:
+      return dm::ErrorCode::ArchiveCorrupt;
+    case ZipErrorReason::UnsafeEntry:
+      return dm::ErrorCode::ArchiveUnsafeEntry;
+    case ZipErrorReason::TooLarge:
+      return dm::ErrorCode::ArchiveTooLarge;
+    case ZipErrorReason::NoSpace:
+      return dm::ErrorCode::ArchiveNoSpace;
+    case ZipErrorReason::Conflict:
+      return dm::ErrorCode::ArchiveConflict;
+    case ZipErrorReason::Io:
+      return dm::ErrorCode::ArchiveIo;
+  }
+  return dm::ErrorCode::ArchiveIo;
+}
 
 namespace {
 

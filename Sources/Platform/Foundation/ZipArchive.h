@@ -5,10 +5,11 @@
 #include <cstdint>
 #include <filesystem>
 #include <functional>
-#include <stdexcept>
 #include <string>
 #include <utility>
 #include <vector>
+
+#include "Platform/Foundation/Error.h"
 
 namespace dm::zip {
 
@@ -24,9 +25,12 @@ enum class ZipErrorReason {
   Io,           // reading or writing a file failed
 };
 
+// The library-wide code of each reason (ArchiveCannotOpen, ArchiveCorrupt, ...).
+dm::ErrorCode errorCodeForZip(ZipErrorReason reason);
+
 // The one error type of this file. what() names the archive and, when one is to blame,
 // the entry: "seed.zip: entry '../x': leaves the target directory".
-class ZipError : public std::runtime_error {
+class ZipError : public dm::Error {
  public:
   ZipError(ZipErrorReason reason, std::filesystem::path archive, std::string entry,
            const std::string& detail);

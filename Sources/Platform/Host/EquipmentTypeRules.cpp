@@ -5,6 +5,8 @@
 #include <mutex>
 #include <stdexcept>
 
+#include "Platform/Foundation/Error.h"
+
 namespace dm {
 namespace {
 std::mutex gSharedMutex;
@@ -13,13 +15,13 @@ std::shared_ptr<EquipmentTypeRules> gShared;  // guarded by gSharedMutex; null: 
 EquipmentTypeTable checked(EquipmentTypeTable table) {
   for (const auto& [type, multiplier] : table.weightMultipliers)
     if (!std::isfinite(multiplier) || multiplier <= 0)
-      throw std::invalid_argument("equipment type " + std::to_string(type) +
-                                  ": weight multiplier " + std::to_string(multiplier) +
-                                  " is not a number above 0");
+      throw Error(ErrorCode::InvalidInput, "equipment type " + std::to_string(type) +
+                                               ": weight multiplier " + std::to_string(multiplier) +
+                                               " is not a number above 0");
   for (const auto& [type, key] : table.recommendationKeys)
     if (key.empty())
-      throw std::invalid_argument("equipment type " + std::to_string(type) +
-                                  ": empty recommendation key");
+      throw Error(ErrorCode::InvalidInput,
+                  "equipment type " + std::to_string(type) + ": empty recommendation key");
   return table;
 }
 }  // namespace

@@ -46,7 +46,7 @@ struct EquipmentTypeTable {
 // Immutable after construction; any thread. Hosts may subclass to answer otherwise.
 class EquipmentTypeRules {
  public:
-  // Throws std::invalid_argument for a multiplier that is not a finite number above 0 or an
+  // Throws Error InvalidInput for a multiplier that is not a finite number above 0 or an
   // empty template key.
   explicit EquipmentTypeRules(EquipmentTypeTable table = {});
   virtual ~EquipmentTypeRules() = default;

@@ -4,18 +4,20 @@
 
 #include <cstdint>
 #include <memory>
-#include <stdexcept>
 #include <vector>
 
+#include "Platform/Foundation/Error.h"
 #include "Platform/Host/RawImage.h"
 
 namespace dm {
 
 // The pixels cannot be encoded (bad dimensions, a channel count other than 3 or 4, too few
 // bytes, a quality that is not a number) or the encoder itself failed. what() says which.
-class ImageEncodingError : public std::runtime_error {
+// Its code is ImageEncodingFailed.
+class ImageEncodingError : public Error {
  public:
-  using std::runtime_error::runtime_error;
+  explicit ImageEncodingError(const std::string& message)
+      : Error(ErrorCode::ImageEncodingFailed, message) {}
 };
 
 // Implementations must be callable from any thread at the same time.

@@ -8,6 +8,8 @@
 #include <stdexcept>
 #include <string>
 
+#include "Platform/Foundation/Error.h"
+
 namespace dm {
 namespace {
 std::mutex gSharedMutex;
@@ -33,8 +35,8 @@ void ScreenScale::setShared(std::shared_ptr<ScreenScale> scale) {
 
 FixedScreenScale::FixedScreenScale(double scale) : scale_(scale) {
   if (!std::isfinite(scale) || scale <= 0)
-    throw std::invalid_argument("screen scale " + std::to_string(scale) +
-                                " is not a positive number");
+    throw Error(ErrorCode::InvalidInput,
+                "screen scale " + std::to_string(scale) + " is not a positive number");
 }
 
 }  // namespace dm

@@ -28,7 +28,7 @@ class ScreenScale {
 // A scale fixed at construction.
 class FixedScreenScale final : public ScreenScale {
  public:
-  // Throws std::invalid_argument for a scale that is not a positive finite number.
+  // Throws Error InvalidInput for a scale that is not a positive finite number.
   explicit FixedScreenScale(double scale = kDefaultScale);
   double scale() const override { return scale_; }
 

@@ -3,13 +3,41 @@
 
 namespace dm {
 
+namespace {
+
+MappingError::Code firstCode(const std::vector<MappingError::Issue>& issues) {
+  return issues.empty() ? MappingError::Code::WrongShape : issues.front().code;
+}
+
+}  // namespace
+
 MappingError::MappingError(std::vector<Issue> issues)
-    : std::runtime_error(describe(issues)), issues_(std::move(issues)) {
+    : Error(errorCodeForMapping(firstCode(issues)), describe(issues)), issues_(std::move(issues)) {
   if (issues_.empty()) issues_.push_back({Code::WrongShape, "", "mapping failed"});
 }
 
 MappingError::MappingError(Code code, std::string keyPath, std::string message)
     : MappingError(std::vector<Issue>{{code, std::move(keyPath), std::move(message)}}) {}
+
+ErrorCode errorCodeForMapping(MappingError::Code code) {
+  switch (code) {
+    case MappingError::Code::MalformedJson:
+      return ErrorCode::MalformedPayload;
+    case MappingError::Code::WrongShape:
+      return ErrorCode::WrongShape;
+    case MappingError::Code::InvalidValue:
+      return ErrorCode::InvalidValue;
+    case MappingError::Code::UnknownClass:
+      return ErrorCode::UnknownClass;
+    case MappingError::Code::NestingTooDeep:
+      return ErrorCode::NestingTooDeep;
+    case MappingError::Code::NoMatchingDescriptor:
+      return ErrorCode::NoMatchingDescriptor;
+    case MappingError::Code::DestinationFailure:
+      return ErrorCode::DestinationFailure;
+  }
+  return ErrorCode::WrongShape;
+}
 
 std::vector<std::string> MappingError::keyPaths() const {
   std::vector<std::string> paths;

@@ -2,9 +2,10 @@
 // when the payload or the mapping cannot be applied.
 #pragma once
 
-#include <stdexcept>
 #include <string>
 #include <vector>
+
+#include "Platform/Foundation/Error.h"
 
 namespace dm {
 
@@ -12,8 +13,9 @@ namespace dm {
 // `issues()` lists every problem found, each with the key path of the payload where it
 // occurred ("items[3].weight", "" for the payload root); `keyPaths()` lists only the paths.
 // When a MappingError reaches the caller, the destination has been left as it was.
+// As a dm::Error its code is that of the first issue (errorCodeForMapping).
 // Plain data: may be copied and passed between threads.
-class MappingError : public std::runtime_error {
+class MappingError : public Error {
  public:
   enum class Code {
     MalformedJson,   // the text is not JSON
@@ -36,7 +38,7 @@ class MappingError : public std::runtime_error {
   MappingError(Code code, std::string keyPath, std::string message);
 
   const std::vector<Issue>& issues() const { return issues_; }
-  // The code of the first issue.
+  // The code of the first issue. Hides Error::code().
   Code code() const { return issues_.front().code; }
   std::vector<std::string> keyPaths() const;
 
@@ -44,5 +46,8 @@ class MappingError : public std::runtime_error {
   static std::string describe(const std::vector<Issue>& issues);
   std::vector<Issue> issues_;
 };
+
+// The library-wide code of a mapping issue.
+ErrorCode errorCodeForMapping(MappingError::Code code);
 
 }  // namespace dm

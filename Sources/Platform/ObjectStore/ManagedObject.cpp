@@ -4,6 +4,7 @@
 #include <algorithm>
 #include <stdexcept>
 
+#include "Platform/Foundation/Error.h"
 #include "Platform/ObjectStore/ManagedObjectContext.h"
 
 namespace dm {
@@ -129,17 +130,25 @@ Value ManagedObject::valueForKeyPath(std::string_view keyPath) const {
   Lock lock(context_->stateMutex());
   const ManagedObject* current = this;
   Value result;
+  // Key paths come from predicate and sort texts, so a wrong one is outside input.
+  auto invalid = [&](const std::string& problem) {
+    return Error(ErrorCode::InvalidKeyPath, "Key path " + std::string(keyPath) + ": " + problem);
+  };
   forEachKey(keyPath, [&](std::string_view key, bool last) {
     if (!current) return;
+    const EntityDescription& entity = *current->entity_;
+    if (last && entity.attributeNamed(key)) {
+      result = current->valueForKey(key);
+      return;
+    }
+    const auto* rel = entity.relationshipNamed(key);
+    if (!rel) throw invalid("entity " + entity.name() + " has no key \"" + std::string(key) + "\"");
+    if (rel->toMany) throw invalid("goes through to-many relationship " + std::string(key));
     if (last) {
       result = current->valueForKey(key);
       return;
     }
-    const auto& rel = current->relationshipOrThrow(key);
-    if (rel.toMany)
-      throw std::invalid_argument("Key path " + std::string(keyPath) +
-                                  " goes through to-many relationship " + std::string(key));
-    current = current->resolveToOneLocked(rel.index);
+    current = current->resolveToOneLocked(rel->index);
   });
   return result;
 }

@@ -55,7 +55,8 @@ class ManagedObject {
   Value valueForKey(std::string_view key) const;
   void setValueForKey(std::string_view key, Value value);
   // Dotted path through to-one relationships ("trainingDay.cource.entityID"); null when a
-  // relationship on the way is unset. Unknown keys throw std::invalid_argument.
+  // relationship on the way is unset. A key the entity lacks or a to-many relationship on
+  // the way throws Error InvalidKeyPath.
   Value valueForKeyPath(std::string_view keyPath) const;
 
   // Relationships. Setting one side updates the inverse side. Objects must belong to the

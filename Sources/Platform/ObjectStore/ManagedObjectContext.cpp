@@ -12,6 +12,7 @@
 #include <thread>
 #include <unordered_set>
 
+#include "Platform/Foundation/Error.h"
 #include "Platform/Foundation/Logger.h"
 #include "Platform/ObjectStore/ManagedObjectClasses.h"
 #include "Platform/ObjectStore/PersistentStore.h"
@@ -149,7 +150,7 @@ ManagedObject* ManagedObjectContext::createObject(const EntityDescription& entit
 
 ManagedObject* ManagedObjectContext::insertNewObject(std::string_view entityName) {
   const EntityDescription* entity = model().entityNamed(entityName);
-  if (!entity) throw std::invalid_argument("No entity named " + std::string(entityName));
+  if (!entity) throw Error(ErrorCode::UnknownEntity, "No entity named " + std::string(entityName));
   return insertNewObject(*entity);
 }
 

@@ -100,7 +100,8 @@ class ManagedObjectContext : public std::enable_shared_from_this<ManagedObjectCo
 
   // --- Objects (context queue only) ---
   // A new object of a concrete entity, with the model's defaults. Owned by the context.
-  // Throws std::invalid_argument for an abstract entity or one of another model.
+  // Throws std::invalid_argument for an abstract entity or one of another model; by name,
+  // Error UnknownEntity for a name the model lacks (names come from payloads and tools).
   ManagedObject* insertNewObject(const EntityDescription& entity);
   ManagedObject* insertNewObject(std::string_view entityName);
   template <typename T>

@@ -5,6 +5,8 @@
 #include <mutex>
 #include <stdexcept>
 
+#include "Platform/Foundation/Error.h"
+
 namespace dm {
 
 namespace {
@@ -24,7 +26,7 @@ Defaults& defaults() {
 FetchRequest makeRequest(ManagedObjectContext& context, std::string_view entity,
                          std::optional<Predicate> predicate, std::string sortKey, bool ascending) {
   const EntityDescription* description = context.model().entityNamed(entity);
-  if (!description) throw std::invalid_argument("No entity named " + std::string(entity));
+  if (!description) throw Error(ErrorCode::UnknownEntity, "No entity named " + std::string(entity));
   FetchRequest request(description);
   request.predicate = std::move(predicate);
   if (!sortKey.empty()) request.sortDescriptors.push_back({std::move(sortKey), ascending});

@@ -26,8 +26,8 @@ class ObjectStoreHelpers {
   static std::shared_ptr<ManagedObjectContext> defaultContext();
 
   // --- Fetch helpers: on the context's queue; objects are owned by the context. ---
-  // Entity names must be in the context's model (std::invalid_argument otherwise);
-  // predicate keys outside the model throw PredicateError, store failures StoreError.
+  // Entity names must be in the context's model (Error UnknownEntity otherwise); predicate
+  // keys outside the model throw PredicateError, store failures StoreError.
   // The first object by `sortKey` (ascending unless told), or any match without a
   // sort key; nullptr when nothing matches.
   static ManagedObject* findFirst(ManagedObjectContext& context, std::string_view entity,

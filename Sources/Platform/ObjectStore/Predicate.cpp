@@ -274,7 +274,8 @@ Predicate Predicate::andPredicate(std::vector<Predicate> subpredicates) {
   Node node;
   node.kind = Kind::And;
   node.depth = depthOf(subpredicates);
-  if (node.depth > kMaxTreeDepth) throw PredicateError("Predicate nested too deeply");
+  if (node.depth > kMaxTreeDepth)
+    throw PredicateError("Predicate nested too deeply", ErrorCode::NestingTooDeep);
   node.subpredicates = std::move(subpredicates);
   return Predicate(std::make_shared<const Node>(std::move(node)));
 }
@@ -283,7 +284,8 @@ Predicate Predicate::orPredicate(std::vector<Predicate> subpredicates) {
   Node node;
   node.kind = Kind::Or;
   node.depth = depthOf(subpredicates);
-  if (node.depth > kMaxTreeDepth) throw PredicateError("Predicate nested too deeply");
+  if (node.depth > kMaxTreeDepth)
+    throw PredicateError("Predicate nested too deeply", ErrorCode::NestingTooDeep);
   node.subpredicates = std::move(subpredicates);
   return Predicate(std::make_shared<const Node>(std::move(node)));
 }
@@ -292,7 +294,8 @@ Predicate Predicate::notPredicate(Predicate subpredicate) {
   Node node;
   node.kind = Kind::Not;
   node.depth = subpredicate.depth() + 1;
-  if (node.depth > kMaxTreeDepth) throw PredicateError("Predicate nested too deeply");
+  if (node.depth > kMaxTreeDepth)
+    throw PredicateError("Predicate nested too deeply", ErrorCode::NestingTooDeep);
   node.subpredicates.push_back(std::move(subpredicate));
   return Predicate(std::make_shared<const Node>(std::move(node)));
 }

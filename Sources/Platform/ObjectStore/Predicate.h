@@ -11,6 +11,7 @@
 #include <variant>
 #include <vector>
 
+#include "Platform/Foundation/Error.h"
 #include "Platform/ObjectStore/ObjectID.h"
 #include "Platform/ObjectStore/Value.h"
 
@@ -24,26 +25,29 @@ class ManagedObject;
 // with a to-one relationship) or for %K (a key path given as text).
 using PredicateArgument = std::variant<Value, std::vector<Value>, const ManagedObject*>;
 
-// A malformed format, a wrong argument or an unknown key. what() names the format and
-// the position or key involved.
-class PredicateError : public std::runtime_error {
+// A malformed format, a wrong argument or an unknown key (InvalidPredicate), or a predicate
+// nested deeper than a tree may be (NestingTooDeep). what() names the format and the
+// position or key involved.
+class PredicateError : public Error {
  public:
-  using std::runtime_error::runtime_error;
+  explicit PredicateError(const std::string& message, ErrorCode code = ErrorCode::InvalidPredicate)
+      : Error(code, message) {}
 };
 
 // A valid predicate nested too deeply to run as SQL; it can still be evaluated in memory.
 class SqlNestingError : public PredicateError {
  public:
-  using PredicateError::PredicateError;
+  explicit SqlNestingError(const std::string& message)
+      : PredicateError(message, ErrorCode::NestingTooDeep) {}
 };
 
 // One side of a comparison.
 struct PredicateExpression {
   enum class Kind { KeyPath, Constant, ConstantList, Object };
   Kind kind = Kind::Constant;
-  std::string keyPath;            // KeyPath: dotted path, e.g. "trainingDay.cource.entityID"
-  Value constant;                 // Constant
-  std::vector<Value> list;        // ConstantList
+  std::string keyPath;      // KeyPath: dotted path, e.g. "trainingDay.cource.entityID"
+  Value constant;           // Constant
+  std::vector<Value> list;  // ConstantList
   // A long IN list's values hashed, so matching many objects in memory stays linear.
   std::shared_ptr<const std::unordered_set<Value, ValueHash>> listIndex;
   const ManagedObject* object = nullptr;  // Object
@@ -54,8 +58,17 @@ class Predicate {
  public:
   enum class Kind { True, False, Comparison, And, Or, Not };
   enum class Operator {
-    Equal, NotEqual, Less, LessOrEqual, Greater, GreaterOrEqual,
-    In, Like, Contains, BeginsWith, EndsWith,
+    Equal,
+    NotEqual,
+    Less,
+    LessOrEqual,
+    Greater,
+    GreaterOrEqual,
+    In,
+    Like,
+    Contains,
+    BeginsWith,
+    EndsWith,
   };
   // Comparison options, as in "name CONTAINS[cd] %@".
   struct Options {
@@ -80,10 +93,10 @@ class Predicate {
   static Predicate notPredicate(Predicate subpredicate);
 
   Kind kind() const;
-  Operator comparisonOperator() const;        // Comparison only
-  Options options() const;                    // Comparison only
-  const PredicateExpression& left() const;    // Comparison only
-  const PredicateExpression& right() const;   // Comparison only
+  Operator comparisonOperator() const;                  // Comparison only
+  Options options() const;                              // Comparison only
+  const PredicateExpression& left() const;              // Comparison only
+  const PredicateExpression& right() const;             // Comparison only
   const std::vector<Predicate>& subpredicates() const;  // And, Or, Not
   // Levels of nesting: 1 for a comparison or a constant predicate. The builders throw
   // PredicateError above 1000 levels and parse() above 100 levels of parentheses and NOTs,

@@ -113,11 +113,13 @@ class Parser {
   }
 
  private:
-  [[noreturn]] void fail(const std::string& problem, std::size_t position) const {
+  [[noreturn]] void fail(const std::string& problem, std::size_t position,
+                         ErrorCode code = ErrorCode::InvalidPredicate) const {
     std::string quoted(format_.substr(0, kQuotedFormatLimit));
     if (format_.size() > kQuotedFormatLimit) quoted += "...";
     throw PredicateError("Invalid predicate format \"" + quoted + "\": " + problem +
-                         " at position " + std::to_string(position));
+                             " at position " + std::to_string(position),
+                         code);
   }
 
   // ---- Tokens ----
@@ -426,7 +428,8 @@ class Parser {
 
   void enterNesting(std::size_t position) {
     if (++nesting_ > kMaxNesting) {
-      fail("conditions nested deeper than " + std::to_string(kMaxNesting) + " levels", position);
+      fail("conditions nested deeper than " + std::to_string(kMaxNesting) + " levels", position,
+           ErrorCode::NestingTooDeep);
     }
   }
 

@@ -49,4 +49,24 @@ const char* storeFailureKindName(StoreFailureKind kind) {
   return "other";
 }
 
+ErrorCode errorCodeForStoreFailure(StoreErrorCode code, StoreFailureKind kind) {
+  if (kind == StoreFailureKind::Corrupt) return ErrorCode::StoreCorrupt;
+  if (kind != StoreFailureKind::Other) return ErrorCode::StoreUnavailable;
+  switch (code) {
+    case StoreErrorCode::CannotOpen:
+      return ErrorCode::StoreUnavailable;
+    case StoreErrorCode::IncompatibleModel:
+      return ErrorCode::IncompatibleModel;
+    case StoreErrorCode::SaveFailed:
+      return ErrorCode::SaveFailed;
+    case StoreErrorCode::FetchFailed:
+      return ErrorCode::FetchFailed;
+    case StoreErrorCode::InvalidModel:
+      return ErrorCode::InvalidModel;
+    case StoreErrorCode::ValidationFailed:
+      return ErrorCode::ValidationFailed;
+  }
+  return ErrorCode::SaveFailed;
+}
+
 }  // namespace dm

@@ -2,8 +2,9 @@
 // the SQLite result code behind them and what that code means for the files.
 #pragma once
 
-#include <stdexcept>
 #include <string>
+
+#include "Platform/Foundation/Error.h"
 
 namespace dm {
 
@@ -32,19 +33,23 @@ enum class StoreFailureKind {
 StoreFailureKind classifySqliteResult(int resultCode);
 // "corrupt", "busy", ... for messages and diagnostic events.
 const char* storeFailureKindName(StoreFailureKind kind);
+// The library-wide code of a store failure: what the file's condition says when SQLite
+// classed it, otherwise what the operation was.
+ErrorCode errorCodeForStoreFailure(StoreErrorCode code, StoreFailureKind kind);
 
 // Thrown by store and context operations. code() tells the operation that failed, kind() what
 // the failure means for the file, sqliteCode() the extended SQLite result (0 when none);
-// what() the detail.
-class StoreError : public std::runtime_error {
+// what() the detail. As a dm::Error its code is errorCodeForStoreFailure(code(), kind()).
+class StoreError : public Error {
  public:
   StoreError(StoreErrorCode code, const std::string& message, int sqliteCode = 0)
-      : std::runtime_error(message),
+      : StoreError(code, message, sqliteCode, classifySqliteResult(sqliteCode)) {}
+  StoreError(StoreErrorCode code, const std::string& message, int sqliteCode, StoreFailureKind kind)
+      : Error(errorCodeForStoreFailure(code, kind), message),
         code_(code),
         sqliteCode_(sqliteCode),
-        kind_(classifySqliteResult(sqliteCode)) {}
-  StoreError(StoreErrorCode code, const std::string& message, int sqliteCode, StoreFailureKind kind)
-      : std::runtime_error(message), code_(code), sqliteCode_(sqliteCode), kind_(kind) {}
+        kind_(kind) {}
+  // Hides Error::code(): the store operation that failed.
   StoreErrorCode code() const { return code_; }
   int sqliteCode() const { return sqliteCode_; }
   StoreFailureKind kind() const { return kind_; }

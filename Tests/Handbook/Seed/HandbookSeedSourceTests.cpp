@@ -1,6 +1,7 @@
 // The seed update dictionary: the keys and types the handbook reads, nutrient conversion,
 // alternatives, determinism and the test-language variant.
 #include "Handbook/Seed/HandbookSeedSource.h"
+#include "Platform/Foundation/Error.h"
 
 #include <gtest/gtest.h>
 
@@ -188,7 +189,7 @@ TEST_F(HandbookSeedFixtureTest, ExerciseImagesBecomePhotoAddressesAndNoVideosApp
   for (const char* bad : {"", "media.example.org/", "ftp://h/", "https://", "https:///x",
                           "https://h/x?y=1", "https://h/x#y", "https://h/a b/"}) {
     options.exerciseImageBaseURL = bad;
-    EXPECT_THROW(this->dictionary(options), std::invalid_argument) << bad;
+    EXPECT_THROW(this->dictionary(options), Error) << bad;
   }
 }
 
@@ -286,7 +287,7 @@ TEST_F(HandbookSeedFixtureTest, OtherLanguageMarksEveryShownText) {
 
   for (const char* bad : {"", "r u", "../x", "abcdefghijklmnopq"}) {
     options.language = bad;
-    EXPECT_THROW(dictionary(options), std::invalid_argument) << bad;
+    EXPECT_THROW(dictionary(options), Error) << bad;
   }
 }
 

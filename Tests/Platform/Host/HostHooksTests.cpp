@@ -8,6 +8,7 @@
 #include <limits>
 
 #include "Platform/Foundation/Directories.h"
+#include "Platform/Foundation/Error.h"
 #include "Platform/Host/ApplicationVersion.h"
 #include "Platform/Host/CalorieRule.h"
 #include "Platform/Host/EquipmentTypeRules.h"
@@ -125,7 +126,7 @@ TEST(ScreenScaleTest, DefaultsToDoubleDensityAndTakesTheHostsScale) {
   EXPECT_EQ(ScreenScale::shared()->scale(), 2.0);
   for (double bad : {0.0, -1.0, std::numeric_limits<double>::infinity(),
                      std::numeric_limits<double>::quiet_NaN()})
-    EXPECT_THROW(FixedScreenScale{bad}, std::invalid_argument);
+    EXPECT_THROW(FixedScreenScale{bad}, Error);
 }
 
 TEST(CalorieRuleTest, MeasuredCaloriesWinOverCalculatedOnes) {
@@ -180,11 +181,11 @@ TEST(EquipmentTypeRulesTest, TheHostsTableAnswersPerRuleAndTypeTheDefaultNone) {
   for (double bad : {0.0, -2.0, std::numeric_limits<double>::quiet_NaN()}) {
     EquipmentTypeTable wrong;
     wrong.weightMultipliers[1] = bad;
-    EXPECT_THROW(EquipmentTypeRules{wrong}, std::invalid_argument);
+    EXPECT_THROW(EquipmentTypeRules{wrong}, Error);
   }
   EquipmentTypeTable noKey;
   noKey.recommendationKeys[1] = "";
-  EXPECT_THROW(EquipmentTypeRules{noKey}, std::invalid_argument);
+  EXPECT_THROW(EquipmentTypeRules{noKey}, Error);
 }
 
 TEST(ApplicationVersionTest, TheHostsVersionWinsOverTheLibrarys) {

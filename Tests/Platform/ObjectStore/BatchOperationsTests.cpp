@@ -1,6 +1,7 @@
 // Lookup-many, delete-all-except and the record-store helpers.
 #include <gtest/gtest.h>
 
+#include "Platform/Foundation/Error.h"
 #include "Platform/ObjectStore/ManagedObjectContext.h"
 #include "Platform/ObjectStore/ObjectStoreHelpers.h"
 #include "Platform/ObjectStore/PersistentStore.h"
@@ -122,7 +123,7 @@ TEST(BatchOperationsTest, ObjectStoreHelpersFindCountDeleteAndSaveThroughTheChai
   ObjectStoreHelpers::saveToPersistentStoreAndWait(*f.root);
   f.open();
   EXPECT_EQ(ObjectStoreHelpers::count(*f.root, "Record"), 2u);
-  EXPECT_THROW(ObjectStoreHelpers::count(*f.root, "Nope"), std::invalid_argument);
+  EXPECT_THROW(ObjectStoreHelpers::count(*f.root, "Nope"), Error);
 }
 
 }  // namespace
