@@ -6,6 +6,7 @@
 #include <cmath>
 #include <unordered_map>
 
+#include "Handbook/Adapter/HandbookAdapter.h"
 #include "Mapping/Enumerations/Enumerations.h"
 #include "Platform/ObjectStore/FetchRequest.h"
 #include "Platform/ObjectStore/ManagedObjectContext.h"
@@ -124,9 +125,22 @@ TrainingCourseScreen trainingCourseScreen(TrainingCourseEntity& course) {
   screen.daysPerWeek = trainingDaysPerWeek(course, days.size());
   auto sets = setsByExercise(course);
   const std::vector<ExerciseCompletedSetEntity*> none;
+  // Every exercise is classified by its post exercise: look them all up in one query.
+  std::vector<std::vector<ExerciseEntity*>> exercisesByDay;
+  std::vector<std::int64_t> postIds;
+  for (auto* day : days) {
+    exercisesByDay.push_back(day->exercises());
+    for (auto* exercise : exercisesByDay.back()) {
+      postIds.push_back(exercise->postExerciseID());
+      postIds.push_back(exercise->currentPostExerciseIdForPostExerciseId(
+          exercise->customAlternativeExercisePostId));
+    }
+  }
+  HandbookAdapter::shared().prefetchPostExerciseEntities(postIds);
 
   std::int64_t index = 0;
-  for (auto* day : days) {
+  for (std::size_t d = 0; d < days.size(); ++d) {
+    auto* day = days[d];
     TrainingCourseScreenDay row;
     row.day = day;
     row.dayId = day->entityID();
@@ -134,7 +148,7 @@ TrainingCourseScreen trainingCourseScreen(TrainingCourseEntity& course) {
     row.week = index / screen.daysPerWeek + 1;
     row.title = day->title();
     auto reset = day->fixedProgressResetAt();
-    auto exercises = day->exercises();
+    const auto& exercises = exercisesByDay[d];
     double progress = 0;
     for (auto* exercise : exercises) {
       auto found = sets.find(exercise->entityID());

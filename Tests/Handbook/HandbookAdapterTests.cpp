@@ -161,6 +161,24 @@ TEST_F(HandbookAdapterTest, MissesAreCachedUntilTheNextUpdate) {
   EXPECT_EQ(found->entityID(), 77);
 }
 
+// One prefetch answers later lookups as each lookup would have: records and misses alike.
+TEST_F(HandbookAdapterTest, PrefetchedPostExercisesAnswerLaterLookups) {
+  ASSERT_TRUE(apply(test::smallUpdateDictionary()));
+  adapter().prefetchPostExerciseEntities({31, 77, 31});
+  adapter().storage()->performOnSavingContextAndWait([](ManagedObjectContext& context) {
+    context.insertNewObject("HandbookPostExerciseEntity")
+        ->setValueForKey("entityID", Value(std::int64_t{77}));
+    context.save();
+  });
+  MainQueue::shared().runUntilIdle();
+  EXPECT_FALSE(adapter().getPostExerciseEntity(77));  // the prefetched miss
+  HandbookPostExerciseEntity* lunge = adapter().getPostExerciseEntity(31);
+  ASSERT_TRUE(lunge);
+  EXPECT_EQ(lunge->entityID(), 31);
+  adapter().prefetchPostExerciseEntities({31});
+  EXPECT_EQ(adapter().getPostExerciseEntity(31), lunge);
+}
+
 TEST_F(HandbookAdapterTest, DietRelationsKeepOnlyMatchingProducts) {
   ASSERT_TRUE(apply(test::smallUpdateDictionary()));
   DietHandbookRelation* relation = nullptr;

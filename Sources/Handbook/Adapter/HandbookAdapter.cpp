@@ -1,6 +1,8 @@
 // The handbook adapter: queries, caches, saving and diet relations.
 #include "Handbook/Adapter/HandbookAdapter.h"
 
+#include <unordered_set>
+
 #include "Handbook/Entities/DietHandbookRelation.h"
 #include "Handbook/Entities/HandbookCategoryEntity.h"
 #include "Handbook/Entities/HandbookFilterTagEntity.h"
@@ -175,19 +177,29 @@ std::vector<HandbookPostProductEntity*> HandbookAdapter::getPostProductEntities(
       HandbookPostProductEntity::kEntityName, Predicate::parse("entityID IN %@", {ids})));
 }
 
+bool HandbookAdapter::cachedFor(const Cache& cache, std::int64_t id,
+                                const std::shared_ptr<ManagedObjectContext>& context,
+                                ManagedObject** object) {
+  auto entry = cache.get(id);
+  // A record is only handed out on its own context's thread, and only once that context
+  // confirms it still owns the object; a record of another thread's context is a miss.
+  // A remembered "no such record" counts for the context that looked.
+  if (!entry || entry->context.lock() != context) return false;
+  if (!entry->object) {
+    *object = nullptr;
+    return true;
+  }
+  if (context->objectRegisteredForID(entry->id) != entry->object || entry->object->isFault())
+    return false;
+  *object = entry->object;
+  return true;
+}
+
 template <typename T>
 T* HandbookAdapter::cachedLookup(Cache& cache, const char* entityName, std::int64_t id) {
   auto context = storage()->contextForCurrentThread();
-  if (auto entry = cache.get(id)) {
-    // A record is only handed out on its own context's thread, and only once that context
-    // confirms it still owns the object; a record of another thread's context is a miss.
-    // A remembered "no such record" counts for the context that looked.
-    if (entry->context.lock() == context) {
-      if (!entry->object) return nullptr;
-      if (context->objectRegisteredForID(entry->id) == entry->object && !entry->object->isFault())
-        return static_cast<T*>(entry->object);
-    }
-  }
+  ManagedObject* cached = nullptr;
+  if (cachedFor(cache, id, context, &cached)) return static_cast<T*>(cached);
   auto found = downcast<T>(fetchEntity(entityName, idEquals(id), {}, 1, context));
   if (found.empty()) {
     // Screens ask again and again for posts the handbook lacks; the miss is cached too.
@@ -197,6 +209,28 @@ T* HandbookAdapter::cachedLookup(Cache& cache, const char* entityName, std::int6
   T* object = found.front();
   cache.set(id, CacheEntry{context, object->objectID(), object});
   return object;
+}
+
+void HandbookAdapter::prefetchCached(Cache& cache, const char* entityName,
+                                     const std::vector<std::int64_t>& ids) {
+  auto context = storage()->contextForCurrentThread();
+  std::vector<Value> missing;
+  std::unordered_set<std::int64_t> wanted;
+  for (std::int64_t id : ids) {
+    ManagedObject* cached = nullptr;
+    if (wanted.insert(id).second && !cachedFor(cache, id, context, &cached))
+      missing.emplace_back(id);
+  }
+  if (missing.empty()) return;
+  for (ManagedObject* object :
+       fetchEntity(entityName, Predicate::parse("entityID IN %@", {missing}), {}, 0, context)) {
+    const std::int64_t id = object->valueForKey("entityID").asInt64();
+    // Two records with one id: the first wins, as the single lookup's limit of one would.
+    if (wanted.erase(id)) cache.set(id, CacheEntry{context, object->objectID(), object});
+  }
+  for (const Value& id : missing)
+    if (wanted.count(id.asInt64()))
+      cache.set(id.asInt64(), CacheEntry{context, ObjectID{}, nullptr});
 }
 
 HandbookPostProductEntity* HandbookAdapter::getPostProductEntity(std::int64_t postProductID) {
@@ -218,6 +252,10 @@ void HandbookAdapter::setPostProductEntity(HandbookPostProductEntity* entity, st
 HandbookPostExerciseEntity* HandbookAdapter::getPostExerciseEntity(std::int64_t postExerciseID) {
   return cachedLookup<HandbookPostExerciseEntity>(
       cachedPostExerciseEntities_, HandbookPostExerciseEntity::kEntityName, postExerciseID);
+}
+
+void HandbookAdapter::prefetchPostExerciseEntities(const std::vector<std::int64_t>& ids) {
+  prefetchCached(cachedPostExerciseEntities_, HandbookPostExerciseEntity::kEntityName, ids);
 }
 
 HandbookPostPharmacyEntity* HandbookAdapter::getPostPharmacyEntity(std::int64_t postPharmacyID) {

@@ -90,6 +90,10 @@ class HandbookAdapter {
   HandbookPostProductEntity* getPostProductEntity(std::int64_t postProductID);
   void setPostProductEntity(HandbookPostProductEntity* entity, std::int64_t key);
   HandbookPostExerciseEntity* getPostExerciseEntity(std::int64_t postExerciseID);
+  // Fills the post exercise cache for these ids with one fetch on the calling thread's
+  // context (found records and misses alike), so a screen that reads many of them pays one
+  // query instead of one per id. Ids already cached for this context are not fetched again.
+  void prefetchPostExerciseEntities(const std::vector<std::int64_t>& postExerciseIDs);
   HandbookPostPharmacyEntity* getPostPharmacyEntity(std::int64_t postPharmacyID);
   HandbookPostSportFoodEntity* getPostSportFoodEntity(std::int64_t postSportFoodID);
   std::vector<HandbookFilterTagEntity*> getFilterTagEntities();
@@ -168,6 +172,12 @@ class HandbookAdapter {
   using Cache = ThreadSafeDictionary<std::int64_t, CacheEntry>;
   template <typename T>
   T* cachedLookup(Cache& cache, const char* entityName, std::int64_t id);
+  void prefetchCached(Cache& cache, const char* entityName, const std::vector<std::int64_t>& ids);
+  // True when the cache answers for `context`: *object is then the record, or nullptr for a
+  // remembered miss.
+  static bool cachedFor(const Cache& cache, std::int64_t id,
+                        const std::shared_ptr<ManagedObjectContext>& context,
+                        ManagedObject** object);
   // Drops the cached "no such record" answers (an update may have added those records).
   void forgetCachedMisses();
   std::vector<ManagedObject*> fetchEntity(
