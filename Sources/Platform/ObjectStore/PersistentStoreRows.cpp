@@ -531,18 +531,32 @@ std::string PersistentStore::buildQuery(const FetchRequest& request,
   return sql;
 }
 
+namespace {
+
+// The request as one query per table: itself for an entity with a table; for an entity
+// without one, a request per table under it (none when its subentities are excluded, since
+// it has no rows of its own). The caller then orders and windows the rows; keys are unique
+// across the tables, so excluded keys apply to each.
+std::vector<FetchRequest> requestsPerTable(const FetchRequest& request) {
+  if (request.entity->hasTable()) return {request};
+  std::vector<FetchRequest> parts;
+  if (!request.includesSubentities) return parts;
+  for (const EntityDescription* root : request.entity->tableRoots()) {
+    parts.push_back(request);
+    parts.back().entity = root;
+  }
+  return parts;
+}
+
+}  // namespace
+
 std::vector<ObjectSnapshot> PersistentStore::query(const FetchRequest& request,
                                                    const std::vector<std::int64_t>& excluded,
                                                    bool applyWindow, bool idsOnly) {
   std::lock_guard lock(mutex_);
   std::vector<ObjectSnapshot> rows;
-  // An entity without a table is read table by table; its caller orders and windows the
-  // rows (keys are unique across the tables, so `excluded` applies to each).
   const bool split = !request.entity->hasTable();
-  if (split && !request.includesSubentities) return rows;
-  for (const EntityDescription* part : request.entity->tableRoots()) {
-    FetchRequest partRequest = request;
-    if (split) partRequest.entity = part;
+  for (const FetchRequest& partRequest : requestsPerTable(request)) {
     std::vector<Value> parameters;
     std::string sql =
         buildQuery(partRequest, excluded, applyWindow && !split, idsOnly, false, parameters);
@@ -564,12 +578,8 @@ std::vector<ObjectSnapshot> PersistentStore::query(const FetchRequest& request,
 std::size_t PersistentStore::count(const FetchRequest& request,
                                    const std::vector<std::int64_t>& excluded) {
   std::lock_guard lock(mutex_);
-  const bool split = !request.entity->hasTable();
-  if (split && !request.includesSubentities) return 0;
   std::size_t total = 0;
-  for (const EntityDescription* part : request.entity->tableRoots()) {
-    FetchRequest partRequest = request;
-    if (split) partRequest.entity = part;
+  for (const FetchRequest& partRequest : requestsPerTable(request)) {
     std::vector<Value> parameters;
     std::string sql = buildQuery(partRequest, excluded, false, true, true, parameters);
     sqlite3_stmt* stmt = statement(sql);
