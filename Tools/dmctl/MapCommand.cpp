@@ -21,6 +21,7 @@
 #include "Platform/ObjectMapping/ManagedObjectDestination.h"
 #include "Platform/ObjectMapping/MappingOperation.h"
 #include "Platform/ObjectMapping/ValueTransformer.h"
+#include "Platform/ObjectMapping/WindowedMapping.h"
 #include "Platform/ObjectStore/StructuredValue.h"
 #include "Profile/SignedInUser.h"
 #include "UserData/CoreData/ManagedObjectStore.h"
@@ -243,8 +244,54 @@ void run(const MapArguments& arguments, const GlobalOptions& options) {
   nlohmann::json records = nlohmann::json::array();
   nlohmann::json skipped = nlohmann::json::array();
   progress.setPhase("mapping");
+  // Counts (and with --print, describes) each mapped record before it is saved.
+  auto observe = [&](const std::vector<dm::ManagedObject*>& objects) {
+    for (auto* object : objects) {
+      const char* status = object->isInserted()   ? "inserted"
+                           : object->hasChanges() ? "updated"
+                                                  : "unchanged";
+      if (object->isInserted())
+        ++summary.inserted;
+      else if (object->hasChanges())
+        ++summary.updated;
+      else
+        ++summary.unchanged;
+      if (profileAnswer && summary.inserted + summary.updated + summary.unchanged == 1)
+        if (auto* user = dynamic_cast<dm::BaseMappableEntity*>(object))
+          profileUserID = user->entityID();
+      if (arguments.print)
+        records.push_back({{"status", status},
+                           {"entity", object->entity().name()},
+                           {"values", describe(*object, arguments.nested)}});
+    }
+    progress.update(summary.inserted + summary.updated + summary.unchanged, 0);
+  };
+  auto reportSkipped = [&](const std::vector<dm::MappingError::Issue>& issues) {
+    for (const auto& issue : issues)
+      skipped.push_back(
+          {{"keyPath", issue.keyPath}, {"class", issue.className}, {"reason", issue.message}});
+  };
   context->performAndWait([&] {
     try {
+      if (arguments.save && !context->parentContext()) {
+        // Saved imports go a window of records at a time into one transaction, so a large
+        // payload needs memory for a window, not for all of it.
+        dm::WindowedMappingOptions windowed;
+        windowed.commitIf = [&](const dm::WindowedMappingResult& result) {
+          const auto reason = nothingMappedReason(payload, arguments, *mapping, result.mapped);
+          if (reason.empty()) return true;
+          failure.emplace("nothing mapped: " + reason + "; nothing was saved",
+                          ErrorCode::NothingMapped);
+          return false;
+        };
+        progress.setPhase("mapping and saving");
+        auto result = dm::WindowedMapping(*context, windowed)
+                          .map(payload, arguments.keyPath, mapping, observe);
+        summary.mapped = result.mapped;
+        summary.skipped = result.skippedCount;
+        reportSkipped(result.skipped);
+        return;
+      }
       dm::ManagedObjectDestination destination(*context);
       dm::MappingOperation operation(destination);
       auto result = operation.map(std::string_view(payload), arguments.keyPath, mapping);
@@ -256,28 +303,8 @@ void run(const MapArguments& arguments, const GlobalOptions& options) {
                         ErrorCode::NothingMapped);
         return;
       }
-      for (auto* object : dm::ManagedObjectDestination::objects(result.objects)) {
-        const char* status = object->isInserted()   ? "inserted"
-                             : object->hasChanges() ? "updated"
-                                                    : "unchanged";
-        if (object->isInserted())
-          ++summary.inserted;
-        else if (object->hasChanges())
-          ++summary.updated;
-        else
-          ++summary.unchanged;
-        if (profileAnswer && summary.mapped == 1)
-          if (auto* user = dynamic_cast<dm::BaseMappableEntity*>(object))
-            profileUserID = user->entityID();
-        if (arguments.print)
-          records.push_back({{"status", status},
-                             {"entity", object->entity().name()},
-                             {"values", describe(*object, arguments.nested)}});
-      }
-      for (const auto& issue : result.skipped)
-        skipped.push_back(
-            {{"keyPath", issue.keyPath}, {"class", issue.className}, {"reason", issue.message}});
-      progress.update(summary.mapped, summary.mapped);
+      observe(dm::ManagedObjectDestination::objects(result.objects));
+      reportSkipped(result.skipped);
       if (arguments.save) {
         progress.setPhase("saving");
         context->save();

@@ -2,89 +2,19 @@
 #include "Handbook/Adapter/HandbookPayloadReader.h"
 
 #include <algorithm>
-#include <cstring>
+
+#include "Platform/ObjectMapping/JsonStructure.h"
 
 namespace dm {
 
 namespace {
 
+using json_structure::Scanner;
+
 // Windows parsed while checking the text stay below this many bytes (one element at least).
 // The parser keeps memory for the largest text it has parsed, about ten times its size, so
 // the check window is kept below the windows of elements that the update reads anyway.
 constexpr std::size_t kCheckWindowBytes = 256 << 10;
-
-bool isSpace(char c) {
-  return c == ' ' || c == '\t' || c == '\n' || c == '\r';
-}
-
-// Walks the structure of the text without reading values: strings are skipped quote to
-// quote, nested values by bracket depth. The parser checks whatever is skipped here.
-class Scanner {
- public:
-  explicit Scanner(std::string_view text)
-      : begin_(text.data()), p_(text.data()), end_(text.data() + text.size()) {}
-
-  std::size_t offset() const { return static_cast<std::size_t>(p_ - begin_); }
-  bool atEnd() const { return p_ == end_; }
-  char peek() const { return p_ < end_ ? *p_ : '\0'; }
-  void skipSpace() {
-    while (p_ < end_ && isSpace(*p_)) ++p_;
-  }
-  bool consume(char c) {
-    if (p_ == end_ || *p_ != c) return false;
-    ++p_;
-    return true;
-  }
-
-  // At an opening quote: moves past the closing one. A quote ends the string unless an odd
-  // number of backslashes precedes it.
-  bool skipString() {
-    ++p_;
-    for (;;) {
-      const auto* quote = static_cast<const char*>(std::memchr(p_, '"', end_ - p_));
-      if (!quote) return false;
-      // The character before p_ is a quote, so the count cannot run past the string.
-      const char* run = quote;
-      while (run > p_ && run[-1] == '\\') --run;
-      p_ = quote + 1;
-      if (((quote - run) & 1) == 0) return true;
-    }
-  }
-
-  // Moves past one value of any kind; false when none starts here or it does not end.
-  bool skipValue() {
-    if (p_ == end_) return false;
-    const char c = *p_;
-    if (c == '"') return skipString();
-    if (c == '[' || c == '{') return skipNested();
-    const char* start = p_;
-    while (p_ < end_ && !isSpace(*p_) && *p_ != ',' && *p_ != ']' && *p_ != '}' && *p_ != ':') ++p_;
-    return p_ != start;
-  }
-
- private:
-  bool skipNested() {
-    std::size_t depth = 0;
-    while (p_ < end_) {
-      const char c = *p_;
-      if (c == '"') {
-        if (!skipString()) return false;
-        continue;
-      }
-      ++p_;
-      if (c == '[' || c == '{') {
-        ++depth;
-      } else if (c == ']' || c == '}') {
-        if (--depth == 0) return true;
-      }
-    }
-    return false;
-  }
-
-  const char* begin_;
-  const char* p_;
-  const char* end_;
-};
 
 }  // namespace
 
@@ -147,22 +77,9 @@ bool HandbookPayloadReader::scan() {
     if (!in.consume(':')) return false;
     in.skipSpace();
     member.value.begin = in.offset();
-    if (in.consume('[')) {
+    if (in.peek() == '[') {
       member.isArray = true;
-      in.skipSpace();
-      if (!in.consume(']')) {
-        for (;;) {
-          in.skipSpace();
-          Span element{in.offset(), 0};
-          if (!in.skipValue()) return false;
-          element.end = in.offset();
-          member.elements.push_back(element);
-          in.skipSpace();
-          if (in.consume(',')) continue;
-          if (in.consume(']')) break;
-          return false;
-        }
-      }
+      if (!in.skipArray(member.elements)) return false;
     } else if (!in.skipValue()) {
       return false;
     }

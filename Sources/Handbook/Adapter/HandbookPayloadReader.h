@@ -14,6 +14,7 @@
 #include <simdjson.h>
 
 #include "Handbook/Entities/HandbookDictionaryValues.h"
+#include "Platform/ObjectMapping/JsonStructure.h"
 
 namespace dm {
 
@@ -53,10 +54,7 @@ class HandbookPayloadReader {
                 std::vector<handbook_dict::Node>& out);
 
  private:
-  struct Span {
-    std::size_t begin = 0;
-    std::size_t end = 0;
-  };
+  using Span = json_structure::Span;
   struct Member {
     std::string key;
     Span value;
