@@ -57,6 +57,9 @@ struct Result {
   std::int64_t records = 0;
   double seconds = 0;
   std::string check;
+  // The size of the text the workload maps, when it maps one: the runner relates peak memory
+  // to it.
+  std::size_t payloadBytes = 0;
 };
 
 inline double secondsSince(std::chrono::steady_clock::time_point start) {
@@ -83,9 +86,10 @@ inline int runProgram(int argc, char** argv, const char* program, const char* im
     if (args.workload != w.name) continue;
     try {
       Result r = w.run(args.dataDir, args.records);
-      std::printf(R"({"workload":"%s","impl":"%s","records":%lld,"seconds":%.6f,"check":"%s"})"
-                  "\n",
+      std::printf(R"({"workload":"%s","impl":"%s","records":%lld,"seconds":%.6f,"check":"%s")",
                   w.name, impl, static_cast<long long>(r.records), r.seconds, r.check.c_str());
+      if (r.payloadBytes) std::printf(R"(,"payload_bytes":%zu)", r.payloadBytes);
+      std::printf("}\n");
       return 0;
     } catch (const std::exception& error) {
       std::cerr << program << ": " << error.what() << "\n";

@@ -72,6 +72,8 @@ std::vector<std::string> chatPayloads(std::int64_t n) {
 Result mapMessages(const std::string& dir, std::int64_t n) {
   auto context = openStore(dir);
   std::vector<std::string> payloads = chatPayloads(n);
+  std::size_t payloadBytes = 0;
+  for (const auto& payload : payloads) payloadBytes += payload.size();
   // Messages sent from this device wait under their guid for the server's echo.
   context->performAndWait([&] {
     for (std::int64_t i = 0; i < n; ++i) {
@@ -95,12 +97,19 @@ Result mapMessages(const std::string& dir, std::int64_t n) {
     }
   });
   double seconds = secondsSince(start);
+  // Read back a page at a time: the check must not hold the whole conversation either.
   context->performAndWait([&] {
     dm::FetchRequest request(context->model().entityNamed(dm::ChatMessageEntity::kEntityName));
-    for (dm::ManagedObject* object : context->executeFetchRequest(request))
-      states += dynamic_cast<dm::ChatMessageEntity*>(object)->deliveryState();
+    request.fetchLimit = 10000;
+    for (;; request.fetchOffset += request.fetchLimit) {
+      const auto page = context->executeFetchRequest(request);
+      for (dm::ManagedObject* object : page)
+        states += dynamic_cast<dm::ChatMessageEntity*>(object)->deliveryState();
+      context->reset();
+      if (page.size() < request.fetchLimit) break;
+    }
   });
-  return {n, seconds, std::to_string(states)};
+  return {n, seconds, std::to_string(states), payloadBytes};
 }
 
 // Stores n messages of one conversation straight through a bulk write.

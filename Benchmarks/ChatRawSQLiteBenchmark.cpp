@@ -77,6 +77,9 @@ Result mapMessages(const std::string& dir, std::int64_t n) {
     batches.push_back(bench::chatUpdatesPayload(all, from, std::min(all.size(), from + batch),
                                                 simdjson::SIMDJSON_PADDING));
   }
+  std::size_t payloadBytes = 0;
+  for (const auto& text : pages) payloadBytes += text.size();
+  for (const auto& text : batches) payloadBytes += text.size();
   {
     Stmt local = prepare(d,
                          "INSERT INTO Message (guid, chatID, deliveryState, sortingID) "
@@ -181,7 +184,7 @@ Result mapMessages(const std::string& dir, std::int64_t n) {
   Stmt sum = prepare(d, "SELECT total(deliveryState) FROM Message");
   sqlite3_step(sum.get());
   auto states = static_cast<std::int64_t>(sqlite3_column_double(sum.get(), 0));
-  return {n, seconds, std::to_string(states)};
+  return {n, seconds, std::to_string(states), payloadBytes};
 }
 
 Result page(const std::string& dir, std::int64_t n) {

@@ -21,7 +21,7 @@
 #include "Nutrition/DietEntity.h"
 #include "Platform/Foundation/WorkQueue.h"
 #include "Platform/ObjectMapping/ManagedObjectDestination.h"
-#include "Platform/ObjectMapping/MappingOperation.h"
+#include "Platform/ObjectMapping/WindowedMapping.h"
 #include "Platform/ObjectStore/FetchRequest.h"
 #include "Platform/ObjectStore/ManagedObjectContext.h"
 #include "UserData/CoreData/ManagedObjectStore.h"
@@ -39,15 +39,12 @@ std::size_t count(ManagedObjectContext& context, const char* entity) {
   return context.countForFetchRequest(FetchRequest(context.model().entityNamed(entity)));
 }
 
-// Maps the plan's diets (meals and lines nested) with DietEntity's declared mapping, commits.
+// Maps the plan's diets (meals and lines nested) with DietEntity's declared mapping a window
+// of diets at a time, and commits them as one.
 void mapPlan(ManagedObjectContext& context, const std::string& payload) {
   auto mapping =
       ModelMapper::shared()->responseMappingForClass(*RecordClasses::classNamed("DietEntity"));
-  context.performAndWait([&] {
-    ManagedObjectDestination destination(context);
-    MappingOperation(destination).map(payload, "diets", mapping);
-    context.save();
-  });
+  context.performAndWait([&] { WindowedMapping(context).map(payload, "diets", mapping); });
 }
 
 // Foods 50001... with label values per 100 g, as the handbook update carries them.
@@ -67,11 +64,13 @@ nlohmann::json handbookFoods() {
 }
 
 void report(const std::string& workload, std::size_t records, double seconds,
-            const std::string& check) {
+            const std::string& check, std::size_t payloadBytes = 0) {
   std::printf(
       "{\"workload\":\"%s\",\"impl\":\"DataModel\",\"records\":%zu,\"seconds\":%.6f,"
-      "\"check\":\"%s\"}\n",
+      "\"check\":\"%s\"",
       workload.c_str(), records, seconds, check.c_str());
+  if (payloadBytes) std::printf(",\"payload_bytes\":%zu", payloadBytes);
+  std::printf("}\n");
 }
 
 int run(const bench::Arguments& arguments) {
@@ -97,7 +96,8 @@ int run(const bench::Arguments& arguments) {
       meals = count(*context, "DietMealEntity");
       diets = count(*context, "DietEntity");
     });
-    report(arguments.workload, diets + meals + lines, seconds, std::to_string(lines) + " lines");
+    report(arguments.workload, diets + meals + lines, seconds, std::to_string(lines) + " lines",
+           payload.size());
     return 0;
   }
 

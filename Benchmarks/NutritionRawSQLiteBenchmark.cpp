@@ -123,8 +123,8 @@ int run(const bench::Arguments& arguments) {
   const double seconds = std::chrono::duration<double>(Clock::now() - start).count();
   std::printf(
       "{\"workload\":\"nutrition.map_plan\",\"impl\":\"raw SQLite\",\"records\":%zu,"
-      "\"seconds\":%.6f,\"check\":\"%zu lines\"}\n",
-      rows, seconds, lines);
+      "\"seconds\":%.6f,\"check\":\"%zu lines\",\"payload_bytes\":%zu}\n",
+      rows, seconds, lines, payload.size());
   return 0;
 }
 

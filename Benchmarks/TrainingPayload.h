@@ -4,14 +4,17 @@
 #pragma once
 
 #include <algorithm>
+#include <cstdint>
 #include <cstdlib>
 #include <ctime>
 #include <filesystem>
 #include <sstream>
 #include <stdexcept>
 #include <string>
+#include <string_view>
+#include <vector>
 
-#include <nlohmann/json.hpp>
+#include <simdjson.h>
 
 #include "ReadPayload.h"
 
@@ -49,25 +52,50 @@ inline std::string serverTime(long long seconds) {
 }
 
 // Three completed sets per exercise of the courses, half an hour apart, as the server sends a
-// client's history: {"completed_sets": [...]}. `count` receives the number of sets.
-inline std::string historyPayload(const nlohmann::json& courses, std::size_t* count) {
+// client's history: {"completed_sets": [...]}. `courseText` is the course payload with at least
+// simdjson::SIMDJSON_PADDING bytes of spare capacity; it is read on demand, so no tree of it is
+// built (that would dwarf the memory the programs measure). `count` receives the number of sets.
+inline std::string historyPayload(const std::string& courseText, std::size_t* count) {
+  struct Exercise {
+    std::int64_t id, postId;
+  };
+  simdjson::ondemand::parser parser;
+  auto document = parser.iterate(courseText.data(), courseText.size(), courseText.capacity());
   std::ostringstream out;
   out << R"({"completed_sets":[)";
   std::size_t n = 0;
-  for (const auto& course : courses)
-    for (const auto& day : course["trainingDays"])
-      for (const auto& exercise : day["exercises"])
-        for (int s = 0; s < kTrainingSetsPerExercise; ++s) {
-          if (n) out << ',';
-          const long long t = 1735700000LL + static_cast<long long>(n % 20000) * 1800;
-          out << R"({"guid":"h-)" << n << R"(","id":)" << n + 1 << R"(,"exerciseId":)"
-              << exercise["id"].get<long long>() << R"(,"postExerciseId":)"
-              << exercise["postExerciseID"].get<long long>() << R"(,"courseId":)"
-              << course["id"].get<long long>() << R"(,"value":)" << 20 + (n % 40) * 2.5
-              << R"(,"repeats":)" << 6 + n % 8 << R"(,"value_type":0,"executedAt":")"
-              << serverTime(t) << "\"}";
-          ++n;
-        }
+  std::vector<Exercise> exercises;
+  for (auto course : document["courses"].get_array()) {
+    std::int64_t courseId = 0;
+    exercises.clear();
+    for (auto field : course.get_object()) {
+      const std::string_view key = field.unescaped_key();
+      if (key == "id") {
+        courseId = field.value().get_int64();
+      } else if (key == "trainingDays") {
+        for (auto day : field.value().get_array())
+          for (auto exercise : day["exercises"].get_array()) {
+            Exercise e{};
+            for (auto member : exercise.get_object()) {
+              const std::string_view name = member.unescaped_key();
+              if (name == "id") e.id = member.value().get_int64();
+              if (name == "postExerciseID") e.postId = member.value().get_int64();
+            }
+            exercises.push_back(e);
+          }
+      }
+    }
+    for (const Exercise& exercise : exercises)
+      for (int s = 0; s < kTrainingSetsPerExercise; ++s) {
+        if (n) out << ',';
+        const long long t = 1735700000LL + static_cast<long long>(n % 20000) * 1800;
+        out << R"({"guid":"h-)" << n << R"(","id":)" << n + 1 << R"(,"exerciseId":)" << exercise.id
+            << R"(,"postExerciseId":)" << exercise.postId << R"(,"courseId":)" << courseId
+            << R"(,"value":)" << 20 + (n % 40) * 2.5 << R"(,"repeats":)" << 6 + n % 8
+            << R"(,"value_type":0,"executedAt":")" << serverTime(t) << "\"}";
+        ++n;
+      }
+  }
   out << "]}";
   *count = n;
   return out.str();

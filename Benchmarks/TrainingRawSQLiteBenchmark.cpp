@@ -179,12 +179,7 @@ void storeSets(sqlite3* db, const std::string& json, Counts& counts) {
 int mapCourse(const fs::path& dir, long n) {
   const std::string course = bench::coursePayload(dir, n, simdjson::SIMDJSON_PADDING);
   std::size_t setCount = 0;
-  std::string history;
-  history.reserve(0);
-  {
-    auto parsed = nlohmann::json::parse(course);
-    history = bench::historyPayload(parsed["courses"], &setCount);
-  }
+  const std::string history = bench::historyPayload(course, &setCount);
   sqlite3* raw = nullptr;
   if (sqlite3_open((dir / "training.sqlite").c_str(), &raw) != SQLITE_OK)
     throw std::runtime_error("cannot open the database");
@@ -202,8 +197,9 @@ int mapCourse(const fs::path& dir, long n) {
 
   std::printf(
       "{\"workload\":\"training.map_course\",\"impl\":\"raw SQLite\",\"records\":%ld,"
-      "\"seconds\":%.6f,\"check\":\"%ld exercises, %ld sets\"}\n",
-      counts.days + counts.exercises + counts.sets, seconds, counts.exercises, counts.sets);
+      "\"seconds\":%.6f,\"check\":\"%ld exercises, %ld sets\",\"payload_bytes\":%zu}\n",
+      counts.days + counts.exercises + counts.sets, seconds, counts.exercises, counts.sets,
+      course.size() + history.size());
   return 0;
 }
 

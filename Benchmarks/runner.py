@@ -216,7 +216,7 @@ def fmt_rate(value):
 
 def build_table(rows):
     header = ["workload", "implementation", "records", "median records/s", "peak RSS (MB)",
-              "DataModel ÷ this"]
+              "peak ÷ payload", "DataModel ÷ this"]
     lines = ["| " + " | ".join(header) + " |", "|" + "---|" * len(header)]
     for row in rows:
         lines.append("| " + " | ".join(row) + " |")
@@ -266,7 +266,8 @@ def main(argv=None):
                         print(f"    failed: {error}", file=sys.stderr)
                         continue
                     m = measured.setdefault(result["impl"], {"rate": [], "rss": [], "check": set(),
-                                                             "records": result["records"]})
+                                                             "records": result["records"],
+                                                             "payload": result.get("payload_bytes")})
                     m["rate"].append(result["records"] / result["seconds"])
                     m["rss"].append(rss)
                     if "check" in result:
@@ -286,11 +287,14 @@ def main(argv=None):
                 if reference is not None and impl in checks and checks[impl] != reference:
                     mark = f" (check {'/'.join(sorted(checks[impl]))} differs)"
                     failures += 1
+                peak = statistics.median(m["rss"])
+                # Only the programs that report the text they map can be related to it.
+                per_payload = f"{peak / m['payload']:.1f}" if m["payload"] else ""
                 rows.append([workload, impl + mark, f"{m['records']:,}", fmt_rate(medians[impl]),
-                             f"{statistics.median(m['rss']) / 1e6:.0f}", ratio])
+                             f"{peak / 1e6:.0f}", per_payload, ratio])
             for name, error in errors.items():
                 failures += 1
-                rows.append([workload, f"{name}: failed", f"{n:,}", "failed", "", error[:80]])
+                rows.append([workload, f"{name}: failed", f"{n:,}", "failed", "", "", error[:80]])
     finally:
         shutil.rmtree(scratch, ignore_errors=True)
 
