@@ -46,6 +46,9 @@ DEFAULT_RECORDS = {
     "nutrition.day_totals": 365,
     "training.map_course": 100000,  # exercises, plus three completed sets each
     "training.day_screen": 200,  # screens
+    # A conversation of 200k messages with attachments and delivery updates.
+    "chat.map_messages": 200000,
+    "chat.page": 200000,
 }
 QUICK_RECORDS = {
     "store.insert": 2000,
