@@ -73,8 +73,8 @@ std::size_t countOf(ManagedObjectContext& context, const char* entity) {
 int mapCourse(long n, const std::filesystem::path& dir) {
   std::string course = bench::coursePayload(dir, n, MappingOperation::kParsePadding);
   std::size_t setCount = 0;
-  std::string history = bench::historyPayload(course, &setCount);
-  history.reserve(history.size() + MappingOperation::kParsePadding);
+  const std::string history =
+      bench::historyPayload(course, &setCount, MappingOperation::kParsePadding);
   const std::size_t payloadBytes = course.size() + history.size();
   auto store = openStore(dir);
   auto context = store->persistentStoreManagedObjectContext();

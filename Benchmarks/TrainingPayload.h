@@ -4,11 +4,11 @@
 #pragma once
 
 #include <algorithm>
+#include <charconv>
 #include <cstdint>
 #include <cstdlib>
 #include <ctime>
 #include <filesystem>
-#include <sstream>
 #include <stdexcept>
 #include <string>
 #include <string_view>
@@ -53,21 +53,20 @@ inline std::string serverTime(long long seconds) {
 
 // Three completed sets per exercise of the courses, half an hour apart, as the server sends a
 // client's history: {"completed_sets": [...]}. `courseText` is the course payload with at least
-// simdjson::SIMDJSON_PADDING bytes of spare capacity; it is read on demand, so no tree of it is
-// built (that would dwarf the memory the programs measure). `count` receives the number of sets.
-inline std::string historyPayload(const std::string& courseText, std::size_t* count) {
+// simdjson::SIMDJSON_PADDING bytes of spare capacity; it is read on demand and the history is
+// written into one reserved string, so making the input costs little beside the memory the
+// programs measure. The result has `padding` spare bytes. `count` receives the number of sets.
+inline std::string historyPayload(const std::string& courseText, std::size_t* count,
+                                  std::size_t padding = 0) {
   struct Exercise {
-    std::int64_t id, postId;
+    std::int64_t courseId, id, postId;
   };
+  std::vector<Exercise> exercises;
   simdjson::ondemand::parser parser;
   auto document = parser.iterate(courseText.data(), courseText.size(), courseText.capacity());
-  std::ostringstream out;
-  out << R"({"completed_sets":[)";
-  std::size_t n = 0;
-  std::vector<Exercise> exercises;
   for (auto course : document["courses"].get_array()) {
     std::int64_t courseId = 0;
-    exercises.clear();
+    const std::size_t first = exercises.size();
     for (auto field : course.get_object()) {
       const std::string_view key = field.unescaped_key();
       if (key == "id") {
@@ -85,20 +84,33 @@ inline std::string historyPayload(const std::string& courseText, std::size_t* co
           }
       }
     }
-    for (const Exercise& exercise : exercises)
-      for (int s = 0; s < kTrainingSetsPerExercise; ++s) {
-        if (n) out << ',';
-        const long long t = 1735700000LL + static_cast<long long>(n % 20000) * 1800;
-        out << R"({"guid":"h-)" << n << R"(","id":)" << n + 1 << R"(,"exerciseId":)" << exercise.id
-            << R"(,"postExerciseId":)" << exercise.postId << R"(,"courseId":)" << courseId
-            << R"(,"value":)" << 20 + (n % 40) * 2.5 << R"(,"repeats":)" << 6 + n % 8
-            << R"(,"value_type":0,"executedAt":")" << serverTime(t) << "\"}";
-        ++n;
-      }
+    for (std::size_t i = first; i < exercises.size(); ++i) exercises[i].courseId = courseId;
   }
-  out << "]}";
+
+  std::string out;
+  out.reserve(exercises.size() * kTrainingSetsPerExercise * 176 + 32 + padding);
+  auto number = [&out](double value) {
+    char text[32];
+    out.append(text, std::to_chars(text, text + sizeof text, value).ptr);
+  };
+  out += R"({"completed_sets":[)";
+  std::size_t n = 0;
+  for (const Exercise& exercise : exercises)
+    for (int s = 0; s < kTrainingSetsPerExercise; ++s) {
+      if (n) out += ',';
+      const long long t = 1735700000LL + static_cast<long long>(n % 20000) * 1800;
+      out += R"({"guid":"h-)" + std::to_string(n) + R"(","id":)" + std::to_string(n + 1) +
+             R"(,"exerciseId":)" + std::to_string(exercise.id) + R"(,"postExerciseId":)" +
+             std::to_string(exercise.postId) + R"(,"courseId":)" +
+             std::to_string(exercise.courseId) + R"(,"value":)";
+      number(20 + (n % 40) * 2.5);
+      out += R"(,"repeats":)" + std::to_string(6 + n % 8) + R"(,"value_type":0,"executedAt":")" +
+             serverTime(t) + "\"}";
+      ++n;
+    }
+  out += "]}";
   *count = n;
-  return out.str();
+  return out;
 }
 
 }  // namespace bench

@@ -179,7 +179,7 @@ void storeSets(sqlite3* db, const std::string& json, Counts& counts) {
 int mapCourse(const fs::path& dir, long n) {
   const std::string course = bench::coursePayload(dir, n, simdjson::SIMDJSON_PADDING);
   std::size_t setCount = 0;
-  const std::string history = bench::historyPayload(course, &setCount);
+  const std::string history = bench::historyPayload(course, &setCount, simdjson::SIMDJSON_PADDING);
   sqlite3* raw = nullptr;
   if (sqlite3_open((dir / "training.sqlite").c_str(), &raw) != SQLITE_OK)
     throw std::runtime_error("cannot open the database");

@@ -21,9 +21,10 @@ struct WindowedMappingResult;
 struct WindowedMappingOptions {
   MappingOptions mapping{};
   // Text per window: records are added to a window until it holds this many bytes (a single
-  // larger record makes a window of its own). The parser needs several times a window's
-  // size, the context holds the window's objects.
-  std::size_t windowBytes = 1 << 20;
+  // larger record makes a window of its own). The parser keeps about ten times the largest
+  // window it read and the context holds the window's objects; below 256 KB windows save no
+  // memory and cost time.
+  std::size_t windowBytes = 256 << 10;
   // Asked with the totals once every window is mapped: false rolls the whole import back (a
   // caller's last check, or a dry run that still learns what would be inserted and updated).
   // Unset: commit.
