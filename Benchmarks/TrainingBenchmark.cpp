@@ -11,6 +11,7 @@
 #include <cstdio>
 #include <filesystem>
 #include <iostream>
+#include <map>
 #include <sstream>
 #include <string>
 #include <vector>
@@ -193,6 +194,7 @@ std::size_t renderDay(ManagedObjectContext& context, std::int64_t dayId) {
   auto exercises = day->exercises();
   std::sort(exercises.begin(), exercises.end(),
             [](auto* a, auto* b) { return a->position() < b->position(); });
+  std::map<ExerciseEntity*, std::vector<ExerciseCompletedSetEntity*>> sets;
   for (auto* exercise : exercises) {
     if (exercise->isCardio())
       exercise->recommendedDurationString = std::to_string(exercise->recommendedSets());
@@ -208,11 +210,17 @@ std::size_t renderDay(ManagedObjectContext& context, std::int64_t dayId) {
                                  ExerciseCompletedSetEntity::notMarkedDeletePredicate()});
     setsRequest.sortDescriptors = {{"executedAt", false}};
     setsRequest.fetchLimit = 20;  // the screen shows the latest sets
+    auto& shown = sets[exercise];
+    for (auto* object : context.executeFetchRequest(setsRequest))
+      shown.push_back(dynamic_cast<ExerciseCompletedSetEntity*>(object));
+  }
+  // The corrections of every set shown, in one query, before the titles read them.
+  std::vector<ExerciseCompletedSetEntity*> all;
+  for (const auto& entry : sets) all.insert(all.end(), entry.second.begin(), entry.second.end());
+  ExerciseCompletedSetEntity::primeUpdateEntities(context, all);
+  for (auto* exercise : exercises) {
     const std::int64_t type = exercise->isCardio() ? 1 : 0;
-    for (auto* object : context.executeFetchRequest(setsRequest)) {
-      auto* set = dynamic_cast<ExerciseCompletedSetEntity*>(object);
-      texts += set->titleForExerciseType(type).has_value();
-    }
+    for (auto* set : sets[exercise]) texts += set->titleForExerciseType(type).has_value();
   }
   return texts;
 }

@@ -2,6 +2,7 @@
 #include "Training/ExerciseCompletedSetEntity.h"
 
 #include <cmath>
+#include <unordered_map>
 
 #include "Platform/Foundation/Clock.h"
 #include "Platform/Foundation/DateFormatting.h"
@@ -46,6 +47,26 @@ ExerciseCompletedSetDeleteEntity* ExerciseCompletedSetEntity::deleteEntity() {
   deleteAsked_ = true;
   cachedDelete_ = firstWithGuid<ExerciseCompletedSetDeleteEntity>(managedObjectContext(), guid());
   return cachedDelete_;
+}
+
+void ExerciseCompletedSetEntity::primeUpdateEntities(
+    ManagedObjectContext& context, const std::vector<ExerciseCompletedSetEntity*>& sets) {
+  std::vector<Value> guids;
+  guids.reserve(sets.size());
+  for (auto* set : sets)
+    if (set && set->managedObjectContext() == &context) guids.emplace_back(set->guid());
+  if (guids.empty()) return;
+  FetchRequest request(context.model().entityNamed(ExerciseCompletedSetUpdateEntity::kEntityName));
+  request.predicate = Predicate::parse("guid IN %@", {guids});
+  std::unordered_map<std::string, ExerciseCompletedSetUpdateEntity*> updates;
+  for (auto* object : context.executeFetchRequest(request))
+    if (auto* update = dynamic_cast<ExerciseCompletedSetUpdateEntity*>(object))
+      updates.emplace(update->guid(), update);  // the first one wins, as a lookup would
+  for (auto* set : sets) {
+    if (!set || set->managedObjectContext() != &context) continue;
+    auto update = updates.find(set->guid());
+    set->primeUpdateEntity(update == updates.end() ? nullptr : update->second);
+  }
 }
 
 std::optional<std::string> ExerciseCompletedSetEntity::updatedComment() {

@@ -5,6 +5,7 @@
 
 #include <optional>
 #include <string>
+#include <vector>
 
 #include "Platform/ObjectStore/Predicate.h"
 #include "Training/ExerciseCompletedSetEntityGenerated.h"
@@ -36,6 +37,11 @@ class ExerciseCompletedSetEntity : public ExerciseCompletedSetEntityGenerated {
     updateAsked_ = true;
     cachedUpdate_ = update;
   }
+  // Looks the pending corrections of all `sets` up in one query of `context` and primes each
+  // set with its own (a list of sets would otherwise make one lookup per accessor call).
+  // Sets of another context are left alone. Throws what the fetch throws (StoreError).
+  static void primeUpdateEntities(ManagedObjectContext& context,
+                                  const std::vector<ExerciseCompletedSetEntity*>& sets);
 
   // The post exercise actually done (an alternative may have been chosen). Stored as
   // donePostExerciseId: store columns ignore letter case, and the exercise's postExerciseID

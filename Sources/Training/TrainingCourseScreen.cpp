@@ -48,25 +48,16 @@ std::unordered_map<std::int64_t, std::vector<ExerciseCompletedSetEntity*>> setsB
   auto* context = course.managedObjectContext();
   if (!context) return byExercise;
 
-  std::unordered_map<std::string, ExerciseCompletedSetUpdateEntity*> updates;
-  FetchRequest updateRequest(
-      context->model().entityNamed(ExerciseCompletedSetUpdateEntity::kEntityName));
-  for (auto* object : context->executeFetchRequest(updateRequest))
-    if (auto* update = dynamic_cast<ExerciseCompletedSetUpdateEntity*>(object))
-      updates.emplace(update->guid(), update);  // the first one wins, as a lookup would
-
   FetchRequest request(context->model().entityNamed(ExerciseCompletedSetEntity::kEntityName));
   request.predicate = Predicate::andPredicate(
       {Predicate::keyEquals("exersice.trainingDay.cource.entityID", Value(course.entityID())),
        ExerciseCompletedSetEntity::notMarkedDeletePredicate()});
   request.sortDescriptors = {{"executedAt", true}};
-  for (auto* object : context->executeFetchRequest(request)) {
-    auto* set = dynamic_cast<ExerciseCompletedSetEntity*>(object);
-    if (!set) continue;
-    auto update = updates.find(set->guid());
-    set->primeUpdateEntity(update == updates.end() ? nullptr : update->second);
-    byExercise[set->exerciseId()].push_back(set);
-  }
+  std::vector<ExerciseCompletedSetEntity*> sets;
+  for (auto* object : context->executeFetchRequest(request))
+    if (auto* set = dynamic_cast<ExerciseCompletedSetEntity*>(object)) sets.push_back(set);
+  ExerciseCompletedSetEntity::primeUpdateEntities(*context, sets);
+  for (auto* set : sets) byExercise[set->exerciseId()].push_back(set);
   return byExercise;
 }
 

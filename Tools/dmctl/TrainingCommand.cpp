@@ -182,9 +182,10 @@ void showSets(const SetArguments& arguments, const GlobalOptions& options) {
     if (!exercise && sets.empty())
       throw CommandError("no exercise has the id " + std::to_string(arguments.id));
     const std::int64_t type = exercise ? titleType(*exercise) : 0;
+    dm::ExerciseCompletedSetEntity::primeUpdateEntities(*context, sets);
     nlohmann::json rows = nlohmann::json::array();
     for (auto* set : sets) {
-      set->shouldCacheUpdateEntity = set->shouldCacheDeleteEntity = true;
+      set->shouldCacheDeleteEntity = true;
       nlohmann::json row = {
           {"guid", set->guid()},
           {"entityID", set->entityID()},

@@ -12,13 +12,23 @@
 namespace dm {
 
 std::string pluralCategory(double count) {
-  UErrorCode status = U_ZERO_ERROR;
-  // Rules are cheap to look up and not thread-safe to share; one per call keeps this simple.
-  std::unique_ptr<icu::PluralRules> rules(
-      icu::PluralRules::forLocale(icu::Locale(currentInterfaceLanguage().c_str()), status));
-  if (U_FAILURE(status) || !rules) return "other";
+  // Looking the rules up costs more than a screen's other text work together, so each thread
+  // keeps the rules of the language it last used (not shared: simplest safe use of ICU).
+  struct Cached {
+    std::string language;
+    std::unique_ptr<icu::PluralRules> rules;
+  };
+  thread_local Cached cached;
+  const std::string language = currentInterfaceLanguage();
+  if (!cached.rules || cached.language != language) {
+    UErrorCode status = U_ZERO_ERROR;
+    cached.rules.reset(icu::PluralRules::forLocale(icu::Locale(language.c_str()), status));
+    if (U_FAILURE(status)) cached.rules.reset();
+    cached.language = language;
+  }
+  if (!cached.rules) return "other";
   std::string category;
-  rules->select(count).toUTF8String(category);
+  cached.rules->select(count).toUTF8String(category);
   return category.empty() ? "other" : category;
 }
 
