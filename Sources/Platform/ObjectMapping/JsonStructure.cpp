@@ -14,31 +14,27 @@ bool locateArrayElements(std::string_view text, std::string_view key, std::vecto
   }
   if (!in.consume('{')) return false;
   in.skipSpace();
-  bool found = false;
+  bool found = false, seen = false;
   if (in.consume('}')) return false;
-  std::vector<Span> candidate;
   for (;;) {
     in.skipSpace();
     if (in.peek() != '"') return false;
     const std::size_t keyBegin = in.offset();
     if (!in.skipString()) return false;
-    const bool matches = text.substr(keyBegin + 1, in.offset() - keyBegin - 2) == key;
+    const std::string_view raw = text.substr(keyBegin + 1, in.offset() - keyBegin - 2);
+    // An escaped key might spell `key` too; which member counts is then the parser's call.
+    if (raw.find('\\') != std::string_view::npos) return false;
+    const bool matches = raw == key;
     in.skipSpace();
     if (!in.consume(':')) return false;
     in.skipSpace();
-    if (matches && in.peek() == '[') {
-      candidate.clear();
-      if (!in.skipArray(candidate)) return false;
-      elements.swap(candidate);
+    if (matches && !seen && in.peek() == '[') {
+      if (!in.skipArray(elements)) return false;
       found = true;
-    } else {
-      if (!in.skipValue()) return false;
-      // A later member of the same name that is not an array replaces the array.
-      if (matches) {
-        elements.clear();
-        found = false;
-      }
+    } else if (!in.skipValue()) {
+      return false;
     }
+    seen = seen || matches;
     in.skipSpace();
     if (in.consume(',')) continue;
     if (!in.consume('}')) return false;

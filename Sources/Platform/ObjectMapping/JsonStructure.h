@@ -107,9 +107,9 @@ class Scanner {
 };
 
 // The elements of the array that is the whole text (`key` empty) or the value of the
-// top-level member `key` (the last of repeated keys, as parsers read them). False when the
-// text has no such array or its structure is broken; a key written with escapes is not
-// recognised. The values themselves are not checked.
+// top-level member `key` (the first of repeated keys, as the mapping reads text). False when the
+// text has no such array or its structure is broken, and when a top-level key is written with
+// escapes (it might spell `key`). The values themselves are not checked.
 bool locateArrayElements(std::string_view text, std::string_view key, std::vector<Span>& elements);
 
 }  // namespace dm::json_structure

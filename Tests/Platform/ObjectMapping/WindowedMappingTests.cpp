@@ -153,9 +153,11 @@ TEST(JsonStructureTest, LocatesTheRecordsArrayWithoutParsingIt) {
 
   EXPECT_TRUE(locateArrayElements("[ 1 , 2 ]", "", spans));
   EXPECT_EQ(spans.size(), 2u);
-  // The last of repeated keys counts, as for parsers.
-  EXPECT_FALSE(locateArrayElements(R"({"items":[1],"items":{}})", "items", spans));
-  EXPECT_TRUE(locateArrayElements(R"({"items":{},"items":[1]})", "items", spans));
+  // The first of repeated keys counts, as when the mapping reads the text whole.
+  EXPECT_TRUE(locateArrayElements(R"({"items":[1],"items":[2,3]})", "items", spans));
+  EXPECT_EQ(spans.size(), 1u);
+  EXPECT_FALSE(locateArrayElements(R"({"items":{},"items":[1]})", "items", spans));
+  EXPECT_FALSE(locateArrayElements(R"({"it\u0065ms":{},"items":[1]})", "items", spans));
   for (const char* broken : {R"({"items":[1,2})", R"({"items":[1]} x)", R"({"items":["a]})",
                              R"({"items" [1]})", "", "[1,]"})
     EXPECT_FALSE(locateArrayElements(broken, broken[0] == '[' ? "" : "items", spans)) << broken;
