@@ -52,12 +52,14 @@ ExerciseCompletedSetDeleteEntity* ExerciseCompletedSetEntity::deleteEntity() {
 void ExerciseCompletedSetEntity::primeUpdateEntities(
     ManagedObjectContext& context, const std::vector<ExerciseCompletedSetEntity*>& sets) {
   std::vector<Value> guids;
-  guids.reserve(sets.size());
   for (auto* set : sets)
     if (set && set->managedObjectContext() == &context) guids.emplace_back(set->guid());
   if (guids.empty()) return;
   FetchRequest request(context.model().entityNamed(ExerciseCompletedSetUpdateEntity::kEntityName));
-  request.predicate = Predicate::parse("guid IN %@", {guids});
+  // A screen's page of sets names its guids. A long list (a whole course) reads every pending
+  // correction instead: they live only until the server acknowledges them, so they are few,
+  // and reading them is cheaper than matching thousands of guids.
+  if (guids.size() <= kGuidListLimit) request.predicate = Predicate::parse("guid IN %@", {guids});
   std::unordered_map<std::string, ExerciseCompletedSetUpdateEntity*> updates;
   for (auto* object : context.executeFetchRequest(request))
     if (auto* update = dynamic_cast<ExerciseCompletedSetUpdateEntity*>(object))

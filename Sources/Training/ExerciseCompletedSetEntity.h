@@ -37,11 +37,13 @@ class ExerciseCompletedSetEntity : public ExerciseCompletedSetEntityGenerated {
     updateAsked_ = true;
     cachedUpdate_ = update;
   }
-  // Looks the pending corrections of all `sets` up in one query of `context` and primes each
-  // set with its own (a list of sets would otherwise make one lookup per accessor call).
+  // Looks the pending corrections up in one query of `context` and primes each of `sets`
+  // with its own (a list of sets would otherwise make one lookup per accessor call).
   // Sets of another context are left alone. Throws what the fetch throws (StoreError).
   static void primeUpdateEntities(ManagedObjectContext& context,
                                   const std::vector<ExerciseCompletedSetEntity*>& sets);
+  // Lists longer than this read every pending correction instead of naming their guids.
+  static constexpr std::size_t kGuidListLimit = 500;
 
   // The post exercise actually done (an alternative may have been chosen). Stored as
   // donePostExerciseId: store columns ignore letter case, and the exercise's postExerciseID

@@ -210,6 +210,36 @@ TEST_F(TrainingStoreTest, CorrectionThenRemovalThenServerAcknowledgementByGuid) 
   });
 }
 
+TEST_F(TrainingStoreTest, CorrectionsOfAListOfSetsAreFoundInOneLookupEitherWay) {
+  perform([&] {
+    // Below and above the guid-list limit: each set gets its own correction or none, also
+    // when another set of the same list has one.
+    for (std::size_t count : {std::size_t{3}, ExerciseCompletedSetEntity::kGuidListLimit + 2}) {
+      SCOPED_TRACE(count);
+      std::vector<ExerciseCompletedSetEntity*> sets;
+      for (std::size_t i = 0; i < count; ++i) {
+        auto* set = insert<ExerciseCompletedSetEntity>();
+        set->setGuid("s" + std::to_string(count) + "-" + std::to_string(i));
+        set->setValue(10);
+        sets.push_back(set);
+      }
+      auto* update = insert<ExerciseCompletedSetUpdateEntity>();
+      update->setGuid(sets[1]->guid());
+      update->setValue(12.5);
+      context->save();
+      ExerciseCompletedSetEntity::primeUpdateEntities(*context, sets);
+      EXPECT_EQ(sets[0]->updatedValue(), 10);
+      EXPECT_EQ(sets[1]->updatedValue(), 12.5);
+      EXPECT_EQ(sets.back()->updatedValue(), 10);
+      // Primed: a correction added later is not looked up again by the primed set.
+      auto* late = insert<ExerciseCompletedSetUpdateEntity>();
+      late->setGuid(sets[0]->guid());
+      late->setValue(1);
+      EXPECT_EQ(sets[0]->updatedValue(), 10);
+    }
+  });
+}
+
 TEST_F(TrainingStoreTest, SetDurationsAndDayKeys) {
   perform([&] {
     map("TrainingCourseEntity", kCourse, "course");
