@@ -24,6 +24,7 @@
 #include "Platform/Foundation/ZipArchive.h"
 #include "Platform/ObjectStore/FetchRequest.h"
 #include "Platform/ObjectStore/ObjectStoreHelpers.h"
+#include "Platform/ObjectStore/StoreTestSupport.h"
 #include "Support/HandbookStorageOptions.h"
 #include "Support/TempDir.h"
 #include "UserData/CoreData/ManagedObjectStore.h"
@@ -34,11 +35,7 @@ namespace {
 namespace fs = std::filesystem;
 using nlohmann::json;
 
-std::shared_ptr<const ManagedObjectModel> testModel() {
-  static auto model =
-      ManagedObjectModel::fromJson(test::readFile(test::fixturePath("Models/TestModel.json")));
-  return model;
-}
+using test::testModel;
 
 // The test model with one more attribute on Owner: opening a file of the first model with it
 // needs a migration, so a write transaction.
