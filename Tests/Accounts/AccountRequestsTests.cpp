@@ -4,7 +4,6 @@
 #include <nlohmann/json.hpp>
 
 #include "Accounts/CaptchaError.h"
-#include "Accounts/ChangePasswordRequest.h"
 #include "Accounts/ErrorResponse.h"
 #include "Accounts/PasswordRecoveryRequest.h"
 #include "Accounts/RequestValues.h"
@@ -45,16 +44,6 @@ TEST(AccountRequests, EmailIsSentTrimmedAndLowerCase) {
   auto signUp = std::make_shared<SignUpRequest>();
   signUp->setEmail("A@B.C ");
   EXPECT_EQ(body(*signUp), nlohmann::json::parse(R"({"email": "a@b.c"})"));
-}
-
-TEST(AccountRequests, PasswordChangeComparesCaseSensitively) {
-  auto change = std::make_shared<ChangePasswordRequest>();
-  change->setExistingPassword("old");
-  change->setChangedPassword("New1");
-  change->setConfirmedPassword("new1");
-  EXPECT_FALSE(change->passwordsAreEqual());
-  change->setConfirmedPassword("New1");
-  EXPECT_TRUE(change->passwordsAreEqual());
 }
 
 TEST(AccountRequests, SupportRequestSendsOnlySupportPhotosInOrder) {
