@@ -94,13 +94,6 @@ TEST_F(ProcessSafetyTest, WritesThatDoNotReachTheFileExitThreeWithTheReason) {
   EXPECT_EQ(run({"--verbose", "store", "info"}), 1);
   EXPECT_NE(lastErr.find("[event]"), std::string::npos) << lastErr;
   EXPECT_TRUE(fs::exists(data() / "Documents" / "Korvalo.sqlite" / "keep"));
-
-  // The settings directory is a file: nothing can be written there.
-  test::writeFile(dir / "flat", "x");
-  const auto settings = test::runDmctl(
-      dir.path(), {"--data-dir", (dir / "flat").string(), "settings", "set", "a", "1"});
-  EXPECT_EQ(settings.status, 3) << settings.err;
-  EXPECT_EQ(run({"settings", "set"}), 2);
 }
 
 TEST_F(ProcessSafetyTest, MalformedAndDeepInputEndsInAClearErrorNotACrash) {
