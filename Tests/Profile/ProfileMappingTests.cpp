@@ -50,6 +50,16 @@ TEST_F(ProfileMappingTest, UserPayloadMapsNestedRecordsOnceEvenWhenMappedTwice) 
     EXPECT_EQ(user->clientAchievementPhotos().size(), 1u);
     EXPECT_EQ(all("TrainerSpecEntity").size(), 2u);
   });
+  // Mapping set both sides of every relationship: the records reach their user after reopening.
+  reopen();
+  perform([&] {
+    auto* user = dynamic_cast<UserEntity*>(all("UserEntity").at(0));
+    EXPECT_EQ(user->stats()->user(), user);
+    for (auto* service : user->services()) EXPECT_EQ(service->coach(), user);
+    for (auto* photo : user->photos()) EXPECT_EQ(photo->user(), user);
+    for (auto* photo : user->clientAchievementPhotos()) EXPECT_EQ(photo->achievementUser(), user);
+    EXPECT_EQ(user->city()->country(), user->country());
+  });
 }
 
 TEST_F(ProfileMappingTest, StatsBelongToTheirOwnUserInAList) {

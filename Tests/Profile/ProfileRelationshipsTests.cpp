@@ -112,41 +112,6 @@ TEST_F(ProfileRelationshipsTest, MovingAToOneSideUpdatesBothCollections) {
   });
 }
 
-// A server list of users that no longer holds one: its photos, services and recall stats go
-// with it, once the caller saves.
-TEST_F(ProfileRelationshipsTest, DeleteAllUsersExceptTheListedCascadesOnSave) {
-  const auto& userClass =
-      dynamic_cast<const BaseMappableEntity::Class&>(*RecordClasses::classNamed("UserEntity"));
-  perform([&] {
-    insertTrainer();
-    auto* kept = insert<UserEntity>();
-    kept->setEntityID(8);
-    context->save();
-    EXPECT_EQ(userClass.deleteAllObjectsForEntityExept(std::vector<UserEntity*>{kept}, *context),
-              1u);
-    EXPECT_EQ(all("UserEntity").size(), 1u);  // the context sees the deletion at once
-  });
-  reopen();  // unsaved: the file still holds everything
-  perform([&] {
-    EXPECT_EQ(all("UserEntity").size(), 2u);
-    EXPECT_EQ(all("ProfileCommonPhotoEntity").size(), 2u);
-    auto users = all("UserEntity");
-    EXPECT_EQ(
-        userClass.deleteAllObjectsForEntityExept(std::vector<ManagedObject*>{users[1]}, *context),
-        1u);
-    context->save();
-  });
-  reopen();
-  perform([&] {
-    ASSERT_EQ(all("UserEntity").size(), 1u);
-    EXPECT_EQ(dynamic_cast<UserEntity*>(all("UserEntity")[0])->entityID(), 8);
-    EXPECT_TRUE(all("TrainerRecallStatsEntity").empty());
-    EXPECT_TRUE(all("TrainerServiceEntity").empty());
-    EXPECT_TRUE(all("ProfileCommonPhotoEntity").empty());
-    EXPECT_EQ(all("CountryEntity").size(), 1u);
-  });
-}
-
 TEST_F(ProfileRelationshipsTest, DeletingAUserTakesItsOwnRecordsAndKeepsSharedOnes) {
   deleteAndCheck([&] { context->deleteObject(only<UserEntity>()); },
                  [&] {
@@ -189,23 +154,6 @@ TEST_F(ProfileRelationshipsTest, DeletingOwnedRecordsLeavesTheUserWithoutThem) {
         EXPECT_EQ(user->city(), nullptr);
         EXPECT_TRUE(user->country()->cities().empty());
       });
-}
-
-TEST_F(ProfileRelationshipsTest, MappedUserIsReachableFromItsRecords) {
-  const std::string payload = readFile(fixturePath("Profile/user.json"));
-  perform([&] { map("UserEntity", payload, "user"); });
-  reopen();
-  perform([&] {
-    auto* user = only<UserEntity>();
-    ASSERT_NE(user, nullptr);
-    ASSERT_NE(user->stats(), nullptr);
-    EXPECT_EQ(user->stats()->user(), user);
-    for (auto* service : user->services()) EXPECT_EQ(service->coach(), user);
-    for (auto* photo : user->photos()) EXPECT_EQ(photo->user(), user);
-    for (auto* photo : user->clientAchievementPhotos()) EXPECT_EQ(photo->achievementUser(), user);
-    ASSERT_NE(user->city(), nullptr);
-    EXPECT_EQ(user->city()->country(), user->country());
-  });
 }
 
 }  // namespace

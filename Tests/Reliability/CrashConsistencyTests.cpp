@@ -19,6 +19,7 @@
 #include "Platform/ObjectStore/FetchRequest.h"
 #include "Platform/ObjectStore/ManagedObjectContext.h"
 #include "Platform/ObjectStore/ObjectStoreHelpers.h"
+#include "Platform/ObjectStore/StoreTestSupport.h"
 #include "Reliability/CrashHarness.h"
 #include "Support/HandbookStorageOptions.h"
 #include "Support/TempDir.h"
@@ -90,11 +91,7 @@ TEST(CrashConsistencyTest, SettingsFileIsAlwaysOneCompleteVersion) {
 // Batch n saves 1 + n % 7 owners (entityID n*100 + i) and a marker owner (entityID -n)
 // named "<count>:<checksum of the batch's names>", all through one context save.
 
-std::shared_ptr<const ManagedObjectModel> testModel() {
-  static auto model =
-      ManagedObjectModel::fromJson(test::readFile(test::fixturePath("Models/TestModel.json")));
-  return model;
-}
+using test::testModel;
 
 std::string ownerName(std::int64_t batch, int i) {
   return "batch " + std::to_string(batch) + " owner " + std::to_string(i) + " " +

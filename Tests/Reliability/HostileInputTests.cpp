@@ -12,12 +12,11 @@
 
 #include <nlohmann/json.hpp>
 
-#include "Platform/Foundation/DiagnosticEvents.h"
 #include "Platform/Foundation/KeyedArchive.h"
-#include "Platform/Foundation/Logger.h"
 #include "Platform/Foundation/SettingsStore.h"
 #include "Platform/Foundation/ZipArchive.h"
 #include "Platform/ObjectStore/Predicate.h"
+#include "Support/RecordingSinks.h"
 #include "Support/TempDir.h"
 
 namespace dm {
@@ -29,19 +28,10 @@ using nlohmann::json;
 // Keeps warnings and diagnostic events of hostile input out of the test output.
 class HostileInputTest : public ::testing::Test {
  protected:
-  void SetUp() override {
-    Logger::setShared(logger);
-    DiagnosticEvents::setShared(events);
-  }
-  void TearDown() override {
-    Logger::setShared(nullptr);
-    DiagnosticEvents::setShared(nullptr);
-  }
   fs::path settingsFile() const { return dir / SettingsStore::kFileName; }
 
   test::TempDir dir;
-  std::shared_ptr<RecordingLogger> logger = std::make_shared<RecordingLogger>();
-  std::shared_ptr<RecordingDiagnosticEvents> events = std::make_shared<RecordingDiagnosticEvents>();
+  test::RecordingSinks sinks;
 };
 
 std::string flipped(std::string bytes, std::size_t bit) {

@@ -4,12 +4,12 @@
 
 #include <string>
 
-#include "Platform/Foundation/Logger.h"
 #include "Platform/ObjectMapping/ManagedObjectDestination.h"
 #include "Platform/ObjectMapping/MappingError.h"
 #include "Platform/ObjectMapping/MappingOperation.h"
 #include "Platform/ObjectStore/PersistentStore.h"
 #include "Support/DayExerciseModel.h"
+#include "Support/RecordingSinks.h"
 #include "Support/TempDir.h"
 
 namespace dm {
@@ -38,7 +38,6 @@ std::shared_ptr<ObjectMapping> exerciseMapping() {
 class HostilePayloadTest : public ::testing::Test {
  protected:
   void SetUp() override {
-    Logger::setShared(logger);
     store = PersistentStore::open(test::dayExerciseModel(), StoreType::SQLite,
                                   (dir / "hostile.sqlite").string());
     context = ManagedObjectContext::createRoot(store, ConcurrencyType::MainQueue, "hostile");
@@ -46,7 +45,6 @@ class HostilePayloadTest : public ::testing::Test {
     map(R"([{"id":1,"name":"Squat","sets":3,"weight":80.5,"day":{"id":7,"title":"Legs"}}])");
     context->save();
   }
-  void TearDown() override { Logger::setShared(nullptr); }
 
   void map(std::string_view json) {
     ManagedObjectDestination destination(*context);
@@ -72,7 +70,7 @@ class HostilePayloadTest : public ::testing::Test {
     return out;
   }
 
-  std::shared_ptr<RecordingLogger> logger = std::make_shared<RecordingLogger>();
+  test::RecordingSinks sinks;
   test::TempDir dir;
   std::shared_ptr<PersistentStore> store;
   std::shared_ptr<ManagedObjectContext> context;

@@ -16,15 +16,15 @@
 #include <nlohmann/json.hpp>
 
 #include "Handbook/Adapter/HandbookAdapter.h"
-#include "Platform/Foundation/DiagnosticEvents.h"
 #include "Platform/Foundation/Directories.h"
-#include "Platform/Foundation/Logger.h"
 #include "Platform/Foundation/SettingsStore.h"
 #include "Platform/Foundation/WorkQueue.h"
 #include "Platform/Foundation/ZipArchive.h"
 #include "Platform/ObjectStore/FetchRequest.h"
 #include "Platform/ObjectStore/ObjectStoreHelpers.h"
+#include "Platform/ObjectStore/StoreTestSupport.h"
 #include "Support/HandbookStorageOptions.h"
+#include "Support/RecordingSinks.h"
 #include "Support/TempDir.h"
 #include "UserData/CoreData/ManagedObjectStore.h"
 
@@ -34,11 +34,7 @@ namespace {
 namespace fs = std::filesystem;
 using nlohmann::json;
 
-std::shared_ptr<const ManagedObjectModel> testModel() {
-  static auto model =
-      ManagedObjectModel::fromJson(test::readFile(test::fixturePath("Models/TestModel.json")));
-  return model;
-}
+using test::testModel;
 
 // The test model with one more attribute on Owner: opening a file of the first model with it
 // needs a migration, so a write transaction.
@@ -94,16 +90,12 @@ class StoreSafetyTest : public ::testing::Test {
   void SetUp() override {
     MainQueue::shared().adoptCurrentThread();
     ManagedObjectStore::resetSharedInstance();
-    Logger::setShared(logger);
-    DiagnosticEvents::setShared(events);
     useDataRoot(dir.path());
   }
   void TearDown() override {
     closeStore();
     PersistentStore::setBusyTimeout(PersistentStore::kBusyTimeoutMilliseconds);
     Directories::setShared(nullptr);
-    Logger::setShared(nullptr);
-    DiagnosticEvents::setShared(nullptr);
   }
 
   void useDataRoot(const fs::path& root) {
@@ -145,15 +137,14 @@ class StoreSafetyTest : public ::testing::Test {
     return ids;
   }
   bool loggedRemoval() const {
-    for (const auto& entry : logger->entries())
+    for (const auto& entry : sinks.logger->entries())
       if (entry.message == "Removing existing SQLite persistent store.") return true;
     return false;
   }
 
   test::TempDir dir;
   fs::path dataRoot;
-  std::shared_ptr<RecordingLogger> logger = std::make_shared<RecordingLogger>();
-  std::shared_ptr<RecordingDiagnosticEvents> events = std::make_shared<RecordingDiagnosticEvents>();
+  test::RecordingSinks sinks;
 };
 
 // A second connection that takes the write lock the way another process would.
@@ -197,7 +188,7 @@ TEST_F(StoreSafetyTest, OpeningBesideAnOutsideWriteLockReadsWithoutWaitingAndLos
   store = openStore();
   EXPECT_EQ(ownerIDs(*store), range(1, 6));
   EXPECT_FALSE(loggedRemoval());
-  EXPECT_TRUE(events->events().empty());
+  EXPECT_TRUE(sinks.events->events().empty());
   EXPECT_FALSE(fs::exists(storeFile().string() + ".damaged"));
 }
 
@@ -212,8 +203,9 @@ TEST_F(StoreSafetyTest, MigrationBlockedByAnOutsideLockIsReportedBusyAndTheFileK
     ASSERT_TRUE(store->openError().has_value());
     EXPECT_EQ(store->openError()->kind(), StoreFailureKind::Busy) << store->openError()->what();
     EXPECT_FALSE(loggedRemoval());
-    ASSERT_EQ(events->events().size(), 1u);
-    EXPECT_EQ(events->events()[0].description, "ManagedObjectStore.initializeContextWithStorePath");
+    ASSERT_EQ(sinks.events->events().size(), 1u);
+    EXPECT_EQ(sinks.events->events()[0].description,
+              "ManagedObjectStore.initializeContextWithStorePath");
     outside.exec("COMMIT");
   }
   PersistentStore::setBusyTimeout(PersistentStore::kBusyTimeoutMilliseconds);

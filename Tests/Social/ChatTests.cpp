@@ -129,9 +129,6 @@ TEST(ChatRequests, SendingAMessageSendsOnlyTextAndGuid) {
   send->setInProgress(true);
   EXPECT_EQ(send->serialized().toJson(),
             nlohmann::json::parse(R"({"body": "hello", "guid": "g-2"})"));
-  EXPECT_TRUE(send->isMediaRequest());
-  send->setMediaPath("");
-  EXPECT_FALSE(send->isMediaRequest());
 }
 
 TEST_F(ChatStoreTest, GuidFindsTheSentMessageButNeverComesFromOrGoesToTheServer) {

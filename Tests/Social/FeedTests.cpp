@@ -84,9 +84,6 @@ TEST_F(FeedStoreTest, ControlsFollowCountsFirstLikesAndPermissions) {
     EXPECT_FALSE(post->showDislikes()) << "dislikes not permitted";
     post->setPermittedDislike(true);
     EXPECT_TRUE(post->showDislikes());
-    EXPECT_FALSE(post->isSubscribed());
-    post->setLastActivityAt(Date(10));
-    EXPECT_TRUE(post->isSubscribed());
   });
 }
 

@@ -54,27 +54,35 @@ std::filesystem::path dmctlBinary() {
   return std::filesystem::exists(path, error) ? path : std::filesystem::path();
 }
 
-DmctlRun runDmctl(const std::filesystem::path& scratch, const std::vector<std::string>& arguments,
-                  const std::vector<std::string>& environment) {
+DmctlChild::DmctlChild(const std::filesystem::path& scratch, const std::string& name,
+                       const std::vector<std::string>& arguments,
+                       const std::vector<std::string>& environment)
+    : out_(scratch / (name + ".out")), err_(scratch / (name + ".err")) {
   CommandLine command(arguments, environment);
-  const auto outFile = scratch / "dmctl.out";
-  const auto errFile = scratch / "dmctl.err";
   posix_spawn_file_actions_t actions;
   posix_spawn_file_actions_init(&actions);
   posix_spawn_file_actions_addopen(&actions, 0, "/dev/null", O_RDONLY, 0);
-  posix_spawn_file_actions_addopen(&actions, 1, outFile.c_str(), O_WRONLY | O_CREAT | O_TRUNC,
-                                   0644);
-  posix_spawn_file_actions_addopen(&actions, 2, errFile.c_str(), O_WRONLY | O_CREAT | O_TRUNC,
-                                   0644);
+  posix_spawn_file_actions_addopen(&actions, 1, out_.c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0644);
+  posix_spawn_file_actions_addopen(&actions, 2, err_.c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0644);
   pid_t pid = -1;
-  DmctlRun run;
   if (posix_spawn(&pid, command.argv[0], &actions, nullptr, command.argv.data(),
                   command.envp.data()) == 0)
-    run.status = exitStatus(pid);
+    pid_ = pid;
   posix_spawn_file_actions_destroy(&actions);
-  run.out = readFile(outFile);
-  run.err = readFile(errFile);
-  return run;
+}
+
+DmctlRun DmctlChild::wait() {
+  if (pid_ < 0) return run_;
+  run_.status = exitStatus(pid_);
+  pid_ = -1;
+  run_.out = readFile(out_);
+  run_.err = readFile(err_);
+  return run_;
+}
+
+DmctlRun runDmctl(const std::filesystem::path& scratch, const std::vector<std::string>& arguments,
+                  const std::vector<std::string>& environment) {
+  return DmctlChild(scratch, "dmctl", arguments, environment).wait();
 }
 
 DmctlRun runDmctlOnTerminal(const std::vector<std::string>& arguments,

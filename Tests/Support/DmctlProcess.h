@@ -17,8 +17,28 @@ struct DmctlRun {
 // The dmctl beside the test binaries' directory (or under $DM_BINARY_DIR); empty when absent.
 std::filesystem::path dmctlBinary();
 
-// Runs dmctl with `arguments` and `environment` ("NAME=value") added to this process's;
-// output goes through files under `scratch`.
+// A dmctl started with `arguments` and `environment` ("NAME=value") added to this process's,
+// stdin empty, stdout and stderr in `name`.out and `name`.err under `scratch`. Several may run
+// at once; each is waited for at the latest when it is destroyed.
+class DmctlChild {
+ public:
+  DmctlChild(const std::filesystem::path& scratch, const std::string& name,
+             const std::vector<std::string>& arguments,
+             const std::vector<std::string>& environment = {});
+  ~DmctlChild() { wait(); }
+  DmctlChild(const DmctlChild&) = delete;
+  DmctlChild& operator=(const DmctlChild&) = delete;
+
+  // Waits for the exit (once) and reads what it wrote.
+  DmctlRun wait();
+
+ private:
+  std::filesystem::path out_, err_;
+  int pid_ = -1;
+  DmctlRun run_;
+};
+
+// Runs dmctl as above and waits for it; output goes through files under `scratch`.
 DmctlRun runDmctl(const std::filesystem::path& scratch, const std::vector<std::string>& arguments,
                   const std::vector<std::string>& environment = {});
 

@@ -262,12 +262,7 @@ TEST_F(OutboxTest, MeasurementWithPhotosIsKeyedByItsTimeAndSurvivesAReopen) {
     EXPECT_EQ(body["photos"], json::parse(R"([{"sequence": 1}, {"sequence": 2}])"));
   });
 
-  // A restart: the same request from the file alone.
-  context.reset();
-  store.reset();
-  ManagedObjectStore::resetSharedInstance();
-  store = ManagedObjectStore::initWithModelName(ManagedObjectStore::modelName);
-  context = store->persistentStoreManagedObjectContext();
+  reopen();  // a restart: the same request from the file alone
   EXPECT_EQ(summary(), (Lines{"measurements " + key}));
 
   auto ack = acknowledge(("{\"measurements\": [{\"guid\": \"" + key +

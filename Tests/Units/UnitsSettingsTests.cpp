@@ -122,29 +122,27 @@ TEST_F(UnitsSettingsTest, UnitAndUnitDefaultSettersPostCurrencySettersDoNot) {
       &UnitsHelper::setDefaultCaloriesUnitsValue,
       &UnitsHelper::setDefaultHeightUnitsValue,
   };
+  // Each post has no sender and no payload, and its listeners already read the new value.
+  std::vector<std::int64_t> seen;
+  auto token = EventCenter::defaultCenter()->addObserver(
+      std::string(kUnitsChanged), [&](const Event& event) {
+        EXPECT_EQ(event.object, nullptr);
+        EXPECT_TRUE(event.userInfo.is_null());
+        seen.push_back(store().integerForKey(Keys::heightUnits));
+      });
   int expected = 0;
   for (const auto setter : posting) {
     (units().*setter)(1);
     EXPECT_EQ(posts(), ++expected);
   }
+  ASSERT_EQ(seen.size(), posting.size());
+  EXPECT_EQ(seen[4], 0);
+  EXPECT_EQ(seen[5], 1);  // read during the height setter's own post
 
   units().setCurrencyValue("EUR");
   units().setDefaultCurrencyValue("USD");
   units().resetDefaultValues();
   EXPECT_EQ(posts(), expected);
-}
-
-TEST_F(UnitsSettingsTest, PostedEventHasNoSenderAndNoPayload) {
-  std::vector<Event> seen;
-  auto token = EventCenter::defaultCenter()->addObserver(
-      std::string(kUnitsChanged), [&](const Event& event) { seen.push_back(event); });
-  units().setHeightUnitsValue(1);
-  ASSERT_EQ(seen.size(), 1u);
-  EXPECT_EQ(seen[0].name, "kUnitsChanged");
-  EXPECT_EQ(seen[0].object, nullptr);
-  EXPECT_TRUE(seen[0].userInfo.is_null());
-  // Listeners already read the new value.
-  EXPECT_EQ(store().integerForKey(Keys::heightUnits), 1);
 }
 
 TEST_F(UnitsSettingsTest, CurrencyDefaultsToTheLocaleCurrencyOnce) {
@@ -162,12 +160,6 @@ TEST_F(UnitsSettingsTest, CurrencyDefaultsToTheLocaleCurrencyOnce) {
   setCurrentLocaleIdentifier("en");  // no region, no currency
   EXPECT_EQ(units().defaultCurrencyValue(), std::nullopt);
   EXPECT_FALSE(store().contains(Keys::defaultCurrency));
-}
-
-TEST_F(UnitsSettingsTest, CurrentProgrammIsTargetReadsTheStandardStore) {
-  EXPECT_FALSE(UnitsHelper::currentProgrammIsTarget());
-  store().setBool(Keys::currentProgrammIsTarget, true);
-  EXPECT_TRUE(UnitsHelper::currentProgrammIsTarget());
 }
 
 }  // namespace

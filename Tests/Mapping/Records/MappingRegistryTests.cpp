@@ -150,6 +150,11 @@ TEST(ModelMapperTest, RequestMappingsNeverIdentify) {
   auto transient = mapper->responseMappingForClass(classNamed("RecordsCommentRequest"));
   EXPECT_EQ(transient->kind(), ObjectMapping::Kind::Object);
   EXPECT_TRUE(transient->identificationAttributes().empty());
+
+  // A class identified by either attribute (matching itself is the engine's concern).
+  auto message = mapper->responseMappingForClass(classNamed("RecordsMessageEntity"));
+  EXPECT_EQ(message->identificationAttributes(), (std::vector<std::string>{"entityID", "guid"}));
+  EXPECT_EQ(message->identificationMatch(), ObjectMapping::IdentificationMatch::AnyAttribute);
 }
 
 TEST(ModelMapperTest, RelationshipsWithoutServerKeyOrClassAreHandled) {

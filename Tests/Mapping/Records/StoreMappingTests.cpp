@@ -90,27 +90,6 @@ TEST_F(StoreMappingTest, ForeignKeysConnectRecordsMappedOnTheirOwn) {
   });
 }
 
-TEST_F(StoreMappingTest, AClassIdentifiedByEitherAttributeMatchesByIdOrGuid) {
-  fixture.perform([&] {
-    ManagedObject* local = fixture.context().insertNewObject("RecordsMessage");
-    local->setValueForKey("guid", Value("g-1"));
-    fixture.context().save();
-    auto mapping = ModelMapper::shared()->responseMappingForClass(
-        *RecordClasses::classNamed("RecordsMessageEntity"));
-    EXPECT_EQ(mapping->identificationMatch(), ObjectMapping::IdentificationMatch::AnyAttribute);
-    ManagedObjectDestination destination(fixture.context());
-    auto result = MappingOperation(destination)
-                      .map(std::string_view(R"([{"id": 4, "guid": "g-1", "text": "sent"},
-                                                {"id": 4, "text": "edited"}])"),
-                           "", mapping);
-    ASSERT_EQ(result.objects.size(), 1u);
-    EXPECT_EQ(ManagedObjectDestination::object(result.objects[0]), local);
-    EXPECT_EQ(local->valueForKey("entityID"), Value(4));
-    EXPECT_EQ(local->valueForKey("text"), Value("edited"));
-    EXPECT_EQ(all("RecordsMessage").size(), 1u);
-  });
-}
-
 TEST_F(StoreMappingTest, DescriptorsFromTheMapperDriveTheObjectManager) {
   auto mapper = ModelMapper::shared();
   const RecordClass& workoutClass = *RecordClasses::classNamed("RecordsWorkoutEntity");

@@ -5,8 +5,7 @@
 #include <gtest/gtest.h>
 
 #include "Platform/Foundation/LocaleServices.h"
-#include "Platform/Foundation/Logger.h"
-#include "Support/TempDir.h"
+#include "Support/RecordingSinks.h"
 
 namespace dm {
 namespace {
@@ -17,14 +16,11 @@ constexpr double kDay = 86400;
 
 class DateFormattingTest : public ::testing::Test {
  protected:
-  void SetUp() override { Logger::setShared(logger_); }
   void TearDown() override {
     setCurrentLocaleIdentifier({});
     setCurrentTimeZoneIdentifier({});
-    Logger::setShared(nullptr);
   }
-  std::shared_ptr<RecordingLogger> logger_ = std::make_shared<RecordingLogger>();
-  test::TempDir dir_;
+  test::RecordingSinks sinks_;
 };
 
 TEST_F(DateFormattingTest, PatternsAcrossYearAndLeapDayBoundaries) {
@@ -199,7 +195,7 @@ TEST_F(DateFormattingTest, ShortClockStringDoesNotWrapHours) {
 
 TEST_F(DateFormattingTest, BadPatternsAndZonesAreHarmless) {
   EXPECT_EQ(stringFromDate(Date(0), "yyyy-MM-dd", "No/Such_Zone"), "1970-01-01");
-  EXPECT_TRUE(logger_->contains(LogLevel::Warning, "No/Such_Zone"));
+  EXPECT_TRUE(sinks_.logger->contains(LogLevel::Warning, "No/Such_Zone"));
   EXPECT_EQ(stringFromDate(Date(std::numeric_limits<double>::quiet_NaN()), kDayDatePattern), "");
   EXPECT_EQ(dateFromString("2024", "", "UTC"), std::nullopt);
 }

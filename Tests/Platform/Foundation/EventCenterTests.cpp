@@ -8,7 +8,7 @@
 #include <gtest/gtest.h>
 
 #include "Platform/Foundation/EventCenter.h"
-#include "Platform/Foundation/Logger.h"
+#include "Support/RecordingSinks.h"
 
 namespace dm {
 namespace {
@@ -91,16 +91,14 @@ TEST(EventCenterTest, ObserversMayRemoveThemselvesAndOthersDuringDelivery) {
 }
 
 TEST(EventCenterTest, ThrowingObserverDoesNotStopDelivery) {
-  auto logger = std::make_shared<RecordingLogger>();
-  Logger::setShared(logger);
+  test::RecordingSinks sinks;
   EventCenter center;
   bool reached = false;
   auto throws = center.addObserver("e", [](const Event&) { throw std::runtime_error("boom"); });
   auto after = center.addObserver("e", [&](const Event&) { reached = true; });
   center.post("e");
   EXPECT_TRUE(reached);
-  EXPECT_TRUE(logger->contains(LogLevel::Error, "boom"));
-  Logger::setShared(nullptr);
+  EXPECT_TRUE(sinks.logger->contains(LogLevel::Error, "boom"));
 }
 
 TEST(EventCenterConcurrencyTest, PostsAndRemovalsFromManyThreads) {

@@ -7,7 +7,7 @@
 #include <gtest/gtest.h>
 
 #include "Platform/Foundation/Injector.h"
-#include "Platform/Foundation/Logger.h"
+#include "Support/RecordingSinks.h"
 
 namespace dm {
 namespace {
@@ -26,13 +26,9 @@ struct Other {};
 
 class InjectorTest : public ::testing::Test {
  protected:
-  void SetUp() override {
-    Logger::setShared(logger_);
-    Store::created = 0;
-  }
-  void TearDown() override { Logger::setShared(nullptr); }
+  void SetUp() override { Store::created = 0; }
 
-  std::shared_ptr<RecordingLogger> logger_ = std::make_shared<RecordingLogger>();
+  test::RecordingSinks sinks_;
   Injector injector_;
 };
 
@@ -57,7 +53,7 @@ TEST_F(InjectorTest, SingletonIsSharedAndRequirementIsFilledFromNamedProvider) {
 
 TEST_F(InjectorTest, FailuresGiveNullAndAreRetried) {
   EXPECT_EQ(injector_.get<Store>(), nullptr);  // unregistered
-  EXPECT_TRUE(logger_->contains(LogLevel::Error, "no registration"));
+  EXPECT_TRUE(sinks_.logger->contains(LogLevel::Error, "no registration"));
 
   // A requirement whose provider is missing fails the creation, which is retried later.
   injector_.registerSingleton<Mapper>(
@@ -80,7 +76,7 @@ TEST_F(InjectorTest, FailuresGiveNullAndAreRetried) {
     return std::make_shared<Other>();
   });
   EXPECT_EQ(injector_.get<Other>(), nullptr);
-  EXPECT_TRUE(logger_->contains(LogLevel::Error, "disk full"));
+  EXPECT_TRUE(sinks_.logger->contains(LogLevel::Error, "disk full"));
   EXPECT_TRUE(injector_.get<Other>());
 }
 
@@ -91,7 +87,7 @@ TEST_F(InjectorTest, CyclicCreationFailsInsteadOfDeadlocking) {
   });
   // The inner request fails; the outer one still completes.
   EXPECT_TRUE(injector_.get<Store>());
-  EXPECT_TRUE(logger_->contains(LogLevel::Error, "cyclic"));
+  EXPECT_TRUE(sinks_.logger->contains(LogLevel::Error, "cyclic"));
 }
 
 TEST_F(InjectorTest, DefaultInjectorIsReplaceable) {

@@ -8,7 +8,6 @@
 #include <thread>
 #include <vector>
 
-#include "Platform/Foundation/Logger.h"
 #include "Support/TempDir.h"
 
 namespace dm {

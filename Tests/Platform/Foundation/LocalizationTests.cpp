@@ -8,26 +8,20 @@
 #include <vector>
 
 #include "Platform/Foundation/LocaleServices.h"
-#include "Platform/Foundation/Logger.h"
 #include "Platform/Foundation/StringFormat.h"
-#include "Support/TempDir.h"
+#include "Support/RecordingSinks.h"
 
 namespace dm {
 namespace {
 
 class LocalizationTest : public ::testing::Test {
  protected:
-  void SetUp() override {
-    Logger::setShared(logger_);
-    Localization::reset();
-  }
+  void SetUp() override { Localization::reset(); }
   void TearDown() override {
     setCurrentInterfaceLanguage({});
     Localization::reset();
-    Logger::setShared(nullptr);
   }
-  std::shared_ptr<RecordingLogger> logger_ = std::make_shared<RecordingLogger>();
-  test::TempDir dir_;
+  test::RecordingSinks sinks_;
 };
 
 // A translated template filled with a locale-aware number, as the display texts are built.
@@ -101,7 +95,7 @@ TEST_F(LocalizationTest, MalformedTablesAreRejectedAndKeepThePreviousTable) {
     EXPECT_FALSE(Localization::loadTable("ru", bad)) << bad;
   }
   EXPECT_FALSE(Localization::loadTable("", R"({"a": "b"})"));
-  EXPECT_TRUE(logger_->contains(LogLevel::Warning, "ru"));
+  EXPECT_TRUE(sinks_.logger->contains(LogLevel::Warning, "ru"));
   EXPECT_EQ(Localization::string("Settings.kg", "ru"), "кг");
 }
 

@@ -7,10 +7,9 @@
 
 #include <gtest/gtest.h>
 
-#include "Platform/Foundation/DiagnosticEvents.h"
 #include "Platform/Foundation/Directories.h"
-#include "Platform/Foundation/Logger.h"
 #include "Platform/Foundation/SettingsStore.h"
+#include "Support/RecordingSinks.h"
 #include "Support/TempDir.h"
 
 namespace dm {
@@ -55,14 +54,6 @@ class FlakyFileSystem final : public SettingsStore::FileSystem {
 
 class SettingsStoreTest : public ::testing::Test {
  protected:
-  void SetUp() override {
-    DiagnosticEvents::setShared(events_);
-    Logger::setShared(logger_);
-  }
-  void TearDown() override {
-    DiagnosticEvents::setShared(nullptr);
-    Logger::setShared(nullptr);
-  }
   std::filesystem::path file() const { return dir_ / SettingsStore::kFileName; }
   std::size_t filesInDirectory() const {
     std::size_t count = 0;
@@ -73,9 +64,7 @@ class SettingsStoreTest : public ::testing::Test {
   }
 
   test::TempDir dir_;
-  std::shared_ptr<RecordingDiagnosticEvents> events_ =
-      std::make_shared<RecordingDiagnosticEvents>();
-  std::shared_ptr<RecordingLogger> logger_ = std::make_shared<RecordingLogger>();
+  test::RecordingSinks sinks_;
 };
 
 TEST_F(SettingsStoreTest, EveryKindSurvivesReopen) {
@@ -108,7 +97,7 @@ TEST_F(SettingsStoreTest, EveryKindSurvivesReopen) {
   EXPECT_FALSE(store.contains("removed"));
   // Only dates read back as dates.
   EXPECT_EQ(store.dateForKey("real"), std::nullopt);
-  EXPECT_TRUE(events_->events().empty());
+  EXPECT_TRUE(sinks_.events->events().empty());
 }
 
 TEST_F(SettingsStoreTest, TypedGettersConvertAndDefault) {
@@ -180,20 +169,20 @@ TEST_F(SettingsStoreTest, DamagedFileStartsEmptyIsKeptAsideAndRepairedByNextSave
     SCOPED_TRACE(name);
     std::filesystem::remove(refused);
     test::writeFile(file(), contents);
-    events_->clear();
+    sinks_.events->clear();
     {
       SettingsStore store(file());
       EXPECT_TRUE(store.keys().empty());
-      ASSERT_GE(events_->events().size(), 1u);
-      EXPECT_EQ(events_->events()[0].parameters["path"], file().string());
+      ASSERT_GE(sinks_.events->events().size(), 1u);
+      EXPECT_EQ(sinks_.events->events()[0].parameters["path"], file().string());
       EXPECT_EQ(test::readFile(file()), contents);  // untouched until a change is saved
       store.setInteger("weightUnits", 0);
     }
     EXPECT_EQ(test::readFile(refused), contents);
-    EXPECT_EQ(events_->events().back().description, "Settings file kept aside");
-    events_->clear();
+    EXPECT_EQ(sinks_.events->events().back().description, "Settings file kept aside");
+    sinks_.events->clear();
     SettingsStore reopened(file());
-    EXPECT_TRUE(events_->events().empty());
+    EXPECT_TRUE(sinks_.events->events().empty());
     EXPECT_EQ(reopened.keys(), std::vector<std::string>{"weightUnits"});
   }
 }
@@ -206,7 +195,7 @@ TEST_F(SettingsStoreTest, MalformedEntriesAreSkippedOthersKept) {
       "notAnEntry": 5}})");
   SettingsStore store(file());
   EXPECT_EQ(store.keys(), std::vector<std::string>{"good"});
-  ASSERT_EQ(events_->events().size(), 1u);
+  ASSERT_EQ(sinks_.events->events().size(), 1u);
 }
 
 TEST_F(SettingsStoreTest, FailedWriteLeavesPreviousFileIntact) {
@@ -227,8 +216,8 @@ TEST_F(SettingsStoreTest, FailedWriteLeavesPreviousFileIntact) {
 
   EXPECT_EQ(test::readFile(file()), before);
   EXPECT_EQ(filesInDirectory(), 1u);  // no temporary file left behind
-  ASSERT_GE(events_->events().size(), 2u);
-  EXPECT_EQ(events_->events()[0].parameters["reason"], "No space left on device");
+  ASSERT_GE(sinks_.events->events().size(), 2u);
+  EXPECT_EQ(sinks_.events->events()[0].parameters["reason"], "No space left on device");
   EXPECT_EQ(store.integerForKey("lost"), 1);  // memory keeps the value for a retry
 
   fileSystem->failRename = false;

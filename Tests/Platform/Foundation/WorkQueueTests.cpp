@@ -10,24 +10,10 @@
 #include <thread>
 #include <vector>
 
-#include "Platform/Foundation/Logger.h"
+#include "Support/RecordingSinks.h"
 
 namespace dm {
 namespace {
-
-// Installs a recording logger for one test and restores the default afterwards.
-class ScopedRecordingLogger {
- public:
-  ScopedRecordingLogger() : logger_(std::make_shared<RecordingLogger>()) {
-    Logger::setShared(logger_);
-  }
-  ~ScopedRecordingLogger() { Logger::setShared(nullptr); }
-  RecordingLogger& operator*() { return *logger_; }
-  RecordingLogger* operator->() { return logger_.get(); }
-
- private:
-  std::shared_ptr<RecordingLogger> logger_;
-};
 
 TEST(SerialQueueTest, RunsBlocksInSubmissionOrderOffTheCallingThread) {
   SerialQueue queue("test.order");
@@ -67,7 +53,7 @@ TEST(SerialQueueTest, NestedPerformAndWaitRunsInlineWithTheQueueCurrent) {
 }
 
 TEST(SerialQueueTest, PerformAndWaitRethrowsAndTheQueueCarriesOn) {
-  ScopedRecordingLogger logger;
+  test::RecordingSinks sinks;
   SerialQueue queue("test.throwing");
   EXPECT_THROW(queue.performAndWait([] { throw std::runtime_error("boom"); }), std::runtime_error);
   // Inline on its own queue too, and current() is restored after the throw.
@@ -80,9 +66,9 @@ TEST(SerialQueueTest, PerformAndWaitRethrowsAndTheQueueCarriesOn) {
   int after = 0;
   queue.performAndWait([&] { after = 1; });
   EXPECT_EQ(after, 1);
-  EXPECT_TRUE(logger->contains(LogLevel::Error, "test.throwing"));
-  EXPECT_TRUE(logger->contains(LogLevel::Error, "async failure"));
-  EXPECT_FALSE(logger->contains(LogLevel::Error, "boom"));  // went to the caller instead
+  EXPECT_TRUE(sinks.logger->contains(LogLevel::Error, "test.throwing"));
+  EXPECT_TRUE(sinks.logger->contains(LogLevel::Error, "async failure"));
+  EXPECT_FALSE(sinks.logger->contains(LogLevel::Error, "boom"));  // went to the caller instead
 }
 
 TEST(SerialQueueTest, DestructorRunsEveryPendingBlock) {

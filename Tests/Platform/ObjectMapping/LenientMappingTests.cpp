@@ -2,12 +2,12 @@
 // operation, and dictionaries and lists mapped from payloads and sent back.
 #include <gtest/gtest.h>
 
-#include "Platform/Foundation/DiagnosticEvents.h"
 #include "Platform/ObjectMapping/ManagedObjectDestination.h"
 #include "Platform/ObjectMapping/MappingOperation.h"
 #include "Platform/ObjectMapping/RequestSerialization.h"
 #include "Platform/ObjectStore/PersistentStore.h"
 #include "Platform/ObjectStore/StructuredValue.h"
+#include "Support/RecordingSinks.h"
 #include "Support/TempDir.h"
 
 namespace dm {
@@ -31,7 +31,6 @@ constexpr const char* kModel = R"({"name": "LenientModel", "entities": [
 class LenientMappingTest : public ::testing::Test {
  protected:
   void SetUp() override {
-    DiagnosticEvents::setShared(events);
     open();
     post = ObjectMapping::entityMapping("Post");
     post->addAttributeMappings(
@@ -47,7 +46,6 @@ class LenientMappingTest : public ::testing::Test {
     profile->addRelationshipMapping("posts", "posts", post);
     profile->addRelationshipMapping("best", "best", post);
   }
-  void TearDown() override { DiagnosticEvents::setShared(nullptr); }
   void open() {
     context.reset();
     store.reset();
@@ -75,7 +73,7 @@ class LenientMappingTest : public ::testing::Test {
   }
 
   test::TempDir dir;
-  std::shared_ptr<RecordingDiagnosticEvents> events = std::make_shared<RecordingDiagnosticEvents>();
+  test::RecordingSinks sinks;
   std::shared_ptr<PersistentStore> store;
   std::shared_ptr<ManagedObjectContext> context;
   std::shared_ptr<ObjectMapping> profile, post;
@@ -98,7 +96,7 @@ TEST_F(LenientMappingTest, OneBadFieldLeavesEveryOtherFieldAndRecordStored) {
   EXPECT_EQ(result.skipped[3].className, "Post");
   EXPECT_EQ(result.objects.size(), 2u);
   // Each skip is a diagnostic event naming the key path and the class.
-  auto logged = events->events();
+  auto logged = sinks.events->events();
   ASSERT_EQ(logged.size(), 8u);
   EXPECT_EQ(logged[0].description, "Mapping skipped a value");
   EXPECT_EQ(logged[0].parameters["keyPath"], "[0].age");
@@ -147,7 +145,7 @@ TEST_F(LenientMappingTest, NullIdentifierIsLeftOutInsteadOfAddedOnEveryMapping) 
 TEST_F(LenientMappingTest, StrictOptionAndStructuralProblemsFailWithTheStoreUnchanged) {
   map(R"([{"id": 1, "name": "Ann", "prefs": {"a": 1}}])");
   context->save();
-  events->clear();
+  sinks.events->clear();
 
   MappingOptions strict;
   strict.skipInvalidValues = false;
@@ -170,7 +168,7 @@ TEST_F(LenientMappingTest, StrictOptionAndStructuralProblemsFailWithTheStoreUnch
     EXPECT_THROW(map(json, options), MappingError) << json;
   }
   EXPECT_FALSE(context->hasChanges());
-  EXPECT_TRUE(events->events().empty());
+  EXPECT_TRUE(sinks.events->events().empty());
   ASSERT_EQ(all("Profile").size(), 1u);
   EXPECT_EQ(all("Profile")[0]->valueForKey("name"), Value("Ann"));
 }
