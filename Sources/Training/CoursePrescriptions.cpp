@@ -89,7 +89,7 @@ CoursePrescriptionsResult mapCoursePrescriptions(ManagedObjectContext& root, std
   const nlohmann::json tree = parseAnswer(answer);
   auto roots = rootsOf(tree, list);
   const auto mapping = responseMapping(list);
-  for (auto& root : roots) root.mapping = mapping;
+  for (auto& entry : roots) entry.mapping = mapping;
 
   TrainingCourseEntity* course = TrainingCourseEntity::entity(root, courseId);
   if (!course) throw CourseNotStoredError(courseId);
