@@ -10,9 +10,11 @@
 #include "Nutrition/NutritionTestSupport.h"
 #include "Nutrition/PharmacyAddRequest.h"
 #include "Nutrition/PharmacyEntity.h"
+#include "Nutrition/PharmacyUpdateRequest.h"
 #include "Nutrition/ProductListAnswer.h"
 #include "Nutrition/ProductListHandbook.h"
 #include "Nutrition/SportFoodEntity.h"
+#include "Nutrition/SportFoodUpdateRequest.h"
 #include "Nutrition/TempDietProduct.h"
 #include "Platform/ObjectMapping/MappingError.h"
 #include "Platform/ObjectMapping/MappingOperation.h"
@@ -121,6 +123,21 @@ TEST(NutritionRequestBodies, WholeSecondDatesAndAnEditedLineWithoutProduct) {
   TempDietProduct editing(nullptr, 80.0, "");
   EXPECT_EQ(withTempProduct(editing)->serialized().toJson(),
             json::parse(R"({"product_portion": 80.0, "comment": ""})"));
+}
+
+// An edit goes to another route with the body of a new item: the update requests inherit the
+// root key as well as the keys.
+TEST(NutritionRequestBodies, UpdatesSendTheBodyOfANewItem) {
+  auto sportFood = std::make_shared<SportFoodUpdateRequest>();
+  sportFood->setComment("30 g after training");
+  sportFood->setPost_sport_food_id(401);
+  EXPECT_EQ(sportFood->serialized().toJson(), json::parse(R"({"sport_food": {
+    "comment": "30 g after training", "post_sport_food_id": 401}})"));
+
+  auto pharmacy = std::make_shared<PharmacyUpdateRequest>();
+  pharmacy->setPost_pharmacy_id(301);
+  EXPECT_EQ(pharmacy->serialized().toJson(),
+            json::parse(R"({"pharmacy": {"post_pharmacy_id": 301}})"));
 }
 
 }  // namespace

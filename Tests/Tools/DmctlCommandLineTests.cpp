@@ -126,6 +126,7 @@ TEST_F(DmctlCommandLineTest, EveryCommandAnswersInJsonWithTheDocumentedFields) {
       {"training correct-set", {"no-such-guid", "--repeats", "5"}, 1, {}, "failed"},
       {"training remove-set", {"no-such-guid"}, 1, {}, "failed"},
       {"training course", {"1"}, 1, {}, "failed"},
+      {"training prescriptions", {"1", file("user.json")}, 1, {}, "nothing_mapped"},
       {"training stats", {"week"}, 0, {}},
       {"training favourites", {}, 0, {}},
       {"outbox", {}, 0, {}},
@@ -300,6 +301,43 @@ TEST_F(DmctlCommandLineTest, MapSummarisesAndRefusesAPayloadThatMapsNothing) {
   EXPECT_EQ(summary["mapped"], 1);
   ASSERT_EQ(summary["records"].size(), 1u);
   EXPECT_EQ(summary["records"][0]["values"]["firstName"], "Ada");
+}
+
+// A course's list reaches the store only with --save, and only for a course that is stored.
+TEST_F(DmctlCommandLineTest, TrainingPrescriptionsSaveOnlyWhenAskedAndOnlyForAStoredCourse) {
+  writeFile(dir / "course.json", R"({"course": {"id": 7001, "name": "Strength"}})");
+  writeFile(dir / "pharmacy.json", R"({"pharmacies": [{"id": 1, "post_pharmacy_id": 301}]})");
+  writeFile(dir / "both.json", R"({"pharmacies": [], "sport_foods": []})");
+  auto prescribed = [&] {
+    return json::parse(run({"--json", "training", "course", "7001"}).out)["pharmacy"].size();
+  };
+
+  auto noCourse = run({"--json", "training", "prescriptions", "7001", file("pharmacy.json")});
+  EXPECT_EQ(noCourse.status, 1);
+  EXPECT_EQ(json::parse(noCourse.out)["error"]["code"], "not_found") << noCourse.out;
+  ASSERT_EQ(
+      run({"map", "TrainingCourseEntity", file("course.json"), "--key-path", "course", "--save"})
+          .status,
+      0);
+
+  auto dryRun = run({"--json", "training", "prescriptions", "7001", file("pharmacy.json")});
+  ASSERT_EQ(dryRun.status, 0) << dryRun.out << dryRun.err;
+  EXPECT_EQ(json::parse(dryRun.out)["inserted"], 1);
+  EXPECT_EQ(json::parse(dryRun.out)["saved"], false);
+  EXPECT_EQ(prescribed(), 0u);
+
+  auto saved = run({"training", "prescriptions", "7001", file("pharmacy.json"), "--save"});
+  ASSERT_EQ(saved.status, 0) << saved.err;
+  EXPECT_NE(saved.out.find("1 inserted"), std::string::npos) << saved.out;
+  EXPECT_EQ(prescribed(), 1u);
+
+  // Both lists in one file: the tool cannot tell which route answered.
+  EXPECT_EQ(run({"training", "prescriptions", "7001", file("both.json"), "--save"}).status, 2);
+  EXPECT_EQ(prescribed(), 1u);
+  auto chosen =
+      run({"training", "prescriptions", "7001", file("both.json"), "--kind", "pharmacy", "--save"});
+  EXPECT_EQ(chosen.status, 0) << chosen.err;
+  EXPECT_EQ(prescribed(), 0u);
 }
 
 TEST_F(DmctlCommandLineTest, ProgressShowsOnATerminalOnly) {

@@ -75,13 +75,35 @@ std::vector<dm::DietEntity*> dietsByDate(const dm::TrainingCourseEntity& course)
   return diets;
 }
 
+// The course's pharmacy by use date, undated items first (as the pharmacy screen groups them),
+// ties by id so the order is stable.
+std::vector<dm::PharmacyEntity*> pharmacyByUseDate(const dm::TrainingCourseEntity& course) {
+  auto items = course.pharmacies();
+  std::sort(items.begin(), items.end(), [](auto* a, auto* b) {
+    if (a->hasUseDate() != b->hasUseDate()) return !a->hasUseDate();
+    if (a->hasUseDate() && a->useDate() != b->useDate()) return a->useDate() < b->useDate();
+    return a->entityID() < b->entityID();
+  });
+  return items;
+}
+
+std::vector<dm::SportFoodEntity*> sportFoodById(const dm::TrainingCourseEntity& course) {
+  auto items = course.sportFoods();
+  std::sort(items.begin(), items.end(),
+            [](auto* a, auto* b) { return a->entityID() < b->entityID(); });
+  return items;
+}
+
 std::string pharmacyTitle(const dm::PharmacyEntity& item) {
+  // An item whose handbook id was unreadable names no entry at all.
+  if (!item.hasPost_pharmacy_id()) return text("Nutrition.UnknownHandbookEntry");
   auto* post = item.handbookPost();
   return post ? post->title()
               : text("TrainingCourse.HandbookItem") + " " + std::to_string(item.post_pharmacy_id());
 }
 
 std::string sportFoodTitle(const dm::SportFoodEntity& item) {
+  if (!item.hasPost_sport_food_id()) return text("Nutrition.UnknownHandbookEntry");
   auto* post = item.handbookPost();
   return post ? post->title()
               : text("TrainingCourse.HandbookItem") + " " +
@@ -98,8 +120,8 @@ void showCourse(std::int64_t courseId, const GlobalOptions& options) {
     auto* course = dm::TrainingCourseEntity::entity(*context, courseId);
     auto screen = dm::trainingCourseScreen(*course);
     auto diets = dietsByDate(*course);
-    auto pharmacies = course->pharmacies();
-    auto sportFoods = course->sportFoods();
+    auto pharmacies = pharmacyByUseDate(*course);
+    auto sportFoods = sportFoodById(*course);
 
     if (options.json) {
       nlohmann::json out = {{"id", course->entityID()},
@@ -126,11 +148,17 @@ void showCourse(std::int64_t courseId, const GlobalOptions& options) {
                                 {"date", dm::stringFromDate(diet->date(), dm::kDietDatePattern)},
                                 {"notValid", diet->notValid()}});
       for (auto* item : pharmacies)
-        out["pharmacy"].push_back({{"postPharmacyId", item->post_pharmacy_id()},
-                                   {"title", pharmacyTitle(*item)},
-                                   {"comment", item->comment()}});
+        out["pharmacy"].push_back(
+            {{"id", item->entityID()},
+             {"postPharmacyId", item->post_pharmacy_id()},
+             {"title", pharmacyTitle(*item)},
+             {"useDate", item->hasUseDate() ? nlohmann::json(dm::stringFromDate(
+                                                  item->useDate(), dm::kDietDatePattern))
+                                            : nlohmann::json()},
+             {"comment", item->comment()}});
       for (auto* item : sportFoods)
-        out["sportFood"].push_back({{"postSportFoodId", item->post_sport_food_id()},
+        out["sportFood"].push_back({{"id", item->entityID()},
+                                    {"postSportFoodId", item->post_sport_food_id()},
                                     {"title", sportFoodTitle(*item)},
                                     {"comment", item->comment()}});
       std::printf("%s\n", out.dump(2).c_str());
@@ -159,9 +187,13 @@ void showCourse(std::int64_t courseId, const GlobalOptions& options) {
                   diet->notValid() ? (" (" + text("Nutrition.NotValid") + ")").c_str() : "");
     std::printf("\n%s\n", text("TrainingCourse.Pharmacy").c_str());
     if (pharmacies.empty()) std::printf("  %s\n", text("TrainingCourse.NothingPrescribed").c_str());
-    for (auto* item : pharmacies)
-      std::printf("  %s%s%s\n", pharmacyTitle(*item).c_str(), item->hasComment() ? ": " : "",
-                  item->comment().c_str());
+    for (auto* item : pharmacies) {
+      const std::string date =
+          item->hasUseDate() ? dm::stringFromDate(item->useDate(), dm::kDietDatePattern) + "  "
+                             : "";
+      std::printf("  %s%s%s%s\n", date.c_str(), pharmacyTitle(*item).c_str(),
+                  item->hasComment() ? ": " : "", item->comment().c_str());
+    }
     std::printf("\n%s\n", text("TrainingCourse.SportFood").c_str());
     if (sportFoods.empty()) std::printf("  %s\n", text("TrainingCourse.NothingPrescribed").c_str());
     for (auto* item : sportFoods)
