@@ -60,6 +60,8 @@ struct Result {
   // The size of the text the workload maps, when it maps one: the runner relates peak memory
   // to it.
   std::size_t payloadBytes = 0;
+  // For latency workloads: the median of one screen's or page's time, in milliseconds.
+  double p50Ms = 0;
 };
 
 inline double secondsSince(std::chrono::steady_clock::time_point start) {
@@ -89,6 +91,7 @@ inline int runProgram(int argc, char** argv, const char* program, const char* im
       std::printf(R"({"workload":"%s","impl":"%s","records":%lld,"seconds":%.6f,"check":"%s")",
                   w.name, impl, static_cast<long long>(r.records), r.seconds, r.check.c_str());
       if (r.payloadBytes) std::printf(R"(,"payload_bytes":%zu)", r.payloadBytes);
+      if (r.p50Ms > 0) std::printf(R"(,"p50_ms":%.4f)", r.p50Ms);
       std::printf("}\n");
       return 0;
     } catch (const std::exception& error) {

@@ -165,7 +165,8 @@ Result page(const std::string& dir, std::int64_t n) {
   double p50 = times[times.size() / 2];
   std::cerr << "chat.page: p50 " << p50 * 1000 << " ms, p90 " << times[times.size() * 9 / 10] * 1000
             << " ms over " << kPages << " pages\n";
-  return {static_cast<std::int64_t>(kPages * kPageSize), p50 * kPages, std::to_string(sum)};
+  return {static_cast<std::int64_t>(kPages * kPageSize), p50 * kPages, std::to_string(sum), 0,
+          p50 * 1000};
 }
 
 }  // namespace

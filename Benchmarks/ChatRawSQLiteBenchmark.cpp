@@ -226,7 +226,8 @@ Result page(const std::string& dir, std::int64_t n) {
   std::sort(times.begin(), times.end());
   double p50 = times[times.size() / 2];
   std::cerr << "chat.page (raw SQLite): p50 " << p50 * 1000 << " ms\n";
-  return {static_cast<std::int64_t>(kPages) * kPageSize, p50 * kPages, std::to_string(sum)};
+  return {static_cast<std::int64_t>(kPages) * kPageSize, p50 * kPages, std::to_string(sum), 0,
+          p50 * 1000};
 }
 
 }  // namespace

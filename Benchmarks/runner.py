@@ -219,7 +219,7 @@ def fmt_rate(value):
 
 def build_table(rows):
     header = ["workload", "implementation", "records", "median records/s", "peak RSS (MB)",
-              "peak ÷ payload", "DataModel ÷ this"]
+              "peak ÷ payload", "p50 (ms)", "DataModel ÷ this"]
     lines = ["| " + " | ".join(header) + " |", "|" + "---|" * len(header)]
     for row in rows:
         lines.append("| " + " | ".join(row) + " |")
@@ -270,9 +270,12 @@ def main(argv=None):
                         continue
                     m = measured.setdefault(result["impl"], {"rate": [], "rss": [], "check": set(),
                                                              "records": result["records"],
-                                                             "payload": result.get("payload_bytes")})
+                                                             "payload": result.get("payload_bytes"),
+                                                             "p50": []})
                     m["rate"].append(result["records"] / result["seconds"])
                     m["rss"].append(rss)
+                    if result.get("p50_ms"):
+                        m["p50"].append(float(result["p50_ms"]))
                     if "check" in result:
                         m["check"].add(str(result["check"]))
             medians = {impl: statistics.median(m["rate"]) for impl, m in measured.items()}
@@ -293,11 +296,13 @@ def main(argv=None):
                 peak = statistics.median(m["rss"])
                 # Only the programs that report the text they map can be related to it.
                 per_payload = f"{peak / m['payload']:.1f}" if m["payload"] else ""
+                # Latency workloads: the median over runs of each run's median screen or page.
+                p50 = f"{statistics.median(m['p50']):.2f}" if m["p50"] else ""
                 rows.append([workload, impl + mark, f"{m['records']:,}", fmt_rate(medians[impl]),
-                             f"{peak / 1e6:.0f}", per_payload, ratio])
+                             f"{peak / 1e6:.0f}", per_payload, p50, ratio])
             for name, error in errors.items():
                 failures += 1
-                rows.append([workload, f"{name}: failed", f"{n:,}", "failed", "", "", error[:80]])
+                rows.append([workload, f"{name}: failed", f"{n:,}", "failed", "", "", "", error[:80]])
     finally:
         shutil.rmtree(scratch, ignore_errors=True)
 
