@@ -154,9 +154,21 @@ class SqlResolver final : public PredicateSqlResolver {
 
 void PersistentStore::readRow(sqlite3_stmt* stmt, const TableLayout& layout, bool idsOnly,
                               ObjectSnapshot& out) {
-  const char* entityName = reinterpret_cast<const char*>(sqlite3_column_text(stmt, 1));
-  auto found = entityByName_.find(entityName ? entityName : "");
-  const EntityDescription* entity = found == entityByName_.end() ? layout.root : found->second;
+  const char* text = reinterpret_cast<const char*>(sqlite3_column_text(stmt, 1));
+  const std::string_view entityName(text ? text : "",
+                                    static_cast<std::size_t>(sqlite3_column_bytes(stmt, 1)));
+  // A table holds a handful of entities: comparing their names costs less per row than
+  // building a string to look the name up.
+  const EntityDescription* entity = nullptr;
+  for (const auto& [candidate, candidateLayout] : layout.entities)
+    if (candidate->name() == entityName) {
+      entity = candidate;
+      break;
+    }
+  if (!entity) {
+    auto found = entityByName_.find(std::string(entityName));
+    entity = found == entityByName_.end() ? layout.root : found->second;
+  }
   out.id = ObjectID{entity, sqlite3_column_int64(stmt, 0), false};
   out.values.clear();
   out.toOne.clear();
