@@ -4,7 +4,9 @@
 #include <cstdio>
 #include <fstream>
 #include <iterator>
+#include <memory>
 #include <sstream>
+#include <string_view>
 #include <utility>
 #include <vector>
 
@@ -263,18 +265,32 @@ void search(const GlobalOptions& global, const std::string& needle) {
 
 // ---- apply-update ----
 
-std::string readUpdateText(const std::string& path) {
+// The update's text, read whole: the largest thing the update holds. The buffer is not
+// cleared before the read fills it (for a large update that alone took a few percent).
+class UpdateText {
+ public:
+  explicit UpdateText(std::size_t size)
+      : bytes_(std::make_unique_for_overwrite<char[]>(size)), size_(size) {}
+  char* data() { return bytes_.get(); }
+  std::string_view view() const { return {bytes_.get(), size_}; }
+
+ private:
+  std::unique_ptr<char[]> bytes_;
+  std::size_t size_;
+};
+
+UpdateText readUpdateText(const std::string& path) {
   std::ifstream in(path, std::ios::binary | std::ios::ate);
   const std::streamoff size = in ? static_cast<std::streamoff>(in.tellg()) : -1;
   if (size < 0) throw CommandError("cannot read " + path, ErrorCode::NotFound);
-  // One buffer of the file's size: the text is the largest thing the update holds.
-  std::string text(static_cast<std::size_t>(size), '\0');
+  UpdateText text(static_cast<std::size_t>(size));
   in.seekg(0);
-  if (!in.read(text.data(), static_cast<std::streamsize>(text.size())))
+  if (!in.read(text.data(), static_cast<std::streamsize>(size)))
     throw CommandError("cannot read " + path);
-  const auto first = text.find_first_not_of(" \t\r\n");
-  if (first == std::string::npos || text[first] != '{') {
-    if (!nlohmann::json::accept(text))
+  const std::string_view view = text.view();
+  const auto first = view.find_first_not_of(" \t\r\n");
+  if (first == std::string_view::npos || view[first] != '{') {
+    if (!nlohmann::json::accept(view))
       throw CommandError(path + ": not valid JSON", dm::ErrorCode::InvalidInput);
     throw CommandError(path +
                            " is not an update dictionary (a JSON object with \"status\", "
@@ -286,7 +302,7 @@ std::string readUpdateText(const std::string& path) {
 
 // Why the library gave no batch for `text`: malformed text is an error, a "not_modified"
 // answer is not. Runs only then, so a good update is parsed once.
-bool isNotModifiedAnswer(const std::string& text, const std::string& path) {
+bool isNotModifiedAnswer(std::string_view text, const std::string& path) {
   dm::HandbookPayloadReader reader(text);
   dm::handbook_dict::Node status;
   nlohmann::json shallow;
@@ -305,7 +321,8 @@ bool isNotModifiedAnswer(const std::string& text, const std::string& path) {
 }
 
 void applyUpdate(const GlobalOptions& global, const std::string& file) {
-  const std::string payload = readUpdateText(file);
+  const UpdateText updateText = readUpdateText(file);
+  const std::string_view payload = updateText.view();
   auto& adapter = openAdapter(global, /*forWrite=*/true);
   Progress progress(global, "apply-update");
   if (progress.enabled())
