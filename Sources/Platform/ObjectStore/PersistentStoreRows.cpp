@@ -314,6 +314,7 @@ void PersistentStore::updateChangedColumns(const ManagedObject& o, std::size_t& 
   // Property bits with a column of their own: attributes and to-one relationships. A column
   // left out of the statement leaves its indexes untouched too.
   std::vector<std::uint16_t> changed;
+  changed.reserve(attributeCount + relationships.size());
   for (std::size_t i = 0; i < attributeCount + relationships.size(); ++i)
     if (o.changed_.test(i) && (i < attributeCount || !relationships[i - attributeCount].toMany))
       changed.push_back(static_cast<std::uint16_t>(i));
