@@ -3,6 +3,7 @@
 #include "Handbook/Entities/HandbookPostProductEntity.h"
 
 #include <cstdio>
+#include <string_view>
 
 #include "Handbook/Entities/DietHandbookRelation.h"
 #include "Handbook/Entities/HandbookDictionaryValues.h"
@@ -15,7 +16,7 @@ namespace dm {
 
 namespace {
 // Server keys of the 26 nutrients, the 4 indexes and the cooking time, in field order.
-constexpr const char* kNumberKeys[] = {
+constexpr std::string_view kNumberKeys[] = {
     "calories",
     "proteins",
     "cellulose",

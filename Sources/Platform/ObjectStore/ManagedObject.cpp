@@ -78,7 +78,18 @@ Value ManagedObject::valueAt(std::size_t index) const {
 }
 
 static bool sameValue(const Value& a, const Value& b) {
-  return a.storage().index() == b.storage().index() && a == b;
+  const Value::Storage& x = a.storage();
+  const Value::Storage& y = b.storage();
+  if (x.index() != y.index()) return false;
+  // Records set dozens of numbers and texts each: those compare directly, with the rule of
+  // Value's equality for doubles (equal unless ordered apart), without its cross-type rules.
+  if (const double* d = std::get_if<double>(&x)) {
+    const double e = *std::get_if<double>(&y);
+    return !(*d < e) && !(*d > e);
+  }
+  if (const std::string* s = std::get_if<std::string>(&x))
+    return *s == *std::get_if<std::string>(&y);
+  return a == b;
 }
 
 void ManagedObject::setValueAt(std::size_t index, Value value) {

@@ -1188,13 +1188,17 @@ std::unordered_map<Value, ManagedObject*, ValueHash> ManagedObjectContext::objec
   // query with the values bound as a single list.
   std::vector<std::unique_lock<std::recursive_mutex>> ancestorLocks;
   std::unordered_set<ObjectID, ObjectIDHash> seen;
-  std::vector<std::int64_t> excluded;
+  // Rows with unsaved state are dropped from the query's answer here rather than excluded in
+  // its SQL: a batch has thousands of them, and few of their keys ever match.
+  std::unordered_set<std::int64_t> excluded;
   std::vector<std::pair<ManagedObjectContext*, ManagedObject*>> matches;
   for (ManagedObjectContext* c = this; c; c = c->parent_.get()) {
     if (c != this) ancestorLocks.emplace_back(c->mutex_);
     for (ManagedObject* o : c->changeList_) {
-      if (!o->entity_->isKindOf(&entity) || !seen.insert(o->id_).second) continue;
-      if (!o->id_.temporary) excluded.push_back(o->id_.key);
+      if (!o->entity_->isKindOf(&entity)) continue;
+      // The nearest context's state wins; a root context has no other to compare with.
+      if (parent_ && !seen.insert(o->id_).second) continue;
+      if (!o->id_.temporary) excluded.insert(o->id_.key);
       if (o->flags_ & ManagedObject::kDeleted) continue;
       if (wanted.count(o->values_[index])) matches.emplace_back(c, o);
     }
@@ -1208,9 +1212,10 @@ std::unordered_map<Value, ManagedObject*, ValueHash> ManagedObjectContext::objec
   right.list = values;
   request.predicate =
       Predicate::comparison(std::move(left), Predicate::Operator::In, std::move(right));
-  std::vector<ObjectSnapshot> rows = store_->query(request, excluded, false, false);
+  std::vector<ObjectSnapshot> rows = store_->query(request, {}, false, false);
   out.reserve(rows.size() + matches.size());
   for (ObjectSnapshot& row : rows) {
+    if (excluded.count(row.id.key)) continue;
     Value key = row.values[index];  // the file's value matched; the row's values move on
     ManagedObject* object = registerSnapshotLocked(std::move(row), false);
     if (!(object->flags_ & ManagedObject::kDeleted)) out.emplace(std::move(key), object);

@@ -116,6 +116,7 @@ void PersistentStore::openConnection() {
     }
     exec("PRAGMA synchronous=NORMAL");
     exec("PRAGMA foreign_keys=OFF");
+    exec("PRAGMA temp_store=MEMORY");
     exec("SELECT count(*) FROM sqlite_master");
   } catch (const StoreError& e) {
     sqlite3_close_v2(db_);

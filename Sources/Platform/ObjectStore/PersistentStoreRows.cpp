@@ -45,29 +45,32 @@ void bindValue(sqlite3_stmt* stmt, int index, const Value& value) {
 }
 
 Value columnValue(sqlite3_stmt* stmt, int i, AttributeType type) {
-  int kind = sqlite3_column_type(stmt, i);
-  if (kind == SQLITE_NULL) return {};
+  // The column's value is looked up once and read through the value accessors, cheap next to
+  // a statement accessor per call. Such values are not guarded by the connection's mutex,
+  // which this store does without: the connection is used only under the store's own lock.
+  sqlite3_value* column = sqlite3_column_value(stmt, i);
+  if (sqlite3_value_type(column) == SQLITE_NULL) return {};
   switch (type) {
     case AttributeType::Integer16:
     case AttributeType::Integer32:
     case AttributeType::Integer64:
-      return Value(static_cast<std::int64_t>(sqlite3_column_int64(stmt, i)));
+      return Value(static_cast<std::int64_t>(sqlite3_value_int64(column)));
     case AttributeType::Boolean:
-      return Value(sqlite3_column_int64(stmt, i) != 0);
+      return Value(sqlite3_value_int64(column) != 0);
     case AttributeType::Double:
     case AttributeType::Float:
-      return Value(sqlite3_column_double(stmt, i));
+      return Value(sqlite3_value_double(column));
     case AttributeType::Date:
-      return Value(Date(sqlite3_column_double(stmt, i)));
+      return Value(Date(sqlite3_value_double(column)));
     case AttributeType::String: {
-      auto* text = reinterpret_cast<const char*>(sqlite3_column_text(stmt, i));
-      return Value(std::string(text, static_cast<std::size_t>(sqlite3_column_bytes(stmt, i))));
+      auto* text = reinterpret_cast<const char*>(sqlite3_value_text(column));
+      return Value(std::string(text, static_cast<std::size_t>(sqlite3_value_bytes(column))));
     }
     case AttributeType::Binary:
     case AttributeType::Dictionary:
     case AttributeType::List: {
-      auto* bytes = static_cast<const std::uint8_t*>(sqlite3_column_blob(stmt, i));
-      return Value(Blob(bytes, bytes + sqlite3_column_bytes(stmt, i)));
+      auto* bytes = static_cast<const std::uint8_t*>(sqlite3_value_blob(column));
+      return Value(Blob(bytes, bytes + sqlite3_value_bytes(column)));
     }
   }
   return {};
@@ -154,9 +157,21 @@ class SqlResolver final : public PredicateSqlResolver {
 
 void PersistentStore::readRow(sqlite3_stmt* stmt, const TableLayout& layout, bool idsOnly,
                               ObjectSnapshot& out) {
-  const char* entityName = reinterpret_cast<const char*>(sqlite3_column_text(stmt, 1));
-  auto found = entityByName_.find(entityName ? entityName : "");
-  const EntityDescription* entity = found == entityByName_.end() ? layout.root : found->second;
+  const char* text = reinterpret_cast<const char*>(sqlite3_column_text(stmt, 1));
+  const std::string_view entityName(text ? text : "",
+                                    static_cast<std::size_t>(sqlite3_column_bytes(stmt, 1)));
+  // A table holds a handful of entities: comparing their names costs less per row than
+  // building a string to look the name up.
+  const EntityDescription* entity = nullptr;
+  for (const auto& [candidate, candidateLayout] : layout.entities)
+    if (candidate->name() == entityName) {
+      entity = candidate;
+      break;
+    }
+  if (!entity) {
+    auto found = entityByName_.find(std::string(entityName));
+    entity = found == entityByName_.end() ? layout.root : found->second;
+  }
   out.id = ObjectID{entity, sqlite3_column_int64(stmt, 0), false};
   out.values.clear();
   out.toOne.clear();
@@ -299,6 +314,7 @@ void PersistentStore::updateChangedColumns(const ManagedObject& o, std::size_t& 
   // Property bits with a column of their own: attributes and to-one relationships. A column
   // left out of the statement leaves its indexes untouched too.
   std::vector<std::uint16_t> changed;
+  changed.reserve(attributeCount + relationships.size());
   for (std::size_t i = 0; i < attributeCount + relationships.size(); ++i)
     if (o.changed_.test(i) && (i < attributeCount || !relationships[i - attributeCount].toMany))
       changed.push_back(static_cast<std::uint16_t>(i));
