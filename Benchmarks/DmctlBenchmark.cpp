@@ -80,10 +80,9 @@ std::string shapeOfStore(const fs::path& dataDir) {
     try {
       // The products of the latest update (the store also holds the seed it started from).
       shape =
-          bench::storedShape(db, "HandbookItemEntity",
-                             "_entity = 'HandbookPostProductEntity' AND _pk IN (SELECT b FROM "
-                             "_J_HandbookUpdateEntity_postsProduct WHERE a = (SELECT max(_pk) FROM "
-                             "HandbookUpdateEntity))");
+          bench::storedShape(db, "HandbookPostProductEntity",
+                             "_pk IN (SELECT b FROM _J_HandbookUpdateEntity_postsProduct WHERE a = "
+                             "(SELECT max(_pk) FROM HandbookUpdateEntity))");
     } catch (...) {
       sqlite3_close(db);
       throw;

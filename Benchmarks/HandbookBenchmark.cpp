@@ -115,8 +115,7 @@ std::string caloriesCheck(dm::HandbookAdapter& adapter) {
   }
   sqlite3_stmt* sum = nullptr;
   double total = 0;
-  const char* sql =
-      "SELECT total(calories) FROM HandbookItemEntity WHERE _entity = 'HandbookPostProductEntity'";
+  const char* sql = "SELECT total(calories) FROM HandbookPostProductEntity";
   const bool read = sqlite3_prepare_v2(db, sql, -1, &sum, nullptr) == SQLITE_OK &&
                     sqlite3_step(sum) == SQLITE_ROW;
   if (read) total = sqlite3_column_double(sum, 0);

@@ -1,6 +1,7 @@
-// A main store written while the model was one file opens with the model merged from its
-// subsystem files, keeping every record, value and relationship.
+// Stores written under earlier layouts of the models open with today's, keeping every record,
+// value and relationship.
 #include "Platform/Foundation/WorkQueue.h"
+#include "Platform/ObjectStore/PersistentStore.h"
 #include "Profile/UserEntity.h"
 #include "ProfileTestSupport.h"
 
@@ -78,12 +79,62 @@ TEST(ModelSplitMigration, StoreWrittenBeforeTheSplitOpensWithoutLoss) {
   Directories::setShared(nullptr);
 }
 
-// Handbook stores and the seed packs shipped before the handbook model became a directory
-// carry its hash; the merged model keeps it, so they open without a migration.
-TEST(ModelSplitMigration, HandbookModelKeepsItsHash) {
+// Handbook stores written while every handbook kind shared one table (products carrying the
+// columns and indexes of all kinds) open with a table per kind: every row keeps its key, values
+// and relationships, and the base entities still fetch across the kinds.
+TEST(ModelSplitMigration, HandbookStoreOfOneTableOpensWithATablePerKind) {
+  TempDir dir;
+  const auto file = (dir.path() / "Handbook.sqlite").string();
   auto before =
       ManagedObjectModel::fromJson(readFile(fixturePath("Models/HandbookBeforeSplit.json")));
-  EXPECT_EQ(ManagedObjectModel::named("Handbook")->hash(), before->hash());
+  ASSERT_NE(ManagedObjectModel::named("Handbook")->hash(), before->hash());
+  {
+    auto store = PersistentStore::open(before, StoreType::SQLite, file);
+    auto context = ManagedObjectContext::createRoot(store, ConcurrencyType::PrivateQueue, "old");
+    context->performAndWait([&] {
+      auto* category = context->insertNewObject("HandbookCategoryEntity");
+      category->setValueForKey("entityID", Value(1));
+      category->setValueForKey("title", Value("Dairy"));
+      auto* milk = context->insertNewObject("HandbookPostProductEntity");
+      milk->setValueForKey("entityID", Value(10));
+      milk->setValueForKey("categoryID", Value(1));
+      milk->setValueForKey("calories", Value(64.0));
+      auto* cheese = context->insertNewObject("HandbookPostProductEntity");
+      cheese->setValueForKey("entityID", Value(11));
+      cheese->addObjectForKey("handbooksForIngredients", milk);
+      auto* squat = context->insertNewObject("HandbookPostExerciseEntity");
+      squat->setValueForKey("entityID", Value(20));
+      auto* update = context->insertNewObject("HandbookUpdateEntity");
+      update->addObjectForKey("postsProduct", cheese);
+      update->addObjectForKey("postsProduct", milk);
+      update->addObjectForKey("categories", category);
+      context->save();
+    });
+  }
+  auto store =
+      PersistentStore::open(ManagedObjectModel::named("Handbook"), StoreType::SQLite, file);
+  auto context = ManagedObjectContext::createRoot(store, ConcurrencyType::PrivateQueue, "new");
+  context->performAndWait([&] {
+    auto fetch = [&](const char* entity) {
+      FetchRequest request(context->model().entityNamed(entity));
+      request.sortDescriptors.push_back({"entityID", true});
+      return context->executeFetchRequest(request);
+    };
+    auto posts = fetch("HandbookPostEntity");
+    ASSERT_EQ(posts.size(), 3u);
+    EXPECT_EQ(posts[0]->entity().name(), "HandbookPostProductEntity");
+    EXPECT_EQ(posts[0]->valueForKey("calories"), Value(64.0));
+    EXPECT_EQ(posts[2]->entity().name(), "HandbookPostExerciseEntity");
+    EXPECT_EQ(fetch("HandbookItemEntity").size(), 4u);
+    auto ingredients = posts[1]->objectsForKey("handbooksForIngredients");
+    ASSERT_EQ(ingredients.size(), 1u);
+    EXPECT_EQ(ingredients[0], posts[0]);
+    auto updates = fetch("HandbookUpdateEntity");
+    ASSERT_EQ(updates.size(), 1u);
+    EXPECT_EQ(updates[0]->objectsForKey("postsProduct").size(), 2u);
+    ASSERT_EQ(updates[0]->objectsForKey("categories").size(), 1u);
+    EXPECT_EQ(updates[0]->objectsForKey("categories")[0]->valueForKey("title"), Value("Dairy"));
+  });
 }
 
 }  // namespace
