@@ -63,6 +63,10 @@ struct RegisteredCommand {
 };
 std::vector<RegisteredCommand>& registeredCommands();
 
+// The whole file at `path` (a payload, an answer, a model). Throws CommandError (NotFound) when
+// it cannot be read.
+std::string readInputFile(const std::string& path);
+
 // Why a store runs memory-only: "<what> is not in use (<kind>: <detail>)", for messages.
 std::string storeUnavailableReason(const std::string& what,
                                    const std::optional<dm::StoreError>& error);

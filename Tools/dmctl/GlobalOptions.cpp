@@ -1,4 +1,7 @@
 // The options every dmctl command shares, and the messages about stores they share.
+#include <fstream>
+#include <sstream>
+
 #include "DataModel.h"
 #include "Platform/Foundation/DiagnosticEvents.h"
 #include "Platform/Foundation/Directories.h"
@@ -17,6 +20,14 @@ class SilentDiagnosticEvents final : public dm::DiagnosticEvents {
 };
 
 }  // namespace
+
+std::string readInputFile(const std::string& path) {
+  std::ifstream in(path, std::ios::binary);
+  if (!in) throw CommandError("cannot read " + path, ErrorCode::NotFound);
+  std::ostringstream text;
+  text << in.rdbuf();
+  return text.str();
+}
 
 std::string storeUnavailableReason(const std::string& what,
                                    const std::optional<dm::StoreError>& error) {

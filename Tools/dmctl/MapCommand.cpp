@@ -4,10 +4,8 @@
 #include <chrono>
 #include <cmath>
 #include <cstdio>
-#include <fstream>
 #include <optional>
 #include <set>
-#include <sstream>
 
 #include "DataModel.h"
 #include "Mapping/Records/BaseMappableEntity.h"
@@ -42,18 +40,10 @@ struct MapArguments {
   bool print = false;
 };
 
-std::string readText(const std::string& path) {
-  std::ifstream in(path, std::ios::binary);
-  if (!in) throw CommandError("cannot read " + path, ErrorCode::NotFound);
-  std::ostringstream text;
-  text << in.rdbuf();
-  return text.str();
-}
-
 std::shared_ptr<const dm::ManagedObjectModel> loadModel(const std::string& path) {
   if (path.empty()) return dm::ManagedObjectModel::named("Korvalo");
   try {
-    return dm::ManagedObjectModel::fromJson(readText(path));
+    return dm::ManagedObjectModel::fromJson(readInputFile(path));
   } catch (const dm::StoreError& error) {
     throw CommandError("invalid model " + path + ": " + error.what(), libraryCode(error));
   }
@@ -189,7 +179,7 @@ void run(const MapArguments& arguments, const GlobalOptions& options) {
   progress.setPhase("reading");
   auto model = loadModel(arguments.model);
   const auto& cls = entityClass(arguments.className, *model);
-  std::string payload = readText(arguments.file);
+  std::string payload = readInputFile(arguments.file);
 
   auto path = dm::Directories::shared()->documentsDirectory() / "Korvalo.sqlite";
   std::shared_ptr<dm::ManagedObjectContext> context;

@@ -1,8 +1,6 @@
 // `dmctl outbox [list|body N|ack ANSWER.json]`: the requests the device still has to send, in
 // order, one request's body, and the server's acknowledgement mapped back onto the records.
 #include <cstdio>
-#include <fstream>
-#include <sstream>
 
 #include "Platform/Foundation/SettingsStore.h"
 #include "Platform/ObjectStore/ManagedObjectContext.h"
@@ -61,11 +59,7 @@ void body(std::size_t number, const GlobalOptions& options) {
 }
 
 void acknowledge(const std::string& file, const GlobalOptions& options) {
-  std::ifstream in(file, std::ios::binary);
-  if (!in) throw CommandError("cannot read " + file);
-  std::stringstream text;
-  text << in.rdbuf();
-  auto answer = nlohmann::json::parse(text.str(), nullptr, false);
+  auto answer = nlohmann::json::parse(readInputFile(file), nullptr, false);
   if (answer.is_discarded()) throw CommandError(file + " is not valid JSON; nothing was applied");
   auto context = openMainStoreForReading(options);
   dm::OutboxAcknowledgement result;

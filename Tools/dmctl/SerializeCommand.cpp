@@ -1,8 +1,6 @@
 // `dmctl serialize`: builds a transient record from JSON field values and prints the tree that
 // would be sent to the server.
 #include <cstdio>
-#include <fstream>
-#include <sstream>
 
 #include "Mapping/Records/BaseMappableObject.h"
 #include "dmctl/Command.h"
@@ -28,11 +26,8 @@ void run(const SerializeArguments& arguments, const GlobalOptions& options) {
     throw CommandError(arguments.className + " cannot be instantiated",
                        dm::ErrorCode::InvalidInput);
 
-  std::ifstream in(arguments.file, std::ios::binary);
-  if (!in) throw CommandError("cannot read " + arguments.file, ErrorCode::NotFound);
-  std::ostringstream text;
-  text << in.rdbuf();
-  auto fields = nlohmann::json::parse(text.str(), nullptr, /*allow_exceptions=*/false);
+  auto fields =
+      nlohmann::json::parse(readInputFile(arguments.file), nullptr, /*allow_exceptions=*/false);
   if (fields.is_discarded())
     throw CommandError(arguments.file + " is not JSON", dm::ErrorCode::InvalidInput);
   if (!fields.is_object())

@@ -2,9 +2,7 @@
 // server answers the course's own route, mapped onto the stored course: the records become the
 // course's and those the list no longer names are removed, all in one transaction.
 #include <cstdio>
-#include <fstream>
 #include <optional>
-#include <sstream>
 #include <string>
 #include <vector>
 
@@ -27,14 +25,6 @@ struct PrescriptionsArguments {
   std::string kind;  // "pharmacy", "sport-food"; empty: the list the file holds
   bool save = false;
 };
-
-std::string readText(const std::string& path) {
-  std::ifstream in(path, std::ios::binary);
-  if (!in) throw CommandError("cannot read " + path, ErrorCode::NotFound);
-  std::ostringstream text;
-  text << in.rdbuf();
-  return text.str();
-}
 
 const char* kindName(dm::CoursePrescriptionKind kind) {
   return kind == dm::CoursePrescriptionKind::Pharmacy ? "pharmacy" : "sport-food";
@@ -64,7 +54,7 @@ dm::CoursePrescriptionKind kindOf(const std::string& payload,
 }
 
 void run(const PrescriptionsArguments& arguments, const GlobalOptions& options) {
-  const std::string payload = readText(arguments.file);
+  const std::string payload = readInputFile(arguments.file);
   const auto kind = kindOf(payload, arguments);
   std::shared_ptr<dm::ManagedObjectContext> root;
   try {
