@@ -132,7 +132,7 @@ TEST_F(DmctlCommandLineTest, EveryCommandAnswersInJsonWithTheDocumentedFields) {
       {"outbox", {}, 0, {}},
       {"outbox list", {}, 0, {}},
       {"outbox body", {"1"}, 1, {}, "failed"},
-      {"outbox ack", {file("absent.json")}, 1, {}, "failed"},
+      {"outbox ack", {file("absent.json")}, 1, {}, "not_found"},
       {"report", {"--out", file("report")}, 0, {}},
       {"replay", {file("absent-recording")}, 1, {}, "failed"},
   };
