@@ -355,6 +355,11 @@ void PersistentStore::updateChangedColumns(const ManagedObject& o, std::size_t& 
     fail(StoreErrorCode::SaveFailed, "Cannot write " + o.id_.uriRepresentation());
 }
 
+namespace {
+// Rows per multi-row insert of join pairs (two parameters each, far below SQLite's limit).
+constexpr std::size_t kPairsPerInsert = 64;
+}  // namespace
+
 void PersistentStore::writeJoins(const ManagedObject& o, std::size_t& step) {
   const auto& relationships = o.entity_->relationships();
   // A new row has no pairs yet (keys are never handed out twice), so nothing can have left.
@@ -387,6 +392,27 @@ void PersistentStore::writeJoins(const ManagedObject& o, std::size_t& step) {
       hook(step);
       if (sqlite3_step(del) != SQLITE_DONE) fail(StoreErrorCode::SaveFailed, "Cannot write joins");
     }
+    std::size_t first = 0;
+    if (!rel.ordered && members.size() >= kPairsPerInsert) {
+      // Many pairs (an update linking every product it carries) go in statements of many
+      // rows: one statement per pair cost more than the rows themselves.
+      std::string sql = "INSERT OR IGNORE INTO " + quoteName(rel.joinTable) + " (a, b) VALUES ";
+      for (std::size_t i = 0; i < kPairsPerInsert; ++i) sql += i ? ",(?,?)" : "(?,?)";
+      sqlite3_stmt* many = statement(sql);
+      const int mineOffset = rel.joinSourceIsFirst ? 1 : 2;
+      const int theirsOffset = rel.joinSourceIsFirst ? 2 : 1;
+      for (; first + kPairsPerInsert <= members.size(); first += kPairsPerInsert) {
+        StatementReset reset{many};
+        for (std::size_t i = 0; i < kPairsPerInsert; ++i) {
+          const int base = static_cast<int>(2 * i);
+          sqlite3_bind_int64(many, base + mineOffset, o.id_.key);
+          sqlite3_bind_int64(many, base + theirsOffset, members[first + i]->id_.key);
+        }
+        hook(step);
+        if (sqlite3_step(many) != SQLITE_DONE)
+          fail(StoreErrorCode::SaveFailed, "Cannot write joins");
+      }
+    }
     sqlite3_stmt* ins =
         rel.ordered ? statement("INSERT INTO " + quoteName(rel.joinTable) + " (a, b, " +
                                 joinOrderColumn(rel) +
@@ -395,7 +421,8 @@ void PersistentStore::writeJoins(const ManagedObject& o, std::size_t& step) {
                     : statement("INSERT OR IGNORE INTO " + quoteName(rel.joinTable) +
                                 " (a, b) VALUES (?, ?)");
     std::int64_t position = 0;
-    for (const ManagedObject* other : members) {
+    for (std::size_t m = first; m < members.size(); ++m) {
+      const ManagedObject* other = members[m];
       StatementReset reset{ins};
       sqlite3_bind_int64(ins, rel.joinSourceIsFirst ? 1 : 2, o.id_.key);
       sqlite3_bind_int64(ins, rel.joinSourceIsFirst ? 2 : 1, other->id_.key);

@@ -1,4 +1,6 @@
 // Persistence, identity, saving and relationship rules of the object store.
+#include <set>
+
 #include <gtest/gtest.h>
 
 #include "Platform/ObjectStore/ManagedObjectContext.h"
@@ -308,6 +310,49 @@ TEST(ObjectStoreTest, LongToManySetsKeepOrderThroughAddsRemovesAndReopen) {
   auto tags = f.root->executeFetchRequest(all(f.entity("Tag")));
   ASSERT_EQ(tags.size(), 1u);
   EXPECT_EQ(tags[0]->objectsForKey("samples").size(), 50u);
+}
+
+TEST(ObjectStoreTest, ToManyWithoutInverseStoresManyPairsExactly) {
+  // Only the owning side writes these pairs, and enough of them that they go in multi-row
+  // statements with a remainder: every member must come back, and nothing else.
+  TempDir dir;
+  auto model = ManagedObjectModel::fromJson(R"({"name": "Links", "entities": [
+      {"name": "Batch", "relationships": [{"name": "items", "destination": "Item", "toMany": true}]},
+      {"name": "Item", "attributes": [{"name": "n", "type": "integer64"}]}]})");
+  const auto file = (dir.path() / "links.sqlite").string();
+  auto open = [&] {
+    return ManagedObjectContext::createRoot(PersistentStore::open(model, StoreType::SQLite, file),
+                                            ConcurrencyType::MainQueue, "links");
+  };
+  std::vector<ManagedObject*> items;
+  {
+    auto root = open();
+    auto* batch = root->insertNewObject("Batch");
+    for (int i = 0; i < 150; ++i) {
+      items.push_back(root->insertNewObject("Item"));
+      items.back()->setValueForKey("n", i);
+      if (i < 130) batch->addObjectForKey("items", items.back());
+    }
+    root->insertNewObject("Batch")->addObjectForKey("items", items[140]);
+    root->save();
+    for (int i = 0; i < 10; ++i) batch->removeObjectForKey("items", items[i]);
+    for (int i = 130; i < 140; ++i) batch->addObjectForKey("items", items[i]);
+    root->save();
+  }
+  auto root = open();
+  FetchRequest request(root->model().entityNamed("Batch"));
+  std::set<std::int64_t> members;
+  std::size_t pairs = 0;
+  for (auto* batch : root->executeFetchRequest(request)) {
+    for (auto* item : batch->objectsForKey("items")) {
+      members.insert(item->valueForKey("n").asInt64());
+      ++pairs;
+    }
+  }
+  EXPECT_EQ(pairs, 131u);  // 10..139 in the first batch, 140 in the second
+  ASSERT_EQ(members.size(), 131u);
+  EXPECT_EQ(*members.begin(), 10);
+  EXPECT_EQ(*members.rbegin(), 140);
 }
 
 TEST(ObjectStoreTest, ChildPushesRowsTheParentNeverLoaded) {
