@@ -51,6 +51,10 @@ class NotWrittenError : public CommandError {
       : CommandError(message, ErrorCode::NotWritten) {}
 };
 
+// The error for a store that failed to save: "saving failed (<kind>): <detail>; nothing was
+// saved", a NotWrittenError when the command was asked to write, else under the library's code.
+CommandError saveFailure(const dm::StoreError& error, bool writeAsked);
+
 using CommandSetup = void (*)(CLI::App& app, const GlobalOptions& options);
 
 struct CommandRegistration {

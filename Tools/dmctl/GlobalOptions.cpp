@@ -29,6 +29,13 @@ std::string readInputFile(const std::string& path) {
   return text.str();
 }
 
+CommandError saveFailure(const dm::StoreError& error, bool writeAsked) {
+  std::string message = std::string("saving failed (") + dm::storeFailureKindName(error.kind()) +
+                        "): " + error.what() + "; nothing was saved";
+  if (writeAsked) return NotWrittenError(message);
+  return CommandError(message, libraryCode(error));
+}
+
 std::string storeUnavailableReason(const std::string& what,
                                    const std::optional<dm::StoreError>& error) {
   if (!error) return what + " is not in use (it could not be opened)";

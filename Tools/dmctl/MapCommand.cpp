@@ -303,13 +303,7 @@ void run(const MapArguments& arguments, const GlobalOptions& options) {
       failure.emplace(std::string("the payload cannot be mapped: ") + error.what(),
                       libraryCode(error));
     } catch (const dm::StoreError& error) {
-      std::string message = std::string("saving failed (") +
-                            dm::storeFailureKindName(error.kind()) + "): " + error.what() +
-                            "; nothing was saved";
-      if (arguments.save)
-        failure.emplace(NotWrittenError(message));
-      else
-        failure.emplace(message, libraryCode(error));
+      failure.emplace(saveFailure(error, arguments.save));
     }
   });
   progress.finish();

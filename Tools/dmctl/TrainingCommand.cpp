@@ -77,8 +77,7 @@ void saveOrFail(dm::ManagedObjectContext& context) {
   try {
     context.save();
   } catch (const dm::StoreError& error) {
-    throw NotWrittenError(std::string("saving failed (") + dm::storeFailureKindName(error.kind()) +
-                          "): " + error.what() + "; nothing was saved");
+    throw saveFailure(error, true);
   }
 }
 

@@ -78,13 +78,7 @@ void run(const PrescriptionsArguments& arguments, const GlobalOptions& options) 
           std::string("the answer cannot be mapped: ") + error.what() + "; nothing was saved",
           libraryCode(error));
     } catch (const dm::StoreError& error) {
-      std::string message = std::string("saving failed (") +
-                            dm::storeFailureKindName(error.kind()) + "): " + error.what() +
-                            "; nothing was saved";
-      if (arguments.save)
-        failure.emplace(NotWrittenError(message));
-      else
-        failure.emplace(message, libraryCode(error));
+      failure.emplace(saveFailure(error, arguments.save));
     }
   });
   if (failure) throw *failure;
