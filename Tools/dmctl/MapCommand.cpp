@@ -26,6 +26,7 @@
 #include "dmctl/Command.h"
 #include "dmctl/JsonOutput.h"
 #include "dmctl/Progress.h"
+#include "dmctl/SkippedValues.h"
 
 namespace dmctl {
 namespace {
@@ -256,11 +257,6 @@ void run(const MapArguments& arguments, const GlobalOptions& options) {
     }
     progress.update(summary.inserted + summary.updated + summary.unchanged, 0);
   };
-  auto reportSkipped = [&](const std::vector<dm::MappingError::Issue>& issues) {
-    for (const auto& issue : issues)
-      skipped.push_back(
-          {{"keyPath", issue.keyPath}, {"class", issue.className}, {"reason", issue.message}});
-  };
   context->performAndWait([&] {
     try {
       if (arguments.save && !context->parentContext()) {
@@ -279,7 +275,7 @@ void run(const MapArguments& arguments, const GlobalOptions& options) {
                           .map(payload, arguments.keyPath, mapping, observe);
         summary.mapped = result.mapped;
         summary.skipped = result.skippedCount;
-        reportSkipped(result.skipped);
+        appendSkippedValues(skipped, result.skipped);
         return;
       }
       dm::ManagedObjectDestination destination(*context);
@@ -294,7 +290,7 @@ void run(const MapArguments& arguments, const GlobalOptions& options) {
         return;
       }
       observe(dm::ManagedObjectDestination::objects(result.objects));
-      reportSkipped(result.skipped);
+      appendSkippedValues(skipped, result.skipped);
       if (arguments.save) {
         progress.setPhase("saving");
         context->save();
@@ -326,11 +322,7 @@ void run(const MapArguments& arguments, const GlobalOptions& options) {
   if (options.json) return printJson(out);
 
   for (const auto& record : records) printJson(record);
-  if (!options.quiet)
-    for (const auto& issue : skipped)
-      std::fprintf(stderr, "skipped %s (%s): %s\n", issue["keyPath"].get<std::string>().c_str(),
-                   issue["class"].get<std::string>().c_str(),
-                   issue["reason"].get<std::string>().c_str());
+  printSkippedValues(skipped, options);
   std::printf(
       "%s: %zu record(s) mapped: %zu inserted, %zu updated, %zu unchanged, %zu skipped "
       "value(s) in %.2f s%s\n",

@@ -14,6 +14,7 @@
 #include "Training/CoursePrescriptions.h"
 #include "dmctl/Command.h"
 #include "dmctl/JsonOutput.h"
+#include "dmctl/SkippedValues.h"
 #include "dmctl/TrainingCommandGroup.h"
 
 namespace dmctl {
@@ -84,9 +85,7 @@ void run(const PrescriptionsArguments& arguments, const GlobalOptions& options) 
   if (failure) throw *failure;
 
   nlohmann::json skipped = nlohmann::json::array();
-  for (const auto& issue : result.skipped)
-    skipped.push_back(
-        {{"keyPath", issue.keyPath}, {"class", issue.className}, {"reason", issue.message}});
+  appendSkippedValues(skipped, result.skipped);
   if (options.json) {
     nlohmann::json out = {{"course", arguments.courseId},
                           {"kind", kindName(kind)},
@@ -101,11 +100,7 @@ void run(const PrescriptionsArguments& arguments, const GlobalOptions& options) 
     if (!skipped.empty()) out["skippedValues"] = skipped;
     return printJson(out);
   }
-  if (!options.quiet)
-    for (const auto& issue : skipped)
-      std::fprintf(stderr, "skipped %s (%s): %s\n", issue["keyPath"].get<std::string>().c_str(),
-                   issue["class"].get<std::string>().c_str(),
-                   issue["reason"].get<std::string>().c_str());
+  printSkippedValues(skipped, options);
   std::printf(
       "%s list of course %lld: %zu record(s) mapped: %zu inserted, %zu updated, %zu unchanged; "
       "%zu removed; %zu skipped value(s)%s\n",
