@@ -392,6 +392,11 @@ void PersistentStore::writeJoins(const ManagedObject& o, std::size_t& step) {
       hook(step);
       if (sqlite3_step(del) != SQLITE_DONE) fail(StoreErrorCode::SaveFailed, "Cannot write joins");
     }
+    // A pair's two keys from parameter `base` + 1 on, in the table's column order.
+    auto bindPair = [&](sqlite3_stmt* stmt, int base, const ManagedObject* other) {
+      sqlite3_bind_int64(stmt, base + (rel.joinSourceIsFirst ? 1 : 2), o.id_.key);
+      sqlite3_bind_int64(stmt, base + (rel.joinSourceIsFirst ? 2 : 1), other->id_.key);
+    };
     std::size_t first = 0;
     if (!rel.ordered && members.size() >= kPairsPerInsert) {
       // Many pairs (an update linking every product it carries) go in statements of many
@@ -399,15 +404,10 @@ void PersistentStore::writeJoins(const ManagedObject& o, std::size_t& step) {
       std::string sql = "INSERT OR IGNORE INTO " + quoteName(rel.joinTable) + " (a, b) VALUES ";
       for (std::size_t i = 0; i < kPairsPerInsert; ++i) sql += i ? ",(?,?)" : "(?,?)";
       sqlite3_stmt* many = statement(sql);
-      const int mineOffset = rel.joinSourceIsFirst ? 1 : 2;
-      const int theirsOffset = rel.joinSourceIsFirst ? 2 : 1;
       for (; first + kPairsPerInsert <= members.size(); first += kPairsPerInsert) {
         StatementReset reset{many};
-        for (std::size_t i = 0; i < kPairsPerInsert; ++i) {
-          const int base = static_cast<int>(2 * i);
-          sqlite3_bind_int64(many, base + mineOffset, o.id_.key);
-          sqlite3_bind_int64(many, base + theirsOffset, members[first + i]->id_.key);
-        }
+        for (std::size_t i = 0; i < kPairsPerInsert; ++i)
+          bindPair(many, static_cast<int>(2 * i), members[first + i]);
         hook(step);
         if (sqlite3_step(many) != SQLITE_DONE)
           fail(StoreErrorCode::SaveFailed, "Cannot write joins");
@@ -422,10 +422,8 @@ void PersistentStore::writeJoins(const ManagedObject& o, std::size_t& step) {
                                 " (a, b) VALUES (?, ?)");
     std::int64_t position = 0;
     for (std::size_t m = first; m < members.size(); ++m) {
-      const ManagedObject* other = members[m];
       StatementReset reset{ins};
-      sqlite3_bind_int64(ins, rel.joinSourceIsFirst ? 1 : 2, o.id_.key);
-      sqlite3_bind_int64(ins, rel.joinSourceIsFirst ? 2 : 1, other->id_.key);
+      bindPair(ins, 0, members[m]);
       if (rel.ordered) sqlite3_bind_int64(ins, 3, position++);
       hook(step);
       if (sqlite3_step(ins) != SQLITE_DONE) fail(StoreErrorCode::SaveFailed, "Cannot write joins");
