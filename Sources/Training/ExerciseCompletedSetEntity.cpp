@@ -51,21 +51,25 @@ ExerciseCompletedSetDeleteEntity* ExerciseCompletedSetEntity::deleteEntity() {
 
 void ExerciseCompletedSetEntity::primeUpdateEntities(
     ManagedObjectContext& context, const std::vector<ExerciseCompletedSetEntity*>& sets) {
-  std::vector<Value> guids;
+  std::vector<ExerciseCompletedSetEntity*> own;
   for (auto* set : sets)
-    if (set && set->managedObjectContext() == &context) guids.emplace_back(set->guid());
-  if (guids.empty()) return;
+    if (set && set->managedObjectContext() == &context) own.push_back(set);
+  if (own.empty()) return;
   FetchRequest request(context.model().entityNamed(ExerciseCompletedSetUpdateEntity::kEntityName));
   // A screen's page of sets names its guids. A long list (a whole course) reads every pending
   // correction instead: they live only until the server acknowledges them, so they are few,
   // and reading them is cheaper than matching thousands of guids.
-  if (guids.size() <= kGuidListLimit) request.predicate = Predicate::parse("guid IN %@", {guids});
+  if (own.size() <= kGuidListLimit) {
+    std::vector<Value> guids;
+    guids.reserve(own.size());
+    for (auto* set : own) guids.emplace_back(set->guid());
+    request.predicate = Predicate::parse("guid IN %@", {guids});
+  }
   std::unordered_map<std::string, ExerciseCompletedSetUpdateEntity*> updates;
   for (auto* object : context.executeFetchRequest(request))
     if (auto* update = dynamic_cast<ExerciseCompletedSetUpdateEntity*>(object))
       updates.emplace(update->guid(), update);  // the first one wins, as a lookup would
-  for (auto* set : sets) {
-    if (!set || set->managedObjectContext() != &context) continue;
+  for (auto* set : own) {
     auto update = updates.find(set->guid());
     set->primeUpdateEntity(update == updates.end() ? nullptr : update->second);
   }
