@@ -3,13 +3,11 @@
 #include <algorithm>
 #include <cmath>
 #include <cstdio>
-#include <fstream>
-#include <future>
 #include <iterator>
 #include <memory>
+#include <optional>
 #include <sstream>
 #include <string_view>
-#include <system_error>
 #include <utility>
 #include <vector>
 
@@ -24,6 +22,8 @@
 #include "Handbook/Seed/SeedSourceError.h"
 #include "Handbook/Storage/HandbookSeedBuilder.h"
 #include "Mapping/Enumerations/NutritionEnumerations.h"
+#include "Platform/Foundation/Error.h"
+#include "Platform/Foundation/MappedFile.h"
 #include "Platform/Foundation/WorkQueue.h"
 #include "dmctl/Command.h"
 #include "dmctl/CommandTree.h"
@@ -268,55 +268,28 @@ void search(const GlobalOptions& global, const std::string& needle) {
 
 // ---- apply-update ----
 
-// The update's text, read whole: the largest thing the update holds. The file is opened and
-// the beginning of its text checked first, so a missing or malformed file is reported before
-// the store is touched; the rest can then be read while the store opens. The buffer is not
-// cleared before the read fills it (for a large update that alone took a few percent).
-class UpdateText {
- public:
-  explicit UpdateText(const std::string& path)
-      : path_(path), in_(path, std::ios::binary | std::ios::ate) {
-    const std::streamoff size = in_ ? static_cast<std::streamoff>(in_.tellg()) : -1;
-    if (size < 0) throw CommandError("cannot read " + path, ErrorCode::NotFound);
-    size_ = static_cast<std::size_t>(size);
-    bytes_ = std::make_unique_for_overwrite<char[]>(size_);
-    in_.seekg(0);
-    read_ = std::min<std::size_t>(size_, kBeginning);
-    readInto(0, read_);
-    const std::string_view beginning(bytes_.get(), read_);
-    const auto first = beginning.find_first_not_of(" \t\r\n");
-    if (first != std::string_view::npos && beginning[first] == '{') return;
-    readRest();
-    const auto start = view().find_first_not_of(" \t\r\n");
-    if (start != std::string_view::npos && view()[start] == '{') return;
-    if (!nlohmann::json::accept(view()))
-      throw CommandError(path + ": not valid JSON", dm::ErrorCode::InvalidInput);
-    throw CommandError(path +
-                           " is not an update dictionary (a JSON object with \"status\", "
-                           "\"version\" and the changed records)",
-                       dm::ErrorCode::InvalidInput);
+// The update's file, mapped rather than read: the library lets each part of its text go once
+// read, so a large update is never in memory whole. The beginning is checked first, so a
+// missing or malformed file is reported before the store is touched; the system reads the
+// rest ahead while the store opens.
+dm::MappedFile mapUpdateFile(const std::string& path) {
+  std::optional<dm::MappedFile> file;
+  try {
+    file.emplace(path);
+  } catch (const dm::Error& error) {
+    throw CommandError(error.what(), ErrorCode::NotFound);
   }
-
-  void readRest() {
-    readInto(read_, size_ - read_);
-    read_ = size_;
-  }
-  std::string_view view() const { return {bytes_.get(), read_}; }
-
- private:
-  static constexpr std::size_t kBeginning = 4096;
-
-  void readInto(std::size_t offset, std::size_t count) {
-    if (count && !in_.read(bytes_.get() + offset, static_cast<std::streamsize>(count)))
-      throw CommandError("cannot read " + path_);
-  }
-
-  std::string path_;
-  std::ifstream in_;
-  std::unique_ptr<char[]> bytes_;
-  std::size_t size_ = 0;
-  std::size_t read_ = 0;
-};
+  file->prefetch();
+  const std::string_view text = file->text();
+  const auto first = text.find_first_not_of(" \t\r\n");
+  if (first != std::string_view::npos && text[first] == '{') return std::move(*file);
+  if (!nlohmann::json::accept(text))
+    throw CommandError(path + ": not valid JSON", dm::ErrorCode::InvalidInput);
+  throw CommandError(path +
+                         " is not an update dictionary (a JSON object with \"status\", "
+                         "\"version\" and the changed records)",
+                     dm::ErrorCode::InvalidInput);
+}
 
 // Why the library gave no batch for `text`: malformed text is an error, a "not_modified"
 // answer is not. Runs only then, so a good update is parsed once.
@@ -339,17 +312,9 @@ bool isNotModifiedAnswer(std::string_view text, const std::string& path) {
 }
 
 void applyUpdate(const GlobalOptions& global, const std::string& file) {
-  UpdateText updateText(file);
-  // The store opens (restoring the seed into an empty data directory) while the text is read.
-  std::future<void> rest;
-  try {
-    rest = std::async(std::launch::async, [&updateText] { updateText.readRest(); });
-  } catch (const std::system_error&) {
-    updateText.readRest();  // no thread to spare
-  }
+  const dm::MappedFile updateFile = mapUpdateFile(file);
   auto& adapter = openAdapter(global, /*forWrite=*/true);
-  if (rest.valid()) rest.get();
-  const std::string_view payload = updateText.view();
+  const std::string_view payload = updateFile.text();
   Progress progress(global, "apply-update");
   if (progress.enabled())
     adapter.setUpdateProgress(
@@ -358,7 +323,7 @@ void applyUpdate(const GlobalOptions& global, const std::string& file) {
     dm::HandbookAdapter& adapter;
     ~ProgressHookReset() { adapter.setUpdateProgress({}); }
   } resetHook{adapter};
-  dm::HandbookUpdateEntity* batch = adapter.getHandbookUpdateEntityFromPayload(payload);
+  dm::HandbookUpdateEntity* batch = adapter.getHandbookUpdateEntityFromFile(updateFile);
   progress.setPhase("saving");
   const bool notModified = !batch && isNotModifiedAnswer(payload, file);
   nlohmann::json out = {{"applied", batch != nullptr}};

@@ -33,6 +33,7 @@ class HandbookPostSportFoodEntity;
 class HandbookUpdateEntity;
 class DietHandbookRelation;
 class HandbookUpdateSource;
+class MappedFile;
 
 // Threads: every method may be called from any thread. Queries run synchronously on the
 // context for the calling thread (the main context on the main thread, the thread's own
@@ -137,6 +138,10 @@ class HandbookAdapter {
   // that is not JSON gives nullptr and a logged warning and changes nothing; the caller
   // saves. `payload` must stay unchanged until the call returns.
   HandbookUpdateEntity* getHandbookUpdateEntityFromPayload(std::string_view payload);
+  // The same from a response saved to a file and mapped: each part of the text leaves memory
+  // once it has been read, so even a very large update is never held whole. The file must
+  // stay unchanged until the call returns.
+  HandbookUpdateEntity* getHandbookUpdateEntityFromFile(const MappedFile& payload);
   // The same asynchronously: parsed and built on the saving queue, `completion` gets the
   // batch (or nullptr) on the main queue.
   void getHandbookUpdateEntityFromPayload(std::string payload,
@@ -144,7 +149,7 @@ class HandbookAdapter {
   // Records applied between two saves of a large update; 0 counts as 1. Any thread; used
   // from the next update on.
   void setUpdateChunkSize(std::size_t records) { updateChunkSize_ = records; }
-  static constexpr std::size_t kDefaultUpdateChunkSize = 2000;
+  static constexpr std::size_t kDefaultUpdateChunkSize = 500;
   // Told how far an update has got: records applied so far and the update's total, after
   // each window of records (on the saving queue, so it must not touch the saving context).
   // Any thread may set it; used from the next update on; an empty function stops reports.
@@ -164,6 +169,8 @@ class HandbookAdapter {
   void clearCaches();
 
  private:
+  // The synchronous update from text; `file` is the text's mapped file, if it is one.
+  HandbookUpdateEntity* buildFromText(std::string_view text, const MappedFile* file);
   struct CacheEntry {
     std::weak_ptr<ManagedObjectContext> context;
     ObjectID id;

@@ -15,6 +15,8 @@ using json_structure::Scanner;
 // The parser keeps memory for the largest text it has parsed, about ten times its size, so
 // the check window is kept below the windows of elements that the update reads anyway.
 constexpr std::size_t kCheckWindowBytes = 256 << 10;
+// A mapped text is let go behind the scan in steps of this many bytes.
+constexpr std::size_t kReleaseStep = 1 << 20;
 
 }  // namespace
 
@@ -25,6 +27,9 @@ struct HandbookPayloadReader::Parsers {
 
 HandbookPayloadReader::HandbookPayloadReader(std::string_view text)
     : text_(text), parsers_(std::make_unique<Parsers>()) {}
+
+HandbookPayloadReader::HandbookPayloadReader(const MappedFile& file)
+    : text_(file.text()), pages_(&file), parsers_(std::make_unique<Parsers>()) {}
 
 HandbookPayloadReader::~HandbookPayloadReader() = default;
 
@@ -47,6 +52,11 @@ bool HandbookPayloadReader::checkRemaining() {
 
 bool HandbookPayloadReader::scan() {
   Scanner in(text_);
+  if (pages_)
+    in.reportProgress(kReleaseStep, [this, from = std::size_t{0}](std::size_t at) mutable {
+      pages_->release(from, at);
+      from = at;
+    });
   in.skipSpace();
   if (!in.consume('{')) return false;
   in.skipSpace();
@@ -132,6 +142,8 @@ bool HandbookPayloadReader::parse(simdjson::dom::parser& parser, std::string& bu
   buffer.reserve(length + simdjson::SIMDJSON_PADDING);
   buffer.append(prefix);
   buffer.append(text_.substr(span.begin, span.end - span.begin));
+  // Windows are read in order: the copy is all that is needed of this part of the text.
+  if (pages_) pages_->release(span.begin, span.end);
   buffer.append(suffix);
   // The parser reads into the padding: it must hold spaces, not leftovers.
   buffer.append(simdjson::SIMDJSON_PADDING, ' ');

@@ -14,6 +14,7 @@
 #include <simdjson.h>
 
 #include "Handbook/Entities/HandbookDictionaryValues.h"
+#include "Platform/Foundation/MappedFile.h"
 #include "Platform/ObjectMapping/JsonStructure.h"
 
 namespace dm {
@@ -23,6 +24,9 @@ namespace dm {
 class HandbookPayloadReader {
  public:
   explicit HandbookPayloadReader(std::string_view text);
+  // Reads a mapped file's text and lets go of each part once it has been scanned or copied
+  // out for parsing, so the file's pages do not all stay in memory at once.
+  explicit HandbookPayloadReader(const MappedFile& file);
   ~HandbookPayloadReader();
   HandbookPayloadReader(const HandbookPayloadReader&) = delete;
   HandbookPayloadReader& operator=(const HandbookPayloadReader&) = delete;
@@ -79,6 +83,7 @@ class HandbookPayloadReader {
   struct Parsers;
 
   std::string_view text_;
+  const MappedFile* pages_ = nullptr;  // set when text_ is a mapped file's
   std::vector<Member> members_;
   std::unique_ptr<Parsers> parsers_;
   std::string headerBuffer_;

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <memory>
 #include <mutex>
+#include <optional>
 #include <string_view>
 #include <unordered_map>
 #include <unordered_set>
@@ -17,6 +18,7 @@
 #include "Handbook/Entities/IngredientEntity.h"
 #include "Models/HandbookEntities.h"
 #include "Platform/Foundation/Logger.h"
+#include "Platform/Foundation/MappedFile.h"
 #include "Platform/Foundation/NestingLimit.h"
 #include "Platform/ObjectStore/BulkWrite.h"
 
@@ -239,7 +241,10 @@ void relinkIngredients(ManagedObjectContext& context, const EntityDescription& p
 // it, when the fast parser takes the text's structure; else (or once the fast parser refused a
 // value) parsed as a tree. No source when neither parser accepts the text.
 struct PayloadSource {
-  explicit PayloadSource(std::string_view text) : text(text), reader(text) {
+  explicit PayloadSource(std::string_view text) : text(text), reader(text) { start(); }
+  explicit PayloadSource(const MappedFile& file) : text(file.text()), reader(file) { start(); }
+
+  void start() {
     if (reader.locate()) {
       source = std::make_unique<HandbookTextUpdateSource>(reader);
       return;
@@ -414,14 +419,27 @@ void HandbookAdapter::getHandbookUpdateEntityFromRequest(
 
 HandbookUpdateEntity* HandbookAdapter::getHandbookUpdateEntityFromPayload(
     std::string_view payload) {
+  return buildFromText(payload, nullptr);
+}
+
+HandbookUpdateEntity* HandbookAdapter::getHandbookUpdateEntityFromFile(const MappedFile& payload) {
+  return buildFromText(payload.text(), &payload);
+}
+
+HandbookUpdateEntity* HandbookAdapter::buildFromText(std::string_view text,
+                                                     const MappedFile* file) {
   auto store = storage();
   // Located on the calling thread; the values are parsed as the records are built.
-  PayloadSource parsed(payload);
-  if (!parsed.source) return nullptr;
+  std::optional<PayloadSource> parsed;
+  if (file)
+    parsed.emplace(*file);
+  else
+    parsed.emplace(text);
+  if (!parsed->source) return nullptr;
   HandbookUpdateEntity* batch = nullptr;
   store->performOnSavingContextAndWait([&](ManagedObjectContext& context) {
     batch = buildFromPayload(
-        parsed, [&](HandbookUpdateSource& source) { return buildUpdateBatch(context, source); });
+        *parsed, [&](HandbookUpdateSource& source) { return buildUpdateBatch(context, source); });
   });
   return batch;
 }

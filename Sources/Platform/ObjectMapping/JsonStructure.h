@@ -4,7 +4,9 @@
 
 #include <cstddef>
 #include <cstring>
+#include <functional>
 #include <string_view>
+#include <utility>
 #include <vector>
 
 namespace dm::json_structure {
@@ -28,6 +30,13 @@ class Scanner {
       : begin_(text.data()), p_(text.data()), end_(text.data() + text.size()) {}
 
   std::size_t offset() const { return static_cast<std::size_t>(p_ - begin_); }
+  // `reached` is told the offset each time the scan of an array has gone another `step` bytes
+  // further, so a caller can let go of the text behind it.
+  void reportProgress(std::size_t step, std::function<void(std::size_t offset)> reached) {
+    step_ = step;
+    nextReport_ = offset() + step;
+    reached_ = std::move(reached);
+  }
   bool atEnd() const { return p_ == end_; }
   char peek() const { return p_ < end_ ? *p_ : '\0'; }
   void skipSpace() {
@@ -76,6 +85,10 @@ class Scanner {
       if (!skipValue()) return false;
       element.end = offset();
       elements.push_back(element);
+      if (reached_ && element.end >= nextReport_) {
+        reached_(element.end);
+        nextReport_ = element.end + step_;
+      }
       skipSpace();
       if (consume(',')) continue;
       return consume(']');
@@ -104,6 +117,9 @@ class Scanner {
   const char* begin_;
   const char* p_;
   const char* end_;
+  std::size_t step_ = 0;
+  std::size_t nextReport_ = 0;
+  std::function<void(std::size_t)> reached_;
 };
 
 // The elements of the array that is the whole text (`key` empty) or the value of the

@@ -211,10 +211,13 @@ void PersistentStore::forgetReservedKeys() {
   keys_.clear();
 }
 
-void PersistentStore::beginWriteLocked(const void* writer) {
+void PersistentStore::beginWriteLocked(const void* writer, BulkUndo undo) {
   if (bulkOwner_ && writer != bulkOwner_)
     throw StoreError(StoreErrorCode::SaveFailed,
                      "Another context holds a bulk write on this store; save again after it ends");
+  // A savepoint copies every page it changes, before the change, so it can be undone alone:
+  // a chunk of an import would carry megabytes of copies that its failure never uses.
+  if (bulkOwner_ && undo == BulkUndo::WholeBulkWrite) return;
   try {
     exec(bulkOwner_ ? "SAVEPOINT dm_write" : "BEGIN IMMEDIATE");
   } catch (const StoreError& e) {
@@ -222,14 +225,16 @@ void PersistentStore::beginWriteLocked(const void* writer) {
   }
 }
 
-void PersistentStore::commitWriteLocked() {
+void PersistentStore::commitWriteLocked(BulkUndo undo) {
+  if (bulkOwner_ && undo == BulkUndo::WholeBulkWrite) return;
   if (sqlite3_exec(db_, bulkOwner_ ? "RELEASE dm_write" : "COMMIT", nullptr, nullptr, nullptr) !=
       SQLITE_OK)
     fail(StoreErrorCode::SaveFailed, "Cannot commit");
 }
 
-void PersistentStore::rollbackWriteLocked() {
-  // Inside a bulk write only this save's savepoint is undone; the earlier saves stay.
+void PersistentStore::rollbackWriteLocked(BulkUndo undo) {
+  if (bulkOwner_ && undo == BulkUndo::WholeBulkWrite) return;  // the caller undoes it all
+  // Inside a bulk write only this operation's savepoint is undone; the earlier saves stay.
   if (bulkOwner_)
     sqlite3_exec(db_, "ROLLBACK TO dm_write; RELEASE dm_write", nullptr, nullptr, nullptr);
   else

@@ -104,9 +104,11 @@ class PersistentStore {
                                        const std::vector<std::int64_t>& keys);
   // Members of a to-many relationship as stored.
   std::vector<ObjectID> loadToMany(const ObjectID& owner, const RelationshipDescription& rel);
-  // Writes the changes in one transaction (a savepoint of the open bulk write when `writer`
-  // owns it). Throws StoreError: ValidationFailed before anything is written, SaveFailed
-  // after a rollback of this save, or when another writer holds a bulk write.
+  // Writes the changes in one transaction, or into the open bulk write when `writer` owns
+  // it. Throws StoreError: ValidationFailed before anything is written, SaveFailed after a
+  // rollback of this save, or when another writer holds a bulk write. Inside the owner's bulk
+  // write a failed save is not undone on its own: the owner must roll the bulk write back
+  // (one failed chunk undoes the whole import), so no page copy is kept for a savepoint.
   void save(const SaveBatch& changes, const void* writer = nullptr);
   // Bulk writes: one transaction spanning several saves of `owner` (see docs/bulk-writes.md).
   // begin throws StoreError(SaveFailed) when a bulk write is already open or the file is
@@ -193,11 +195,14 @@ class PersistentStore {
   void writeJoins(const ManagedObject& object, std::size_t& step);
   void writeMemberPositions(const ManagedObject& object, const RelationshipDescription& rel,
                             std::size_t& step);
-  // Opens the write of one save: a transaction, or a savepoint inside the owner's bulk
-  // write. Throws StoreError(SaveFailed).
-  void beginWriteLocked(const void* writer);
-  void commitWriteLocked();
-  void rollbackWriteLocked();
+  // How a write inside the owner's bulk write is undone when it fails: by a savepoint of its
+  // own, or by the rollback of the whole bulk write that its caller runs then.
+  enum class BulkUndo { Savepoint, WholeBulkWrite };
+  // Opens the write of one operation: a transaction, or inside the owner's bulk write a
+  // savepoint (or nothing). Throws StoreError(SaveFailed).
+  void beginWriteLocked(const void* writer, BulkUndo undo = BulkUndo::Savepoint);
+  void commitWriteLocked(BulkUndo undo = BulkUndo::Savepoint);
+  void rollbackWriteLocked(BulkUndo undo = BulkUndo::Savepoint);
   void hook(std::size_t& step);
 
   const std::shared_ptr<const ManagedObjectModel> model_;

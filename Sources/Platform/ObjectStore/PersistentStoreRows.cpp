@@ -462,7 +462,9 @@ void PersistentStore::save(const SaveBatch& changes, const void* writer) {
     }
   std::lock_guard lock(mutex_);
   if (changes.empty()) return;
-  beginWriteLocked(writer);
+  // The context rolls its whole bulk write back when one of its saves fails.
+  constexpr BulkUndo undo = BulkUndo::WholeBulkWrite;
+  beginWriteLocked(writer, undo);
   try {
     std::size_t step = 0;
     for (const ObjectID& id : changes.deleted) {
@@ -488,14 +490,14 @@ void PersistentStore::save(const SaveBatch& changes, const void* writer) {
     for (const ManagedObject* o : changes.inserted) writeJoins(*o, step);
     for (const ManagedObject* o : changes.updated) writeJoins(*o, step);
     hook(step);
-    commitWriteLocked();
+    commitWriteLocked(undo);
   } catch (const StoreError& e) {
-    rollbackWriteLocked();
+    rollbackWriteLocked(undo);
     throw StoreError(
         e.code() == StoreErrorCode::FetchFailed ? StoreErrorCode::SaveFailed : e.code(),
         std::string("Save failed, nothing was written: ") + e.what(), e.sqliteCode(), e.kind());
   } catch (const std::exception& e) {
-    rollbackWriteLocked();
+    rollbackWriteLocked(undo);
     throw StoreError(StoreErrorCode::SaveFailed,
                      std::string("Save failed, nothing was written: ") + e.what());
   }
