@@ -251,28 +251,46 @@ void PersistentStore::beginBulkWrite(const void* owner) {
     throw StoreError(StoreErrorCode::SaveFailed, e.what());
   }
   bulkOwner_ = owner;
+  // A bulk write changes far more pages than any cache holds: they go to the log when the
+  // cache spills or at the commit. A smaller cache only spills sooner (no measurable cost on
+  // handbook updates of 50,000 and 200,000 records), and the cache is the largest fixed
+  // part of an import's memory. The connection's own size comes back when the write ends.
+  sqlite3_stmt* stmt = nullptr;
+  if (sqlite3_prepare_v2(db_, "PRAGMA cache_size", -1, &stmt, nullptr) == SQLITE_OK &&
+      sqlite3_step(stmt) == SQLITE_ROW)
+    cacheSizeOutsideBulkWrite_ = sqlite3_column_int(stmt, 0);
+  sqlite3_finalize(stmt);
+  sqlite3_exec(db_, ("PRAGMA cache_size=" + std::to_string(kBulkWriteCacheSize)).c_str(), nullptr,
+               nullptr, nullptr);
+}
+
+void PersistentStore::endBulkWriteLocked() {
+  bulkOwner_ = nullptr;
+  sqlite3_exec(db_, ("PRAGMA cache_size=" + std::to_string(cacheSizeOutsideBulkWrite_)).c_str(),
+               nullptr, nullptr, nullptr);
 }
 
 void PersistentStore::commitBulkWrite(const void* owner) {
   std::lock_guard lock(mutex_);
   if (!bulkOwner_ || bulkOwner_ != owner)
     throw StoreError(StoreErrorCode::SaveFailed, "No bulk write of this context is open");
-  bulkOwner_ = nullptr;
   if (sqlite3_exec(db_, "COMMIT", nullptr, nullptr, nullptr) != SQLITE_OK) {
     std::string message = sqlite3_errmsg(db_);
     int code = sqlite3_extended_errcode(db_);
     sqlite3_exec(db_, "ROLLBACK", nullptr, nullptr, nullptr);
+    endBulkWriteLocked();
     forgetReservedKeys();
     throw StoreError(StoreErrorCode::SaveFailed,
                      "Bulk write failed to commit, nothing was written: " + message, code);
   }
+  endBulkWriteLocked();
 }
 
 void PersistentStore::rollbackBulkWrite(const void* owner) {
   std::lock_guard lock(mutex_);
   if (!bulkOwner_ || bulkOwner_ != owner) return;
-  bulkOwner_ = nullptr;
   sqlite3_exec(db_, "ROLLBACK", nullptr, nullptr, nullptr);
+  endBulkWriteLocked();
   forgetReservedKeys();  // reservations made inside the bulk write are gone with it
 }
 

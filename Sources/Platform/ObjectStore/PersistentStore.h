@@ -201,6 +201,8 @@ class PersistentStore {
   // Opens the write of one operation: a transaction, or inside the owner's bulk write a
   // savepoint (or nothing). Throws StoreError(SaveFailed).
   void beginWriteLocked(const void* writer, BulkUndo undo = BulkUndo::Savepoint);
+  // Closes the open bulk write's state once it has committed or rolled back.
+  void endBulkWriteLocked();
   void commitWriteLocked(BulkUndo undo = BulkUndo::Savepoint);
   void rollbackWriteLocked(BulkUndo undo = BulkUndo::Savepoint);
   void hook(std::size_t& step);
@@ -217,6 +219,9 @@ class PersistentStore {
   std::unordered_map<std::string, const EntityDescription*> entityByName_;
   SaveHook hook_;
   const void* bulkOwner_ = nullptr;  // the context whose bulk write is open
+  // SQLite's cache_size (negative: KiB) while a bulk write is open, and the one before it.
+  static constexpr int kBulkWriteCacheSize = -1024;
+  int cacheSizeOutsideBulkWrite_ = -2000;
   std::vector<std::weak_ptr<ManagedObjectContext>> contexts_;
 };
 
