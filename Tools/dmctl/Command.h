@@ -10,6 +10,7 @@
 
 #include <CLI/CLI.hpp>
 
+#include "Platform/Foundation/MappedFile.h"
 #include "Platform/ObjectStore/StoreError.h"
 #include "dmctl/ErrorCode.h"
 
@@ -70,6 +71,10 @@ std::vector<RegisteredCommand>& registeredCommands();
 // The whole file at `path` (a payload, an answer, a model). Throws CommandError (NotFound) when
 // it cannot be read.
 std::string readInputFile(const std::string& path);
+// The same file mapped instead of read, for payloads too large to copy whole (the library's
+// windowed readers let its pages go as they read). CommandError(NotFound) when it cannot be
+// opened or mapped.
+dm::MappedFile mapInputFile(const std::string& path);
 
 // Why a store runs memory-only: "<what> is not in use (<kind>: <detail>)", for messages.
 std::string storeUnavailableReason(const std::string& what,

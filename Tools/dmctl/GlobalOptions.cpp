@@ -5,6 +5,7 @@
 #include "DataModel.h"
 #include "Platform/Foundation/DiagnosticEvents.h"
 #include "Platform/Foundation/Directories.h"
+#include "Platform/Foundation/Error.h"
 #include "Platform/Foundation/LocaleServices.h"
 #include "UserData/CoreData/ManagedObjectStore.h"
 #include "dmctl/Command.h"
@@ -27,6 +28,14 @@ std::string readInputFile(const std::string& path) {
   std::ostringstream text;
   text << in.rdbuf();
   return text.str();
+}
+
+dm::MappedFile mapInputFile(const std::string& path) {
+  try {
+    return dm::MappedFile(path);
+  } catch (const dm::Error& error) {
+    throw CommandError(error.what(), ErrorCode::NotFound);
+  }
 }
 
 CommandError saveFailure(const dm::StoreError& error, bool writeAsked) {

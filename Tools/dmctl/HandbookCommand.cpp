@@ -5,7 +5,6 @@
 #include <cstdio>
 #include <iterator>
 #include <memory>
-#include <optional>
 #include <sstream>
 #include <string_view>
 #include <utility>
@@ -22,7 +21,6 @@
 #include "Handbook/Seed/SeedSourceError.h"
 #include "Handbook/Storage/HandbookSeedBuilder.h"
 #include "Mapping/Enumerations/NutritionEnumerations.h"
-#include "Platform/Foundation/Error.h"
 #include "Platform/Foundation/MappedFile.h"
 #include "Platform/Foundation/WorkQueue.h"
 #include "dmctl/Command.h"
@@ -273,16 +271,11 @@ void search(const GlobalOptions& global, const std::string& needle) {
 // missing or malformed file is reported before the store is touched; the system reads the
 // rest ahead while the store opens.
 dm::MappedFile mapUpdateFile(const std::string& path) {
-  std::optional<dm::MappedFile> file;
-  try {
-    file.emplace(path);
-  } catch (const dm::Error& error) {
-    throw CommandError(error.what(), ErrorCode::NotFound);
-  }
-  file->prefetch();
-  const std::string_view text = file->text();
+  dm::MappedFile file = mapInputFile(path);
+  file.prefetch();
+  const std::string_view text = file.text();
   const auto first = text.find_first_not_of(" \t\r\n");
-  if (first != std::string_view::npos && text[first] == '{') return std::move(*file);
+  if (first != std::string_view::npos && text[first] == '{') return file;
   if (!nlohmann::json::accept(text))
     throw CommandError(path + ": not valid JSON", dm::ErrorCode::InvalidInput);
   throw CommandError(path +

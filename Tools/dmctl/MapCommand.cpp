@@ -142,7 +142,7 @@ std::string suggestedKeyPath(const nlohmann::json& value, const std::set<std::st
 // Why a mapping that produced `mapped` top-level records mapped nothing, or empty when it
 // did map something. A single object none of whose keys the mapping reads (a wrapped
 // payload mapped at the wrong key path) counts as nothing: it would make an empty record.
-std::string nothingMappedReason(const std::string& payload, const MapArguments& arguments,
+std::string nothingMappedReason(std::string_view payload, const MapArguments& arguments,
                                 const dm::ObjectMapping& mapping, std::size_t mapped) {
   if (mapped > 1) return {};
   auto tree = nlohmann::json::parse(payload, nullptr, /*allow_exceptions=*/false);
@@ -180,7 +180,8 @@ void run(const MapArguments& arguments, const GlobalOptions& options) {
   progress.setPhase("reading");
   auto model = loadModel(arguments.model);
   const auto& cls = entityClass(arguments.className, *model);
-  std::string payload = readInputFile(arguments.file);
+  const dm::MappedFile payloadFile = mapInputFile(arguments.file);
+  const std::string_view payload = payloadFile.text();
 
   auto path = dm::Directories::shared()->documentsDirectory() / "Korvalo.sqlite";
   std::shared_ptr<dm::ManagedObjectContext> context;
@@ -272,7 +273,7 @@ void run(const MapArguments& arguments, const GlobalOptions& options) {
         };
         progress.setPhase("mapping and saving");
         auto result = dm::WindowedMapping(*context, windowed)
-                          .map(payload, arguments.keyPath, mapping, observe);
+                          .map(payloadFile, arguments.keyPath, mapping, observe);
         summary.mapped = result.mapped;
         summary.skipped = result.skippedCount;
         appendSkippedValues(skipped, result.skipped);
@@ -280,7 +281,7 @@ void run(const MapArguments& arguments, const GlobalOptions& options) {
       }
       dm::ManagedObjectDestination destination(*context);
       dm::MappingOperation operation(destination);
-      auto result = operation.map(std::string_view(payload), arguments.keyPath, mapping);
+      auto result = operation.map(payload, arguments.keyPath, mapping);
       summary.mapped = result.objects.size();
       summary.skipped = result.skippedCount;
       if (auto reason = nothingMappedReason(payload, arguments, *mapping, summary.mapped);

@@ -15,8 +15,6 @@ using json_structure::Scanner;
 // The parser keeps memory for the largest text it has parsed, about ten times its size, so
 // the check window is kept below the windows of elements that the update reads anyway.
 constexpr std::size_t kCheckWindowBytes = 256 << 10;
-// A mapped text is let go behind the scan in steps of this many bytes.
-constexpr std::size_t kReleaseStep = 1 << 20;
 
 }  // namespace
 
@@ -53,10 +51,7 @@ bool HandbookPayloadReader::checkRemaining() {
 bool HandbookPayloadReader::scan() {
   Scanner in(text_);
   if (pages_)
-    in.reportProgress(kReleaseStep, [this, from = std::size_t{0}](std::size_t at) mutable {
-      pages_->release(from, at);
-      from = at;
-    });
+    in.reportScanned([this](std::size_t from, std::size_t to) { pages_->release(from, to); });
   in.skipSpace();
   if (!in.consume('{')) return false;
   in.skipSpace();

@@ -3,9 +3,11 @@
 
 namespace dm::json_structure {
 
-bool locateArrayElements(std::string_view text, std::string_view key, std::vector<Span>& elements) {
+bool locateArrayElements(std::string_view text, std::string_view key, std::vector<Span>& elements,
+                         const ScannedText& scanned) {
   elements.clear();
   Scanner in(text);
+  if (scanned) in.reportScanned(scanned);
   in.skipSpace();
   if (key.empty()) {
     if (in.peek() != '[' || !in.skipArray(elements)) return false;

@@ -21,6 +21,10 @@ inline bool isSpace(char c) {
   return c == ' ' || c == '\t' || c == '\n' || c == '\r';
 }
 
+// Told of stretches [from, to) of text a scan has gone past; see Scanner::reportScanned.
+using ScannedText = std::function<void(std::size_t from, std::size_t to)>;
+inline constexpr std::size_t kScanStep = std::size_t{1} << 20;
+
 // Walks the structure of the text without reading values: strings are skipped quote to
 // quote, nested values by bracket depth. Whatever is skipped here is checked by the parser
 // that later reads it.
@@ -30,12 +34,11 @@ class Scanner {
       : begin_(text.data()), p_(text.data()), end_(text.data() + text.size()) {}
 
   std::size_t offset() const { return static_cast<std::size_t>(p_ - begin_); }
-  // `reached` is told the offset each time the scan of an array has gone another `step` bytes
-  // further, so a caller can let go of the text behind it.
-  void reportProgress(std::size_t step, std::function<void(std::size_t offset)> reached) {
-    step_ = step;
-    nextReport_ = offset() + step;
-    reached_ = std::move(reached);
+  // `scanned` is told each stretch [from, to) of text the scan of an array has passed, in
+  // steps of about kScanStep bytes, so a caller can let go of the text behind it.
+  void reportScanned(ScannedText scanned) {
+    scanned_ = std::move(scanned);
+    reported_ = offset();
   }
   bool atEnd() const { return p_ == end_; }
   char peek() const { return p_ < end_ ? *p_ : '\0'; }
@@ -85,9 +88,9 @@ class Scanner {
       if (!skipValue()) return false;
       element.end = offset();
       elements.push_back(element);
-      if (reached_ && element.end >= nextReport_) {
-        reached_(element.end);
-        nextReport_ = element.end + step_;
+      if (scanned_ && element.end - reported_ >= kScanStep) {
+        scanned_(reported_, element.end);
+        reported_ = element.end;
       }
       skipSpace();
       if (consume(',')) continue;
@@ -117,15 +120,16 @@ class Scanner {
   const char* begin_;
   const char* p_;
   const char* end_;
-  std::size_t step_ = 0;
-  std::size_t nextReport_ = 0;
-  std::function<void(std::size_t)> reached_;
+  ScannedText scanned_;
+  std::size_t reported_ = 0;  // text before this offset was reported scanned
 };
 
 // The elements of the array that is the whole text (`key` empty) or the value of the
 // top-level member `key` (the first of repeated keys, as the mapping reads text). False when the
 // text has no such array or its structure is broken, and when a top-level key is written with
 // escapes (it might spell `key`). The values themselves are not checked.
-bool locateArrayElements(std::string_view text, std::string_view key, std::vector<Span>& elements);
+// `scanned`, when given, hears of the text the scan has gone past (see Scanner::reportScanned).
+bool locateArrayElements(std::string_view text, std::string_view key, std::vector<Span>& elements,
+                         const ScannedText& scanned = {});
 
 }  // namespace dm::json_structure

@@ -35,9 +35,24 @@ WindowedMapping::WindowedMapping(ManagedObjectContext& context, WindowedMappingO
 WindowedMappingResult WindowedMapping::map(std::string_view jsonText, std::string_view keyPath,
                                            const std::shared_ptr<const ObjectMapping>& mapping,
                                            const WindowObserver& observer) {
+  return mapText(jsonText, nullptr, keyPath, mapping, observer);
+}
+
+WindowedMappingResult WindowedMapping::map(const MappedFile& file, std::string_view keyPath,
+                                           const std::shared_ptr<const ObjectMapping>& mapping,
+                                           const WindowObserver& observer) {
+  return mapText(file.text(), &file, keyPath, mapping, observer);
+}
+
+WindowedMappingResult WindowedMapping::mapText(std::string_view jsonText, const MappedFile* pages,
+                                               std::string_view keyPath,
+                                               const std::shared_ptr<const ObjectMapping>& mapping,
+                                               const WindowObserver& observer) {
   std::vector<Span> elements;
+  json_structure::ScannedText letGo;
+  if (pages) letGo = [pages](std::size_t from, std::size_t to) { pages->release(from, to); };
   const bool windowed = keyPath.find('.') == std::string_view::npos &&
-                        json_structure::locateArrayElements(jsonText, keyPath, elements) &&
+                        json_structure::locateArrayElements(jsonText, keyPath, elements, letGo) &&
                         !elements.empty();
   // A window reads as a payload of its own: the same key path over a run of the elements.
   const std::string prefix = keyPath.empty() ? "[" : "{\"" + std::string(keyPath) + "\":[";
@@ -67,6 +82,7 @@ WindowedMappingResult WindowedMapping::map(std::string_view jsonText, std::strin
         window.append(prefix)
             .append(jsonText.substr(span.begin, span.end - span.begin))
             .append(suffix);
+        if (pages) pages->release(span.begin, span.end);  // windows are read in order
         mapped = operation.map(window, keyPath, mapping);
       } else {
         mapped = operation.map(jsonText, keyPath, mapping);

@@ -9,6 +9,7 @@
 #include <string_view>
 #include <vector>
 
+#include "Platform/Foundation/MappedFile.h"
 #include "Platform/ObjectMapping/MappingError.h"
 #include "Platform/ObjectMapping/MappingOperation.h"
 #include "Platform/ObjectMapping/ObjectMapping.h"
@@ -71,8 +72,18 @@ class WindowedMapping {
   WindowedMappingResult map(std::string_view jsonText, std::string_view keyPath,
                             const std::shared_ptr<const ObjectMapping>& mapping,
                             const WindowObserver& observer = {});
+  // The same over a mapped file's text, letting each part of it go once it has been located
+  // or copied into a window: the file is never in memory whole.
+  WindowedMappingResult map(const MappedFile& file, std::string_view keyPath,
+                            const std::shared_ptr<const ObjectMapping>& mapping,
+                            const WindowObserver& observer = {});
 
  private:
+  WindowedMappingResult mapText(std::string_view jsonText, const MappedFile* pages,
+                                std::string_view keyPath,
+                                const std::shared_ptr<const ObjectMapping>& mapping,
+                                const WindowObserver& observer);
+
   ManagedObjectContext& context_;
   WindowedMappingOptions options_;
 };

@@ -2,6 +2,7 @@
 // leave the store as it was, key paths name the place in the whole payload.
 #include <gtest/gtest.h>
 
+#include "Platform/Foundation/MappedFile.h"
 #include "Platform/ObjectMapping/JsonStructure.h"
 #include "Platform/ObjectMapping/WindowedMapping.h"
 #include "Platform/ObjectStore/PersistentStore.h"
@@ -84,6 +85,19 @@ TEST_F(WindowedMappingTest, WindowsStoreWhatOneOperationWould) {
   result = map(R"({"exercises":{"id":3,"name":"Single"}})", "exercises", exercise);
   EXPECT_EQ(result.windows, 1u);
   EXPECT_EQ(all("Exercise")[2]->valueForKey("name"), Value("Single"));
+
+  // From a mapped file whose pages are let go as its windows are copied out: the same.
+  test::writeFile(dir / "exercises.json", exercises(3000));
+  const MappedFile file(dir / "exercises.json");
+  WindowedMappingOptions small;
+  small.windowBytes = 8192;
+  result = WindowedMapping(*context, small).map(file, "exercises", exercise);
+  EXPECT_GT(result.windows, 10u);
+  EXPECT_EQ(result.mapped, 3000u);
+  stored = all("Exercise");
+  ASSERT_EQ(stored.size(), 3000u);
+  for (int i : {0, 2, 1500, 2999})
+    EXPECT_EQ(stored[i]->valueForKey("name"), Value("E \"[" + std::to_string(i + 1) + "]\" {"));
 }
 
 TEST_F(WindowedMappingTest, FailureInALaterWindowLeavesTheStoreAsItWas) {
