@@ -124,6 +124,12 @@ class BatchApplier {
     std::vector<Node> elements;
     std::vector<std::pair<std::int64_t, Node>> valid;
     std::vector<Value> ids;
+    handbook_dict::Dictionary fields{Node()};  // the element being filled from
+    // Sized once for the whole array: growing a table of every record's identifier rehashes
+    // all of it again and again.
+    listed.reserve(count);
+    applied.items.reserve(count);
+    if (isProduct) ingredients_.reserve(ingredients_.size() + count);
     liveFrom_ = 0;
     // Elements are parsed a few hundred at a time: a parsed window costs about ten times its
     // text, so parsing a whole chunk at once would cost more than its records.
@@ -157,7 +163,8 @@ class BatchApplier {
               ingredients_.push_back(
                   {!inserted && !item->valueAt(kIngredientsDataIndex).isNull(), false});
           }
-          item->fillFrom(handbook_dict::Dictionary(element));
+          fields.reset(element);
+          item->fillFrom(fields);
           if (isProduct)
             ingredients_[at->second].has = item->valueAt(kIngredientsDataIndex).isBlob();
         }

@@ -161,7 +161,15 @@ std::size_t slotOf(std::string_view key) {
 
 }  // namespace
 
-Dictionary::Dictionary(const Node& node) : node_(node) {
+Dictionary::Dictionary(const Node& node) {
+  reset(node);
+}
+
+void Dictionary::reset(const Node& node) {
+  node_ = node;
+  if (hashed_) slots_.fill(0);
+  hashed_ = false;
+  members_.clear();
   if (!node.isObject() || node.tree_) return;
   simdjson::dom::object object = node.element_.get_object().value_unsafe();
   members_.reserve(object.size());

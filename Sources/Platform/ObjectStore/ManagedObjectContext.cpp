@@ -353,8 +353,19 @@ ManagedObject* ManagedObjectContext::registerSnapshotLocked(ObjectSnapshot&& sna
 }
 
 ManagedObject* ManagedObjectContext::registeredOrFaultLocked(const ObjectID& id) {
-  if (auto it = objects_.find(id); it != objects_.end()) return it->second.get();
-  ManagedObject* object = createObject(*id.entity, id);
+  // One probe of the object table for both the lookup and the registration.
+  auto [it, isNew] = objects_.try_emplace(id);
+  if (!isNew) return it->second.get();
+  try {
+    it->second = ManagedObjectClasses::create(id.entity->className());
+  } catch (...) {
+    objects_.erase(it);
+    throw;
+  }
+  ManagedObject* object = it->second.get();
+  object->context_ = this;
+  object->entity_ = id.entity;
+  object->id_ = id;
   object->flags_ = ManagedObject::kFault;
   return object;
 }
@@ -1181,7 +1192,23 @@ std::unordered_map<Value, ManagedObject*, ValueHash> ManagedObjectContext::objec
   std::unordered_map<Value, ManagedObject*, ValueHash> out;
   if (values.empty()) return out;
   const std::size_t index = attr->index;
-  std::unordered_set<Value, ValueHash> wanted(values.begin(), values.end());
+  // The wanted values by hash, sorted: one allocation for the whole list (a hash set costs
+  // one per value, and a batch asks for hundreds of values a call).
+  const ValueHash hash;
+  std::vector<std::pair<std::size_t, const Value*>> wanted;
+  wanted.reserve(values.size());
+  for (const Value& v : values) wanted.emplace_back(hash(v), &v);
+  std::sort(wanted.begin(), wanted.end(),
+            [](const auto& a, const auto& b) { return a.first < b.first; });
+  auto isWanted = [&](const Value& v) {
+    const std::size_t h = hash(v);
+    auto it =
+        std::lower_bound(wanted.begin(), wanted.end(), h,
+                         [](const auto& entry, std::size_t key) { return entry.first < key; });
+    for (; it != wanted.end() && it->first == h; ++it)
+      if (*it->second == v) return true;
+    return false;
+  };
 
   Lock lock(mutex_);
   // Unsaved state first (nearest context wins), then the rows nobody overrides, in one
@@ -1200,7 +1227,7 @@ std::unordered_map<Value, ManagedObject*, ValueHash> ManagedObjectContext::objec
       if (parent_ && !seen.insert(o->id_).second) continue;
       if (!o->id_.temporary) excluded.insert(o->id_.key);
       if (o->flags_ & ManagedObject::kDeleted) continue;
-      if (wanted.count(o->values_[index])) matches.emplace_back(c, o);
+      if (isWanted(o->values_[index])) matches.emplace_back(c, o);
     }
   }
   FetchRequest request(&entity);
