@@ -99,6 +99,8 @@ class BatchApplier {
     // An update of one chunk is never saved here: it is all left to the caller's save.
     releases_ = remaining_ > chunkSize_;
     total_ = remaining_;
+    // Every record stays registered (released ones as faults) until the batch is done.
+    context_.reserveObjects(total_);
     if (progress_) progress_(0, total_);
     std::vector<AppliedKind> applied;
     applied.reserve(pending.size());

@@ -1255,6 +1255,12 @@ std::unordered_map<Value, ManagedObject*, ValueHash> ManagedObjectContext::objec
   return out;
 }
 
+void ManagedObjectContext::reserveObjects(std::size_t count) {
+  checkQueue("reserveObjects");
+  Lock lock(mutex_);
+  objects_.reserve(objects_.size() + count);
+}
+
 std::size_t ManagedObjectContext::batchDeleteExcept(const EntityDescription& entity,
                                                     std::string_view attribute,
                                                     const std::vector<Value>& keptValues) {
