@@ -126,5 +126,6 @@ Value keyedArchive(const Dictionary& dict, std::string_view key, bool wantObject
 Value jsonList(const Dictionary& dict, std::string_view key);
 // The element's "id" when the element is a dictionary and its "id" a non-negative integer.
 std::optional<std::int64_t> identifier(const Node& element);
+std::optional<std::int64_t> identifier(const Dictionary& element);
 
 }  // namespace dm::handbook_dict
