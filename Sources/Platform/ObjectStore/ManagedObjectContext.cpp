@@ -1243,6 +1243,7 @@ std::unordered_map<Value, ManagedObject*, ValueHash> ManagedObjectContext::objec
   // Rows with unsaved state are dropped from the query's answer here rather than excluded in
   // its SQL: a batch has thousands of them, and few of their keys ever match.
   std::unordered_set<std::int64_t> excluded;
+  excluded.reserve(changeList_.size());
   std::vector<std::pair<ManagedObjectContext*, ManagedObject*>> matches;
   for (ManagedObjectContext* c = this; c; c = c->parent_.get()) {
     if (c != this) ancestorLocks.emplace_back(c->mutex_);
