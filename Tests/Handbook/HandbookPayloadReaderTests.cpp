@@ -155,5 +155,50 @@ TEST(HandbookPayloadReaderTest, DictionariesFindEveryMemberAndTheLastOfRepeatedK
   }
 }
 
+TEST(HandbookPayloadReaderTest, AReusedDictionaryReadsOnlyItsCurrentRecord) {
+  // A batch reads every record through one dictionary: nothing of a record read before (its
+  // members, hashed or scanned) may answer for the next.
+  std::string wide = R"({"id":2)";
+  for (int i = 0; i < 120; ++i) wide += ",\"k" + std::to_string(i) + "\":" + std::to_string(i);
+  wide += "}";
+  std::string text = R"({"post_products":[{"id":1,"title":"one","fats":3},{"id":5},)" + wide +
+                     R"(,{"title":"three"},7,{"id":4}]})";
+  HandbookPayloadReader reader(text);
+  ASSERT_TRUE(reader.open());
+  std::vector<handbook_dict::Node> window;
+  ASSERT_TRUE(reader.elements("post_products", 0, 6, window));
+  using Kind = handbook_dict::Node::Kind;
+  handbook_dict::Dictionary dict{handbook_dict::Node()};
+  EXPECT_FALSE(dict.isObject());
+
+  dict.reset(window[0]);
+  EXPECT_EQ(dict.find("title").string(), "one");
+  EXPECT_EQ(dict.find("fats").integer(), 3);
+
+  dict.reset(window[1]);
+  EXPECT_EQ(dict.find("id").integer(), 5);
+  EXPECT_EQ(dict.find("title").kind(), Kind::Absent);
+  EXPECT_EQ(dict.find("fats").kind(), Kind::Absent);
+
+  dict.reset(window[2]);  // too many members to hash
+  EXPECT_EQ(dict.find("id").integer(), 2);
+  EXPECT_EQ(dict.find("k119").integer(), 119);
+  EXPECT_EQ(dict.find("title").kind(), Kind::Absent);
+  EXPECT_EQ(dict.find("fats").kind(), Kind::Absent);
+
+  dict.reset(window[3]);
+  EXPECT_EQ(dict.find("title").string(), "three");
+  EXPECT_EQ(dict.find("id").kind(), Kind::Absent);
+  EXPECT_EQ(dict.find("k5").kind(), Kind::Absent);
+
+  dict.reset(window[4]);  // not a dictionary: reads as an empty one
+  EXPECT_FALSE(dict.isObject());
+  EXPECT_EQ(dict.find("title").kind(), Kind::Absent);
+
+  dict.reset(window[5]);
+  EXPECT_EQ(dict.find("id").integer(), 4);
+  EXPECT_EQ(dict.find("title").kind(), Kind::Absent);
+}
+
 }  // namespace
 }  // namespace dm

@@ -101,6 +101,8 @@ class BatchApplier {
     // An update of one chunk is never saved here: it is all left to the caller's save.
     releases_ = remaining_ > chunkSize_;
     total_ = remaining_;
+    // Every record stays registered (released ones as faults) until the batch is done.
+    context_.reserveObjects(total_);
     if (progress_) progress_(0, total_);
     std::vector<AppliedKind> applied;
     applied.reserve(pending.size());
@@ -124,8 +126,16 @@ class BatchApplier {
     const bool isProduct = applied.kind->relationship == U::kPostsProductRelationship;
     std::unordered_map<std::int64_t, std::size_t> listed;  // id -> index in applied.items
     std::vector<Node> elements;
-    std::vector<std::pair<std::int64_t, Node>> valid;
+    std::vector<std::pair<std::int64_t, std::size_t>> valid;  // id, index in the window
     std::vector<Value> ids;
+    // The window's elements as dictionaries, kept from window to window: their member lists
+    // are read once per element (for its id and its fields) and their storage is reused.
+    std::vector<handbook_dict::Dictionary> fields;
+    // Sized once for the whole array: growing a table of every record's identifier rehashes
+    // all of it again and again.
+    listed.reserve(count);
+    applied.items.reserve(count);
+    if (isProduct) ingredients_.reserve(ingredients_.size() + count);
     liveFrom_ = 0;
     // Elements are parsed a few hundred at a time: a parsed window costs about ten times its
     // text, so parsing a whole chunk at once would cost more than its records.
@@ -136,32 +146,35 @@ class BatchApplier {
       source_.elements(applied.kind->key, first, n, elements);
       valid.clear();
       ids.clear();
-      for (const Node& element : elements)
-        if (auto id = handbook_dict::identifier(element)) {
-          valid.emplace_back(*id, element);
+      if (fields.size() < elements.size()) fields.resize(elements.size(), Node());
+      for (std::size_t i = 0; i < elements.size(); ++i) {
+        fields[i].reset(elements[i]);
+        if (auto id = handbook_dict::identifier(fields[i])) {
+          valid.emplace_back(*id, i);
           ids.emplace_back(*id);
         }
+      }
       auto existing = context_.objectsByAttribute(*applied.entity, "entityID", ids);
       // Held across the window: each of the many value sets below takes this (recursive)
       // lock again, which then costs a count instead of an atomic operation.
       {
         std::lock_guard windowLock(context_.stateMutex());
-        for (const auto& [id, element] : valid) {
+        for (const auto& [id, at] : valid) {
           ManagedObject*& slot = existing[Value(id)];
           const bool inserted = !slot;
           if (inserted) slot = context_.insertNewObject(*applied.entity);
           auto* item = dynamic_cast<HandbookItemEntity*>(slot);
           if (!item) continue;
-          auto [at, isNew] = listed.emplace(id, applied.items.size());
+          auto [entry, isNew] = listed.emplace(id, applied.items.size());
           if (isNew) {
             applied.items.push_back({id, item});
             if (isProduct)
               ingredients_.push_back(
                   {!inserted && !item->valueAt(kIngredientsDataIndex).isNull(), false});
           }
-          item->fillFrom(handbook_dict::Dictionary(element));
+          item->fillFrom(fields[at]);
           if (isProduct)
-            ingredients_[at->second].has = item->valueAt(kIngredientsDataIndex).isBlob();
+            ingredients_[entry->second].has = item->valueAt(kIngredientsDataIndex).isBlob();
         }
       }
       remaining_ -= n;

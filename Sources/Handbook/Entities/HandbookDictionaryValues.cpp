@@ -161,7 +161,15 @@ std::size_t slotOf(std::string_view key) {
 
 }  // namespace
 
-Dictionary::Dictionary(const Node& node) : node_(node) {
+Dictionary::Dictionary(const Node& node) {
+  reset(node);
+}
+
+void Dictionary::reset(const Node& node) {
+  node_ = node;
+  if (hashed_) slots_.fill(0);
+  hashed_ = false;
+  members_.clear();
   if (!node.isObject() || node.tree_) return;
   simdjson::dom::object object = node.element_.get_object().value_unsafe();
   members_.reserve(object.size());
@@ -272,15 +280,27 @@ Value jsonList(const Dictionary& dict, std::string_view key) {
   }
 }
 
-std::optional<std::int64_t> identifier(const Node& element) {
-  if (!element.isObject()) return std::nullopt;
-  Node id = element.find("id");
+namespace {
+
+std::optional<std::int64_t> nonNegativeInteger(const Node& id) {
   if (id.kind() == Node::Kind::Unsigned) {
     if (id.unsignedInteger() > static_cast<std::uint64_t>(INT64_MAX)) return std::nullopt;
     return static_cast<std::int64_t>(id.unsignedInteger());
   }
   if (id.kind() == Node::Kind::Integer && id.integer() >= 0) return id.integer();
   return std::nullopt;  // negative, fractional or not a number
+}
+
+}  // namespace
+
+std::optional<std::int64_t> identifier(const Node& element) {
+  if (!element.isObject()) return std::nullopt;
+  return nonNegativeInteger(element.find("id"));
+}
+
+std::optional<std::int64_t> identifier(const Dictionary& element) {
+  if (!element.isObject()) return std::nullopt;
+  return nonNegativeInteger(element.find("id"));
 }
 
 }  // namespace dm::handbook_dict

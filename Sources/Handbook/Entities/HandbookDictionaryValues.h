@@ -85,6 +85,10 @@ class Dictionary {
   Dictionary(const nlohmann::json& tree) : Dictionary(Node(tree)) {}  // NOLINT: implicit
   Dictionary(const Node& node);                                       // NOLINT: implicit
 
+  // Reads another node, keeping the member list's storage: one dictionary can serve a run
+  // of records without an allocation per record.
+  void reset(const Node& node);
+
   bool isObject() const { return node_.isObject(); }
   const Node& node() const { return node_; }
   // The member under `key` (the last one when repeated); absent when none.
@@ -122,5 +126,6 @@ Value keyedArchive(const Dictionary& dict, std::string_view key, bool wantObject
 Value jsonList(const Dictionary& dict, std::string_view key);
 // The element's "id" when the element is a dictionary and its "id" a non-negative integer.
 std::optional<std::int64_t> identifier(const Node& element);
+std::optional<std::int64_t> identifier(const Dictionary& element);
 
 }  // namespace dm::handbook_dict

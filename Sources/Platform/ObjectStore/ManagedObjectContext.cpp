@@ -7,6 +7,8 @@
 #include <cstdio>
 #include <cstdlib>
 #include <exception>
+#include <limits>
+#include <optional>
 #include <sstream>
 #include <stdexcept>
 #include <thread>
@@ -353,8 +355,19 @@ ManagedObject* ManagedObjectContext::registerSnapshotLocked(ObjectSnapshot&& sna
 }
 
 ManagedObject* ManagedObjectContext::registeredOrFaultLocked(const ObjectID& id) {
-  if (auto it = objects_.find(id); it != objects_.end()) return it->second.get();
-  ManagedObject* object = createObject(*id.entity, id);
+  // One probe of the object table for both the lookup and the registration.
+  auto [it, isNew] = objects_.try_emplace(id);
+  if (!isNew) return it->second.get();
+  try {
+    it->second = ManagedObjectClasses::create(id.entity->className());
+  } catch (...) {
+    objects_.erase(it);
+    throw;
+  }
+  ManagedObject* object = it->second.get();
+  object->context_ = this;
+  object->entity_ = id.entity;
+  object->id_ = id;
   object->flags_ = ManagedObject::kFault;
   return object;
 }
@@ -1169,6 +1182,29 @@ std::vector<ManagedObject*> ManagedObjectContext::fetchLocked(const FetchRequest
   return results;
 }
 
+namespace {
+
+// The smallest and largest of many integer values that fill most of the span between them;
+// none for other lists.
+std::optional<std::pair<std::int64_t, std::int64_t>> denseIntegerRange(
+    const std::vector<Value>& values) {
+  constexpr std::size_t kShortestRange = 16;  // below this, a seek per value costs little
+  if (values.size() < kShortestRange) return std::nullopt;
+  std::int64_t low = std::numeric_limits<std::int64_t>::max();
+  std::int64_t high = std::numeric_limits<std::int64_t>::min();
+  for (const Value& v : values) {
+    if (!v.isInteger()) return std::nullopt;
+    low = std::min(low, v.asInt64());
+    high = std::max(high, v.asInt64());
+  }
+  // At most a quarter more rows than values are read for nothing.
+  const std::uint64_t span = static_cast<std::uint64_t>(high) - static_cast<std::uint64_t>(low);
+  if (span >= values.size() + values.size() / 4) return std::nullopt;
+  return std::pair{low, high};
+}
+
+}  // namespace
+
 std::unordered_map<Value, ManagedObject*, ValueHash> ManagedObjectContext::objectsByAttribute(
     const EntityDescription& entity, std::string_view attribute, const std::vector<Value>& values) {
   checkQueue("objectsByAttribute");
@@ -1181,7 +1217,23 @@ std::unordered_map<Value, ManagedObject*, ValueHash> ManagedObjectContext::objec
   std::unordered_map<Value, ManagedObject*, ValueHash> out;
   if (values.empty()) return out;
   const std::size_t index = attr->index;
-  std::unordered_set<Value, ValueHash> wanted(values.begin(), values.end());
+  // The wanted values by hash, sorted: one allocation for the whole list (a hash set costs
+  // one per value, and a batch asks for hundreds of values a call).
+  const ValueHash hash;
+  std::vector<std::pair<std::size_t, const Value*>> wanted;
+  wanted.reserve(values.size());
+  for (const Value& v : values) wanted.emplace_back(hash(v), &v);
+  std::sort(wanted.begin(), wanted.end(),
+            [](const auto& a, const auto& b) { return a.first < b.first; });
+  auto isWanted = [&](const Value& v) {
+    const std::size_t h = hash(v);
+    auto it =
+        std::lower_bound(wanted.begin(), wanted.end(), h,
+                         [](const auto& entry, std::size_t key) { return entry.first < key; });
+    for (; it != wanted.end() && it->first == h; ++it)
+      if (*it->second == v) return true;
+    return false;
+  };
 
   Lock lock(mutex_);
   // Unsaved state first (nearest context wins), then the rows nobody overrides, in one
@@ -1191,6 +1243,7 @@ std::unordered_map<Value, ManagedObject*, ValueHash> ManagedObjectContext::objec
   // Rows with unsaved state are dropped from the query's answer here rather than excluded in
   // its SQL: a batch has thousands of them, and few of their keys ever match.
   std::unordered_set<std::int64_t> excluded;
+  excluded.reserve(changeList_.size());
   std::vector<std::pair<ManagedObjectContext*, ManagedObject*>> matches;
   for (ManagedObjectContext* c = this; c; c = c->parent_.get()) {
     if (c != this) ancestorLocks.emplace_back(c->mutex_);
@@ -1200,22 +1253,41 @@ std::unordered_map<Value, ManagedObject*, ValueHash> ManagedObjectContext::objec
       if (parent_ && !seen.insert(o->id_).second) continue;
       if (!o->id_.temporary) excluded.insert(o->id_.key);
       if (o->flags_ & ManagedObject::kDeleted) continue;
-      if (wanted.count(o->values_[index])) matches.emplace_back(c, o);
+      if (isWanted(o->values_[index])) matches.emplace_back(c, o);
     }
   }
   FetchRequest request(&entity);
-  PredicateExpression left;
-  left.kind = PredicateExpression::Kind::KeyPath;
-  left.keyPath = attr->name;
-  PredicateExpression right;
-  right.kind = PredicateExpression::Kind::ConstantList;
-  right.list = values;
-  request.predicate =
-      Predicate::comparison(std::move(left), Predicate::Operator::In, std::move(right));
+  auto attributePath = [&] {
+    PredicateExpression path;
+    path.kind = PredicateExpression::Kind::KeyPath;
+    path.keyPath = attr->name;
+    return path;
+  };
+  const std::optional<std::pair<std::int64_t, std::int64_t>> range = denseIntegerRange(values);
+  if (range) {
+    // Keys that lie close together (a server's identifiers usually do) are read as one range
+    // of the attribute's index: one walk instead of a seek per value. Rows in the range that
+    // were not asked for are dropped below.
+    auto bound = [&](Predicate::Operator op, std::int64_t limit) {
+      PredicateExpression constant;
+      constant.constant = Value(limit);
+      return Predicate::comparison(attributePath(), op, std::move(constant));
+    };
+    request.predicate =
+        Predicate::andPredicate({bound(Predicate::Operator::GreaterOrEqual, range->first),
+                                 bound(Predicate::Operator::LessOrEqual, range->second)});
+  } else {
+    PredicateExpression list;
+    list.kind = PredicateExpression::Kind::ConstantList;
+    list.list = values;
+    request.predicate =
+        Predicate::comparison(attributePath(), Predicate::Operator::In, std::move(list));
+  }
   std::vector<ObjectSnapshot> rows = store_->query(request, {}, false, false);
   out.reserve(rows.size() + matches.size());
   for (ObjectSnapshot& row : rows) {
     if (excluded.count(row.id.key)) continue;
+    if (range && !isWanted(row.values[index])) continue;
     Value key = row.values[index];  // the file's value matched; the row's values move on
     ManagedObject* object = registerSnapshotLocked(std::move(row), false);
     if (!(object->flags_ & ManagedObject::kDeleted)) out.emplace(std::move(key), object);
@@ -1226,6 +1298,12 @@ std::unordered_map<Value, ManagedObject*, ValueHash> ManagedObjectContext::objec
     out.emplace(object->values_[index], object);
   }
   return out;
+}
+
+void ManagedObjectContext::reserveObjects(std::size_t count) {
+  checkQueue("reserveObjects");
+  Lock lock(mutex_);
+  objects_.reserve(objects_.size() + count);
 }
 
 std::size_t ManagedObjectContext::batchDeleteExcept(const EntityDescription& entity,

@@ -168,6 +168,10 @@ class ManagedObjectContext : public std::enable_shared_from_this<ManagedObjectCo
   std::unordered_map<Value, ManagedObject*, ValueHash> objectsByAttribute(
       const EntityDescription& entity, std::string_view attribute,
       const std::vector<Value>& values);
+  // Makes room in the table of registered objects for `count` more, for a caller about to
+  // register that many (a bulk import), so the table is not rebuilt again and again as it
+  // grows. A hint only: nothing changes but the table's size.
+  void reserveObjects(std::size_t count);
   // Delete-all-except: deletes, in the store and in one statement, every row of `entity`
   // (and sub-entities) whose attribute is not among `keptValues` (rows where it is null
   // included; an empty list deletes every row). The store is written at once, outside

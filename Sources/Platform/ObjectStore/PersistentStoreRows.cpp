@@ -182,9 +182,10 @@ void PersistentStore::readRow(sqlite3_stmt* stmt, const TableLayout& layout, boo
   out.values.reserve(attributes.size());
   for (std::size_t i = 0; i < attributes.size(); ++i)
     out.values.push_back(columnValue(stmt, el.attributeColumn[i], attributes[i].type));
+  // A row holds no to-many members: toMany stays empty (no member list loaded), which
+  // saves an allocation per row.
   const auto& relationships = entity->relationships();
   out.toOne.resize(relationships.size());
-  out.toMany.resize(relationships.size());
   for (std::size_t i = 0; i < relationships.size(); ++i) {
     int column = el.toOneColumn[i];
     if (column < 0 || sqlite3_column_type(stmt, column) == SQLITE_NULL) continue;
@@ -311,29 +312,39 @@ void PersistentStore::updateChangedColumns(const ManagedObject& o, std::size_t& 
   const EntityDescription& entity = *o.entity_;
   const auto& relationships = entity.relationships();
   const std::size_t attributeCount = entity.attributes().size();
+  const std::size_t propertyCount = attributeCount + relationships.size();
   // Property bits with a column of their own: attributes and to-one relationships. A column
   // left out of the statement leaves its indexes untouched too.
-  std::vector<std::uint16_t> changed;
-  changed.reserve(attributeCount + relationships.size());
-  for (std::size_t i = 0; i < attributeCount + relationships.size(); ++i)
-    if (o.changed_.test(i) && (i < attributeCount || !relationships[i - attributeCount].toMany))
-      changed.push_back(static_cast<std::uint16_t>(i));
-  if (changed.empty()) return;  // only to-many members changed: they live elsewhere
+  auto hasColumn = [&](std::size_t i) {
+    return o.changed_.test(i) && (i < attributeCount || !relationships[i - attributeCount].toMany);
+  };
+  // The set of changed columns, as bit words, names its statement: a key of one word stays
+  // in the string's own buffer, so the row costs no allocation.
+  std::string shape;
+  bool any = false;
+  for (std::size_t base = 0; base < propertyCount; base += 64) {
+    std::uint64_t word = 0;
+    for (std::size_t i = base; i < std::min(propertyCount, base + 64); ++i)
+      if (hasColumn(i)) word |= std::uint64_t{1} << (i - base);
+    any = any || word != 0;
+    shape.append(reinterpret_cast<const char*>(&word), sizeof word);
+  }
+  if (!any) return;  // only to-many members changed: they live elsewhere
   const EntityLayout& el = layoutFor(entity).entities.at(&entity);
-  std::string shape(reinterpret_cast<const char*>(changed.data()),
-                    changed.size() * sizeof(std::uint16_t));
   auto it = el.updateByChangedColumns.find(shape);
   if (it == el.updateByChangedColumns.end()) {
     // Bounded: an entity updated in many different ways falls back to whole rows.
     if (el.updateByChangedColumns.size() >= kUpdateShapesPerEntity)
       return writeObject(o, false, step);
     std::string sql = "UPDATE " + quoteName(entity.tableName()) + " SET ";
-    for (std::size_t k = 0; k < changed.size(); ++k) {
-      const std::size_t i = changed[k];
-      sql += (k ? ", " : "") +
+    bool first = true;
+    for (std::size_t i = 0; i < propertyCount; ++i) {
+      if (!hasColumn(i)) continue;
+      sql += (first ? "" : ", ") +
              quoteName(i < attributeCount ? entity.attributes()[i].name
                                           : fkColumn(relationships[i - attributeCount].name)) +
              " = ?";
+      first = false;
     }
     it = el.updateByChangedColumns.emplace(std::move(shape), statement(sql + " WHERE _pk = ?"))
              .first;
@@ -341,7 +352,8 @@ void PersistentStore::updateChangedColumns(const ManagedObject& o, std::size_t& 
   sqlite3_stmt* stmt = it->second;
   StatementReset reset{stmt};
   int n = 1;
-  for (std::size_t i : changed) {
+  for (std::size_t i = 0; i < propertyCount; ++i) {
+    if (!hasColumn(i)) continue;
     if (i >= attributeCount)
       bindToOne(stmt, n++, o, i - attributeCount);
     else if (i < o.values_.size())

@@ -57,6 +57,25 @@ TEST(BatchOperationsTest, LookupManyMergesFileAndUnsavedState) {
   EXPECT_THROW(f.root->objectsByAttribute(sample, "nosuch", keys), std::invalid_argument);
 }
 
+TEST(BatchOperationsTest, LookupManyOfCloseIntegerKeysFindsOnlyTheKeysAskedFor) {
+  // Close integer keys are read as one range of the index: the rows between them that were
+  // not asked for, and rows whose unsaved state moved them away, stay out of the answer.
+  TempDir dir;
+  StoreFixture f(dir);
+  fill(f, 100);
+  const auto& sample = f.entity("Sample");
+  f.root->objectsByAttribute(sample, "entityID", {Value(20)})
+      .at(Value(20))
+      ->setValueForKey("entityID", 500);
+  std::vector<Value> keys;
+  for (int i = 10; i <= 50; ++i)
+    if (i % 9 != 0) keys.emplace_back(i);  // not 18, 27, 36 or 45
+  auto found = f.root->objectsByAttribute(sample, "entityID", keys);
+  EXPECT_EQ(found.size(), keys.size() - 1);
+  for (int absent : {18, 20, 27, 36, 45}) EXPECT_FALSE(found.count(Value(absent))) << absent;
+  for (const auto& [key, object] : found) EXPECT_EQ(object->valueForKey("entityID"), key);
+}
+
 TEST(BatchOperationsTest, DeleteAllExceptTouchesOnlyTheEntityAndUpdatesContexts) {
   TempDir dir;
   StoreFixture f(dir);
